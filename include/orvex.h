@@ -1,0 +1,262 @@
+/*
+ * orvex.h — host library for Orvex desktop card readers (liborvex.so.1).
+ *
+ * One reader link per process, over a serial line or USB HID. Open it with
+ * OV_ComInitial / OV_ComInitialDevice (serial) or OV_USBHIDInitial (USB),
+ * call any command, close it with OV_ComFree / OV_USBHIDFree.
+ *
+ * Every command is synchronous and returns an int. Unless a method says
+ * otherwise:
+ *     1   the reader carried the command out
+ *    -1   nothing could be sent, nothing came back in time, or the answer
+ *         was malformed (bad length or checksum, or larger than the
+ *         library's buffers)
+ *    -3   the reader answered with a non-zero status (no card, wrong key...)
+ * Output parameters are written only on success. The library is never told
+ * the size of an output buffer: each method states how many bytes it writes,
+ * and the caller provides at least that many.
+ *
+ * ReaderID is the reader number, sent in every frame as 16 bits. Readers
+ * leave the factory with number 0 or 1; OV_GetReaderID tells.
+ *
+ * Orvex objects carry no state: any number of them share the one link.
+ * Calls must come from one thread at a time.
+ */
+#ifndef ORVEX_H
+#define ORVEX_H
+
+#if defined(__GNUC__)
+#define ORVEX_API __attribute__((visibility("default")))
+#else
+#define ORVEX_API
+#endif
+
+/* The most a single answer can carry, in bytes, and so the most any
+ * "all answer bytes" output can receive. */
+#define ORVEX_MAX_ANSWER 1040
+
+class ORVEX_API Orvex {
+ public:
+  Orvex() {}
+
+  /* ==================================================================== */
+  /* Library and link                                                      */
+  /* ==================================================================== */
+
+  /** Library version. No link needed. Always 7. */
+  int OV_GetDLLVersion();
+
+  /** Opens the serial port "/dev/ttyS<PortIndex>" (port 0 is /dev/ttyS0) at
+   *  Bound bits per second: 4800, 9600, 19200 or 38400, 8 data bits, no
+   *  parity, one stop bit. Closes a serial port opened before.
+   *  1 opened (the serial link is now the active one), 0 failed. */
+  int OV_ComInitial(int PortIndex, int Bound);
+
+  /** As OV_ComInitial, for any serial device path: a USB-serial adapter
+   *  ("/dev/ttyUSB0", "/dev/ttyACM0") or a pseudo-terminal such as the
+   *  simulated reader's. 1 opened, 0 failed. */
+  int OV_ComInitialDevice(const char* DevicePath, int Bound);
+
+  /** Closes the serial port and ends the use of whichever link was active
+   *  (also an open USB link: reopen it with OV_USBHIDInitial). Always 1. */
+  int OV_ComFree();
+
+  /** Opens the reader on USB (vendor 0x0471, product 0x114A), detaching the
+   *  kernel's HID driver if it holds the interface. 1 opened (the USB link
+   *  is now the active one); -1 no such device or interface, or it cannot
+   *  be claimed; -2 the device was found but could not be opened. */
+  int OV_USBHIDInitial();
+
+  /** Ends the USB link and releases the device. 0. */
+  int OV_USBHIDFree();
+
+  /** Switches the reader's line speed (4800, 9600, 14400, 19200, 28800,
+   *  38400, 57600 or 115200; any other value selects 19200). The command is
+   *  addressed to reader number 0 whatever ReaderID is. The host port keeps
+   *  its speed: reopen it with OV_ComInitial at the new speed (the host side
+   *  accepts 4800 to 38400 only). Result: the reader's status byte (0 when it
+   *  accepted), -1 on a link failure. */
+  int OV_ComNewBound(int ReaderID, int NewBound);
+
+  /* ==================================================================== */
+  /* Reader management                                                     */
+  /* ==================================================================== */
+
+  /** Gives the reader addressed as OldID the number NewID. 1 for any
+   *  well-formed answer (its status is not looked at), -1 on a link failure. */
+  int OV_SetReaderID(int OldID, int NewID);
+
+  /** Reads the reader's number. The 16-bit number if the reader carried the
+   *  command out, 0 if it refused (indistinguishable from number 0), -1 on a
+   *  link failure. */
+  int OV_GetReaderID(int ReaderID);
+
+  /** Reads the reader's firmware version. The 16-bit version, 0 if the reader
+   *  refused, -1 on a link failure. */
+  int OV_GetReaderVersion(int ReaderID);
+
+  /** Reads the reader's serial number into ReaderSerial (all answer bytes,
+   *  usually 8; at most ORVEX_MAX_ANSWER). Result: the answer length whether
+   *  or not the reader carried the command out (ReaderSerial is written only
+   *  when it did), -1 on a link failure. */
+  int OV_GetReaderSerial(int ReaderID, unsigned char* ReaderSerial);
+
+  /** Reads the reader's product number into ReaderNo, as OV_GetReaderSerial. */
+  int OV_GetReaderNo(int ReaderID, unsigned char* ReaderNo);
+
+  /** Sounds the buzzer Cycle times, Time_ON on and Time_OFF off (firmware
+   *  units, one byte each). 1 done; -1 link failure or refused. */
+  int OV_Buzzer(int ReaderID, int Time_ON, int Time_OFF, int Cycle);
+
+  /** Blinks lamp LEDIndex Cycle times (Time_ON / Time_OFF), then leaves lamp
+   *  LedIndexOn lit. One byte each. 1 done; -1 link failure or refused. */
+  int OV_Led(int ReaderID, int LEDIndex, int Time_ON, int Time_OFF, int Cycle, int LedIndexOn);
+
+  /** Shows LEDText (at most 16 characters; a dot after a character is its
+   *  decimal point) on the 8-digit LED display. Alignment 3 right, 2 centre,
+   *  anything else left. 1 done; -1 link failure or refused. */
+  int OV_LEDDisplay(int ReaderID, int Alignment, char* LEDText);
+
+  /** Switches the RF antenna on (true) or off. 1 done; -2 the reader did not
+   *  answer; -1 malformed answer or refused. */
+  int OV_AntennaStatus(int ReaderID, bool ATStatus);
+
+  /** Sets the reader's card-search mode (one byte, firmware-defined).
+   *  1 done; -1 link failure or refused. */
+  int OV_SearchCardMode(int ReaderID, int Mode);
+
+  /** Sets the card-search mode with a parameter byte. 1; -1. */
+  int OV_SearchCardModeEx(int ReaderID, int Mode, int Param);
+
+  /** Reads the number of the low-frequency (125 kHz) card in the field into
+   *  CardID (all answer bytes, usually 5). 1; -1 link failure or refused. */
+  int OV_LFCard_ReadID(int ReaderID, unsigned char* CardID);
+
+  /** Writes DataLen bytes of DataToWrite to the reader's memory at AddrBegin
+   *  (16-bit address). 1; -1 link failure, refused, or more data than one
+   *  command can carry. */
+  int OV_WriteReaderMemory(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToWrite);
+
+  /** Reads DataLen bytes of the reader's memory from AddrBegin into
+   *  DataToRead (all answer bytes: DataLen when the reader complies).
+   *  1; -1 link failure or refused. */
+  int OV_ReadReaderMemory(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead);
+
+  /** Sets the reader's parameter Index to the ParamLen bytes of Param.
+   *  1; -1 link failure or refused. */
+  int OV_SetParam(int ReaderID, int Index, int ParamLen, unsigned char* Param);
+
+  /** Sends parameter request Index with ParamLen bytes of Param and returns
+   *  the reader's answer: all answer bytes to OutResult, their count to
+   *  OutLen. 1; -1 link failure or refused. */
+  int OV_GetParam(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
+                  unsigned char* OutResult);
+
+  /** Sets the 433 MHz module's 8 parameter bytes. 1; -1. */
+  int OV_Set433ModuleParam(int ReaderID, unsigned char* Param);
+
+  /** Reads the 433 MHz module's parameters: always 8 bytes to Param. 1; -1. */
+  int OV_Get433ModuleParam(int ReaderID, unsigned char* Param);
+
+  /** Chooses the HF antenna AntennaID. 1; -1 link failure or refused. */
+  int OV_HFSelectAntenna(int ReaderID, int AntennaID);
+
+  /** Raw pass-through; declared here, provided only as the free function
+   *  OV_SendCMD below (call that one). */
+  int OV_SendCMD(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param,
+                 int* OutLen, unsigned char* OutResult);
+
+  /* ---- ORVEX-GROUP: display reader ---- */
+
+  /* ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ---- */
+
+  /* ---- ORVEX-GROUP: ISO 14443-B and memory tags ---- */
+
+  /* ---- ORVEX-GROUP: ISO 15693 ---- */
+
+  /* ---- ORVEX-GROUP: SAM slots ---- */
+
+  /* ---- ORVEX-GROUP: MIFARE Plus ---- */
+
+  /* ---- ORVEX-GROUP: FeliCa and ID-card number ---- */
+
+  /* ---- ORVEX-GROUP: Topaz ---- */
+
+  /* ---- ORVEX-GROUP: NTAG ---- */
+
+  /* ---- ORVEX-GROUP: SLE4442 ---- */
+
+  /* ---- ORVEX-GROUP: FMCOS ---- */
+
+  /* ---- ORVEX-GROUP: card application ---- */
+
+  /* ---- ORVEX-GROUP: NDEF ---- */
+
+  /* ---- ORVEX-GROUP: DES ---- */
+
+  /* ==================================================================== */
+  /* Declared for source compatibility with the EPC Gen2 reader line and   */
+  /* not provided by this library: a call fails to link.                   */
+  /* ==================================================================== */
+  int OV_GetPower(int ReaderID);
+  int OV_SetPower(int ReaderID, int Power);
+  int OV_SetInventoryThreshold(int ReaderID, int Threshold);
+  int OV_GetInventoryThreshold(int ReaderID);
+  int OV_G2_Inventory(int ReaderID);
+  int OV_G2_Read(int ReaderID);
+  int OV_G2_Write(int ReaderID);
+  int OV_G2_WriteEPC(int ReaderID);
+  int OV_G2_KillTag(int ReaderID);
+  int OV_G2_SetProtected(int ReaderID);
+  int OV_G2_Earse(int ReaderID);
+  int OV_G2_SetReadProtectedWithEPC(int ReaderID);
+  int OV_G2_SetReadProtected(int ReaderID);
+  int OV_G2_SetUnlockReadProtected(int ReaderID);
+  int OV_G2_TestReadProtected(int ReaderID);
+  int OV_G2_SetEASAlert(int ReaderID);
+  int OV_G2_TestEASAlert(int ReaderID);
+  int OV_G2_LockUser(int ReaderID);
+};
+
+/* ======================================================================== */
+/* Exported free functions                                                  */
+/* ======================================================================== */
+
+/** Raw pass-through: sends command 0xFB with Mode, TimeOut (one byte each)
+ *  and the ParamLen bytes of Param, waits TimeOut x 100 ms on serial, and
+ *  hands back all answer bytes in OutResult (at most ORVEX_MAX_ANSWER) with
+ *  their count in OutLen. 1; -1 link failure or refused. */
+ORVEX_API int OV_SendCMD(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param,
+                         int* OutLen, unsigned char* OutResult);
+
+/** Milliseconds of the wall clock, in 32-bit arithmetic (the value wraps). */
+ORVEX_API int GetTickCount();
+/** Opens the USB reader with the given ids; results as OV_USBHIDInitial. */
+ORVEX_API int HID_OpenUSBPort_(int VID, int PID);
+/** Ends the USB link; as OV_USBHIDFree. */
+ORVEX_API int HID_ClosePort_();
+
+/* Reader management commands, as the methods of the same meaning. */
+ORVEX_API int GetReaderSerial_(int ReaderID, unsigned char* ReaderSerial);
+ORVEX_API int GetReaderNo_(int ReaderID, unsigned char* ReaderNo);
+ORVEX_API int Buzzer2_(int ReaderID, int Time_ON, int Time_OFF, int Cycle);
+ORVEX_API int LED2_(int ReaderID, int LEDIndex, int Time_ON, int Time_OFF, int Cycle, int LedIndexOn);
+ORVEX_API int AntennaStatus_(int ReaderID, bool ATStatus);
+ORVEX_API int SearchCardMode_2(int ReaderID, int Mode, int Param);
+ORVEX_API int SearchCardMode_(int ReaderID, int Mode);
+ORVEX_API int LEDDisplay_(int ReaderID, int Alignment, char* LEDText);
+ORVEX_API int LFCard_ReadID_(int ReaderID, unsigned char* CardID);
+ORVEX_API int WriteFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToWrite);
+ORVEX_API int ReadFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead);
+ORVEX_API int SelectAntenna_(int ReaderID, int AntennaID);
+ORVEX_API int SetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param);
+ORVEX_API int GetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
+                        unsigned char* OutResult);
+ORVEX_API int Set433ModuleParam_(int ReaderID, unsigned char* Param);
+ORVEX_API int Get433ModuleParam_(int ReaderID, unsigned char* Param);
+ORVEX_API int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param,
+                       int* OutLen, unsigned char* OutResult);
+
+/* ---- ORVEX-FREE: later groups' exported free functions ---- */
+
+#endif /* ORVEX_H */

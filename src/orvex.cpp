@@ -1,0 +1,94 @@
+// The Orvex class: every method forwards its arguments unchanged to one
+// internal function of a command module and returns its result unchanged.
+#include "orvex.h"
+
+#include "link/untFunction.h"
+#include "reader/untReader.h"
+
+using namespace orvex;
+
+// ---- Library and link ----
+int Orvex::OV_GetDLLVersion() { return GetVersion_(); }
+int Orvex::OV_ComInitial(int PortIndex, int Bound) { return OpenPort_(PortIndex, Bound); }
+int Orvex::OV_ComInitialDevice(const char* DevicePath, int Bound) {
+  return OpenPortDevice_(DevicePath, Bound);
+}
+int Orvex::OV_ComFree() { return ClosePort_(); }
+int Orvex::OV_USBHIDInitial() { return HID_OpenUSBPort_(0x0471, 0x114A); }
+int Orvex::OV_USBHIDFree() { return HID_ClosePort_(); }
+int Orvex::OV_ComNewBound(int ReaderID, int NewBound) { return ChangeBound_(ReaderID, NewBound); }
+
+// ---- Reader management ----
+int Orvex::OV_SetReaderID(int OldID, int NewID) { return OV_SetReaderID_(OldID, NewID); }
+int Orvex::OV_GetReaderID(int ReaderID) { return OV_GetReaderID_(ReaderID); }
+int Orvex::OV_GetReaderVersion(int ReaderID) { return Get_ReaderVersion_(ReaderID); }
+int Orvex::OV_GetReaderSerial(int ReaderID, unsigned char* ReaderSerial) {
+  return GetReaderSerial_(ReaderID, ReaderSerial);
+}
+int Orvex::OV_GetReaderNo(int ReaderID, unsigned char* ReaderNo) {
+  return GetReaderNo_(ReaderID, ReaderNo);
+}
+int Orvex::OV_Buzzer(int ReaderID, int Time_ON, int Time_OFF, int Cycle) {
+  return Buzzer2_(ReaderID, Time_ON, Time_OFF, Cycle);
+}
+int Orvex::OV_Led(int ReaderID, int LEDIndex, int Time_ON, int Time_OFF, int Cycle, int LedIndexOn) {
+  return LED2_(ReaderID, LEDIndex, Time_ON, Time_OFF, Cycle, LedIndexOn);
+}
+int Orvex::OV_LEDDisplay(int ReaderID, int Alignment, char* LEDText) {
+  return LEDDisplay_(ReaderID, Alignment, LEDText);
+}
+int Orvex::OV_AntennaStatus(int ReaderID, bool ATStatus) { return AntennaStatus_(ReaderID, ATStatus); }
+int Orvex::OV_SearchCardMode(int ReaderID, int Mode) { return SearchCardMode_(ReaderID, Mode); }
+int Orvex::OV_SearchCardModeEx(int ReaderID, int Mode, int Param) {
+  return SearchCardMode_2(ReaderID, Mode, Param);
+}
+int Orvex::OV_LFCard_ReadID(int ReaderID, unsigned char* CardID) { return LFCard_ReadID_(ReaderID, CardID); }
+int Orvex::OV_WriteReaderMemory(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToWrite) {
+  return WriteFlash(ReaderID, AddrBegin, DataLen, DataToWrite);
+}
+int Orvex::OV_ReadReaderMemory(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead) {
+  return ReadFlash(ReaderID, AddrBegin, DataLen, DataToRead);
+}
+int Orvex::OV_SetParam(int ReaderID, int Index, int ParamLen, unsigned char* Param) {
+  return SetParam_(ReaderID, Index, ParamLen, Param);
+}
+int Orvex::OV_GetParam(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
+                       unsigned char* OutResult) {
+  return GetParam_(ReaderID, Index, ParamLen, Param, OutLen, OutResult);
+}
+int Orvex::OV_Set433ModuleParam(int ReaderID, unsigned char* Param) {
+  return Set433ModuleParam_(ReaderID, Param);
+}
+int Orvex::OV_Get433ModuleParam(int ReaderID, unsigned char* Param) {
+  return Get433ModuleParam_(ReaderID, Param);
+}
+int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenna_(ReaderID, AntennaID); }
+
+
+// ---- ORVEX-GROUP: display reader ----
+
+// ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ----
+
+// ---- ORVEX-GROUP: ISO 14443-B and memory tags ----
+
+// ---- ORVEX-GROUP: ISO 15693 ----
+
+// ---- ORVEX-GROUP: SAM slots ----
+
+// ---- ORVEX-GROUP: MIFARE Plus ----
+
+// ---- ORVEX-GROUP: FeliCa and ID-card number ----
+
+// ---- ORVEX-GROUP: Topaz ----
+
+// ---- ORVEX-GROUP: NTAG ----
+
+// ---- ORVEX-GROUP: SLE4442 ----
+
+// ---- ORVEX-GROUP: FMCOS ----
+
+// ---- ORVEX-GROUP: card application ----
+
+// ---- ORVEX-GROUP: NDEF ----
+
+// ---- ORVEX-GROUP: DES ----

@@ -1,0 +1,191 @@
+// Reader management commands. Each is one command exchange; in this family a
+// reader refusal mostly reads as -1, with the exceptions each function notes.
+#include "reader/untReader.h"
+
+#include <cstring>
+
+#include "link/untFunction.h"
+
+namespace orvex {
+
+static constexpr int kDelay = 1;
+static constexpr int kSleep = 20;
+
+// The family's own reading of an exchange: 1 when carried out, -1 for a
+// link failure and also for a reader refusal.
+static int Done(unsigned char cmd, int ReaderID, const Field& f, Answer& a,
+                int delay = kDelay) {
+  return Transact(cmd, ReaderID, f, delay, a, kSleep) == 1 ? 1 : -1;
+}
+
+int GetVersion_() { return 7; }
+
+int ChangeBound_(int /*ReaderID*/, int NewBound) {
+  static const int kSpeeds[] = {4800, 9600, 14400, 19200, 28800, 38400, 57600, 115200};
+  int index = 3;  // an unknown speed selects 19200
+  for (int i = 0; i < 8; ++i)
+    if (kSpeeds[i] == NewBound) index = i;
+  Answer a;
+  // Always addressed to reader number 0; the result is the status itself.
+  if (Exchange(0x01, 0, Field().u8(index), kDelay, kSleep, a) != Exchanged::kDecoded) return -1;
+  return a.status;
+}
+
+int OV_SetReaderID_(int OldID, int NewID) {
+  Answer a;
+  // Two trailing bytes the reader ignores; sent as zeros.
+  Field f;
+  f.u16be(NewID).u8(0).u8(0);
+  return Exchange(0x02, OldID, f, kDelay, kSleep, a) == Exchanged::kDecoded ? 1 : -1;
+}
+
+// A 16-bit number from answer bytes 0-1; 0 when the reader refused.
+static int ReadNumber(unsigned char cmd, int ReaderID) {
+  Answer a;
+  if (Exchange(cmd, ReaderID, Field(), kDelay, kSleep, a) != Exchanged::kDecoded) return -1;
+  return a.status == 0 ? a.u16be(0) : 0;
+}
+
+int OV_GetReaderID_(int ReaderID) { return ReadNumber(0x03, ReaderID); }
+int Get_ReaderVersion_(int ReaderID) { return ReadNumber(0x04, ReaderID); }
+
+// All answer bytes to out when the reader carried the command out; the answer
+// length whatever the status.
+static int ReadIdentity(unsigned char cmd, int ReaderID, unsigned char* out) {
+  Answer a;
+  if (Exchange(cmd, ReaderID, Field(), kDelay, kSleep, a) != Exchanged::kDecoded) return -1;
+  if (a.status == 0) a.CopyTo(out, 0, a.len);
+  return a.len;
+}
+
+int LEDPositions(const char* text, int len) {
+  int p = 0;
+  for (int i = 0; i < len; ++i)
+    if (text[i] != '.' || i == 0 || text[i - 1] == '.') ++p;
+  return p;
+}
+
+}  // namespace orvex
+
+using namespace orvex;
+
+int GetReaderSerial_(int ReaderID, unsigned char* ReaderSerial) {
+  return ReadIdentity(0x05, ReaderID, ReaderSerial);
+}
+
+int GetReaderNo_(int ReaderID, unsigned char* ReaderNo) {
+  return ReadIdentity(0x08, ReaderID, ReaderNo);
+}
+
+int Buzzer2_(int ReaderID, int Time_ON, int Time_OFF, int Cycle) {
+  Answer a;
+  return Done(0x06, ReaderID, Field().u8(Time_ON).u8(Time_OFF).u8(Cycle), a);
+}
+
+int LED2_(int ReaderID, int LEDIndex, int Time_ON, int Time_OFF, int Cycle, int LedIndexOn) {
+  Answer a;
+  return Done(0x07, ReaderID,
+              Field().u8(LEDIndex).u8(Time_ON).u8(Time_OFF).u8(Cycle).u8(LedIndexOn), a);
+}
+
+int LEDDisplay_(int ReaderID, int Alignment, char* LEDText) {
+  int L = LEDText ? static_cast<int>(strnlen(LEDText, 16)) : 0;
+  int P = LEDPositions(LEDText, L);
+  // Text wider than the display gets no fill rather than a negative one.
+  int fill = 0;
+  if (Alignment == 3) fill = 8 - P;
+  if (Alignment == 2) fill = (8 - P) / 2;
+  if (fill < 0) fill = 0;
+  Field f;
+  f.u8(fill + L).fill(0, fill).bytes(reinterpret_cast<const unsigned char*>(LEDText), L);
+  Answer a;
+  return Done(0x09, ReaderID, f, a);
+}
+
+int AntennaStatus_(int ReaderID, bool ATStatus) {
+  Answer a;
+  // The one command of the family that tells "no answer" (-2) apart.
+  int rt = Transact(0x21, ReaderID, Field().u8(ATStatus ? 1 : 0), kDelay, a, kSleep, -2);
+  return rt == 1 || rt == -2 ? rt : -1;
+}
+
+int SearchCardMode_(int ReaderID, int Mode) {
+  Answer a;
+  return Done(0x20, ReaderID, Field().u8(Mode), a);
+}
+
+int SearchCardMode_2(int ReaderID, int Mode, int Param) {
+  Answer a;
+  return Done(0x20, ReaderID, Field().u8(Mode).u8(Param), a);
+}
+
+int LFCard_ReadID_(int ReaderID, unsigned char* CardID) {
+  Answer a;
+  if (Done(0xFD, ReaderID, Field(), a) != 1) return -1;
+  a.CopyTo(CardID, 0, a.len);
+  return 1;
+}
+
+int WriteFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToWrite) {
+  Answer a;
+  Field f;
+  f.u8(0).u8(0).u16be(AddrBegin).u16be(DataLen).bytes(DataToWrite, DataLen);
+  return Done(0xB2, ReaderID, f, a);
+}
+
+int ReadFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead) {
+  Answer a;
+  if (Done(0xB1, ReaderID, Field().u8(0).u8(0).u16be(AddrBegin).u16be(DataLen), a) != 1) return -1;
+  a.CopyTo(DataToRead, 0, a.len);
+  return 1;
+}
+
+int SelectAntenna_(int ReaderID, int AntennaID) {
+  Answer a;
+  return Done(0xFE, ReaderID, Field().u8(AntennaID), a);
+}
+
+int SetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param) {
+  Answer a;
+  return Done(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), a);
+}
+
+// All answer bytes to OutResult and their count to OutLen.
+static int ReturnAll(unsigned char cmd, int ReaderID, const Field& f, int delay, int* OutLen,
+                     unsigned char* OutResult) {
+  Answer a;
+  if (Done(cmd, ReaderID, f, a, delay) != 1) return -1;
+  a.CopyTo(OutResult, 0, a.len);
+  *OutLen = a.len;
+  return 1;
+}
+
+int GetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
+              unsigned char* OutResult) {
+  return ReturnAll(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), kDelay, OutLen,
+                   OutResult);
+}
+
+int Set433ModuleParam_(int ReaderID, unsigned char* Param) {
+  Answer a;
+  return Done(0xFC, ReaderID, Field().u8(1).bytes(Param, 8), a);
+}
+
+int Get433ModuleParam_(int ReaderID, unsigned char* Param) {
+  Answer a;
+  if (Done(0xFC, ReaderID, Field().u8(0), a) != 1) return -1;
+  a.CopyTo(Param, 0, 8);  // always 8 bytes, whatever the answer length
+  return 1;
+}
+
+int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param, int* OutLen,
+             unsigned char* OutResult) {
+  // TimeOut is both the byte sent and the answer deadline, in 100 ms units.
+  return ReturnAll(0xFB, ReaderID, Field().u8(Mode).u8(TimeOut).bytes(Param, ParamLen), TimeOut,
+                   OutLen, OutResult);
+}
+
+int OV_SendCMD(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param, int* OutLen,
+               unsigned char* OutResult) {
+  return SendCMD_(ReaderID, Mode, TimeOut, ParamLen, Param, OutLen, OutResult);
+}
