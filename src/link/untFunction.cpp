@@ -2,6 +2,7 @@
 #include "link/untFunction.h"
 
 #include <sys/time.h>
+#include <termios.h>
 
 #include "transport/PCComm.h"
 
@@ -183,6 +184,10 @@ int ClosePort_() {
 int SendData_(unsigned char* Out, int LenOut) {
   tmpLength = 0;
   if (h_Serial <= 0) return -1;
+  // Whatever still waits on the line (the tail of a flood, an answer that
+  // came after its deadline) belongs to no command: drop it, so the answer
+  // collected next is the answer to this command.
+  tcflush(h_Serial, TCIFLUSH);
   return transport::WriteData(h_Serial, Out, LenOut);
 }
 
