@@ -8,6 +8,8 @@
 
 namespace orvex {
 
+static Line* g_line = nullptr;  // an in-process line in place of the port
+
 int FaceID = 0;
 int h_Serial = 0;
 int CurrPort = 0;
@@ -164,17 +166,25 @@ static int SetSerial(int fd) {
 
 int OpenPort_(int PortNumber, int Bound) {
   CurrPort = PortNumber;
-  if (h_Serial > 0) ClosePort_();
+  if (h_Serial > 0 || g_line) ClosePort_();
   return SetSerial(transport::OpenPort(PortNumber, Bound));
 }
 
 int OpenPortDevice_(const char* DevicePath, int Bound) {
-  if (h_Serial > 0) ClosePort_();
+  if (h_Serial > 0 || g_line) ClosePort_();
   if (DevicePath == nullptr) return 0;
   return SetSerial(transport::OpenPortPath(DevicePath, Bound));
 }
 
+int AttachLine_(Line* line) {
+  ClosePort_();
+  g_line = line;
+  if (line) FaceID = 1;
+  return 1;
+}
+
 int ClosePort_() {
+  g_line = nullptr;
   if (h_Serial > 0) transport::ClosePort(h_Serial);
   h_Serial = 0;
   FaceID = 0;
@@ -183,6 +193,7 @@ int ClosePort_() {
 
 int SendData_(unsigned char* Out, int LenOut) {
   tmpLength = 0;
+  if (g_line) return g_line->Write(Out, LenOut);
   if (h_Serial <= 0) return -1;
   // Whatever still waits on the line (the tail of a flood, an answer that
   // came after its deadline) belongs to no command: drop it, so the answer
@@ -211,7 +222,11 @@ static uint64_t ElapsedMs() {
 
 static int SerialCollect(unsigned char* In, int DelayTimes) {
   int t = 0;
-  if (FaceID == 1) t = transport::ReadDataInto(h_Serial, In, kMaxRawAnswer);
+  if (FaceID == 1) {
+    t = g_line ? g_line->Read(In, kMaxRawAnswer, transport::g_FirstByteTimeoutMs)
+               : transport::ReadDataInto(h_Serial, In, kMaxRawAnswer);
+    if (t == transport::kLineHungUp) t = -1;
+  }
   bCycle = true;
   msStart = static_cast<unsigned long>(static_cast<int64_t>(GetTickCount()));
   const uint64_t deadline = static_cast<uint64_t>(static_cast<int64_t>(DelayTimes) * 100);
@@ -227,8 +242,10 @@ static int SerialCollect(unsigned char* In, int DelayTimes) {
       uint64_t left = elapsed < deadline ? deadline - elapsed : 0;
       if (left > static_cast<uint64_t>(transport::g_FirstByteTimeoutMs))
         left = static_cast<uint64_t>(transport::g_FirstByteTimeoutMs);
-      int got = transport::ReadDataWithin(h_Serial, In + t, static_cast<size_t>(kMaxRawAnswer - t),
-                                          static_cast<int>(left));
+      int got = g_line ? g_line->Read(In + t, kMaxRawAnswer - t, static_cast<int>(left))
+                       : transport::ReadDataWithin(h_Serial, In + t,
+                                                   static_cast<size_t>(kMaxRawAnswer - t),
+                                                   static_cast<int>(left));
       if (got == transport::kLineHungUp) break;  // nothing more can arrive
       if (got == 0 && left == static_cast<uint64_t>(transport::g_FirstByteTimeoutMs)) break;
       t += got;  // a failed read returns -1 and so takes one byte back

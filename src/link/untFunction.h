@@ -63,6 +63,24 @@ int DecodeByte_Receive(int& ReaderID, unsigned char& Cmd, unsigned char& Status,
 int HID_DecodeByte_Receive(int& ReaderID, unsigned char& Cmd, unsigned char& Status, int LenIn,
                            unsigned char* In, unsigned char* Data);
 
+// ---- An in-process serial line ----------------------------------------------------
+// Stands in for the serial port without a device: fuzzers feed answers from
+// their input, benchmarks measure the library's own cost. Everything above
+// the port (framing, the answer wait, decoding) runs unchanged.
+class Line {
+ public:
+  virtual ~Line() = default;
+  // Writes a whole command frame: n, or -1.
+  virtual int Write(const unsigned char* p, int n) = 0;
+  // Delivers answer bytes: what is there within timeout_ms (the first read
+  // of an answer waits the first-byte timeout), 0 for nothing yet, -1 for an
+  // error, transport::kLineHungUp when nothing more can come.
+  virtual int Read(unsigned char* p, int capacity, int timeout_ms) = 0;
+};
+// Makes line the serial link (FaceID 1), closing an open serial port first;
+// nullptr closes it again. Returns 1.
+int AttachLine_(Line* line);
+
 // ---- Link operations -----------------------------------------------------------
 int OpenPort_(int PortNumber, int Bound);
 int OpenPortDevice_(const char* DevicePath, int Bound);
