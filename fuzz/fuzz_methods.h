@@ -1,0 +1,74 @@
+// The table of public methods the command fuzzer drives: each entry calls
+// one method with inputs of fixed content and outputs in heap buffers sized
+// exactly as orvex.h documents them.
+#pragma once
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "orvex.h"
+
+namespace fuzzmethods {
+
+struct Method {
+  const char* name;
+  std::function<void(Orvex&)> call;
+};
+
+// An output buffer of exactly n bytes on the heap.
+struct Out {
+  explicit Out(size_t n) : p(new unsigned char[n]), size(n) { memset(p.get(), 0xA5, n); }
+  unsigned char* get() { return p.get(); }
+  std::unique_ptr<unsigned char[]> p;
+  size_t size;
+};
+
+// An input buffer of exactly n bytes on the heap.
+inline Out In(size_t n, unsigned char fill = 0x11) {
+  Out o(n);
+  memset(o.get(), fill, n);
+  return o;
+}
+
+constexpr size_t kAll = ORVEX_MAX_ANSWER;  // "all answer bytes" outputs
+
+inline std::vector<Method> All() {
+  std::vector<Method> m;
+  auto add = [&](const char* name, std::function<void(Orvex&)> f) { m.push_back({name, std::move(f)}); };
+
+  // ---- Library and reader management ----
+  add("OV_ComNewBound", [](Orvex& o) { o.OV_ComNewBound(1, 9600); });
+  add("OV_SetReaderID", [](Orvex& o) { o.OV_SetReaderID(1, 2); });
+  add("OV_GetReaderID", [](Orvex& o) { o.OV_GetReaderID(1); });
+  add("OV_GetReaderVersion", [](Orvex& o) { o.OV_GetReaderVersion(1); });
+  add("OV_GetReaderSerial", [](Orvex& o) { Out b(kAll); o.OV_GetReaderSerial(1, b.get()); });
+  add("OV_GetReaderNo", [](Orvex& o) { Out b(kAll); o.OV_GetReaderNo(1, b.get()); });
+  add("OV_Buzzer", [](Orvex& o) { o.OV_Buzzer(1, 1, 1, 1); });
+  add("OV_Led", [](Orvex& o) { o.OV_Led(1, 1, 1, 1, 1, 1); });
+  add("OV_LEDDisplay", [](Orvex& o) { char t[] = "12.34"; o.OV_LEDDisplay(1, 3, t); });
+  add("OV_AntennaStatus", [](Orvex& o) { o.OV_AntennaStatus(1, true); });
+  add("OV_SearchCardMode", [](Orvex& o) { o.OV_SearchCardMode(1, 1); });
+  add("OV_SearchCardModeEx", [](Orvex& o) { o.OV_SearchCardModeEx(1, 1, 2); });
+  add("OV_LFCard_ReadID", [](Orvex& o) { Out b(kAll); o.OV_LFCard_ReadID(1, b.get()); });
+  add("OV_WriteReaderMemory", [](Orvex& o) { Out d = In(16); o.OV_WriteReaderMemory(1, 0, 16, d.get()); });
+  add("OV_ReadReaderMemory", [](Orvex& o) { Out b(kAll); o.OV_ReadReaderMemory(1, 0, 16, b.get()); });
+  add("OV_SetParam", [](Orvex& o) { Out d = In(4); o.OV_SetParam(1, 1, 4, d.get()); });
+  add("OV_GetParam", [](Orvex& o) {
+    Out d = In(4), b(kAll);
+    int len = 0;
+    o.OV_GetParam(1, 1, 4, d.get(), &len, b.get());
+  });
+  add("OV_Set433ModuleParam", [](Orvex& o) { Out d = In(8); o.OV_Set433ModuleParam(1, d.get()); });
+  add("OV_Get433ModuleParam", [](Orvex& o) { Out b(8); o.OV_Get433ModuleParam(1, b.get()); });
+  add("OV_HFSelectAntenna", [](Orvex& o) { o.OV_HFSelectAntenna(1, 1); });
+  add("OV_SendCMD", [](Orvex&) {
+    Out d = In(4), b(kAll);
+    int len = 0;
+    OV_SendCMD(1, 1, 1, 4, d.get(), &len, b.get());
+  });
+  return m;
+}
+
+}  // namespace fuzzmethods
