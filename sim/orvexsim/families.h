@@ -1,0 +1,12 @@
+// The command families of the simulated reader (internal to the simulator).
+#pragma once
+
+#include <memory>
+
+#include "orvexsim/simulator.h"
+
+namespace orvexsim {
+
+std::unique_ptr<Family> MakeReaderManagement(Context& ctx);
+
+}  // namespace orvexsim
