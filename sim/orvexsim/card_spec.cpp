@@ -1,0 +1,84 @@
+#include "orvexsim/card_spec.h"
+
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "orvexsim/lf_card.h"
+#include "orvexsim/mifare_classic.h"
+
+namespace orvexsim {
+namespace {
+
+struct Kind {
+  std::vector<size_t> id_lens;  // the id lengths it accepts (none: it takes no id)
+  std::function<Bytes(int index)> default_id;
+  std::function<std::shared_ptr<Card>(const Bytes& id)> make;
+};
+
+// A default id: a fixed prefix, then bytes that differ per index.
+Bytes DefaultId(Bytes prefix, size_t len, int index) {
+  Bytes id = prefix;
+  Bytes tail = Pseudorandom(Concat(prefix, {static_cast<uint8_t>(index)}), len - prefix.size());
+  id.insert(id.end(), tail.begin(), tail.end());
+  return id;
+}
+
+const std::map<std::string, Kind>& Kinds() {
+  static const std::map<std::string, Kind> kinds = {
+      {"mfc1k",
+       {{4, 7}, [](int i) { return DefaultId({0xA1}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<MifareClassic>(MifareClassic::Size::k1K, id); }}},
+      {"mfc4k",
+       {{4, 7}, [](int i) { return DefaultId({0xA4}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<MifareClassic>(MifareClassic::Size::k4K, id); }}},
+      {"lf",
+       {{5}, [](int i) { return DefaultId({0x1A}, 5, i); },
+        [](const Bytes& id) { return std::make_shared<LfCard>(id); }}},
+  };
+  return kinds;
+}
+
+}  // namespace
+
+std::shared_ptr<Card> MakeCard(const std::string& spec, int index, std::string& error) {
+  std::string name = spec, id_text;
+  size_t colon = spec.find(':');
+  if (colon != std::string::npos) {
+    name = spec.substr(0, colon);
+    id_text = spec.substr(colon + 1);
+  }
+  auto it = Kinds().find(name);
+  if (it == Kinds().end()) {
+    error = "unknown card kind \"" + name + "\"";
+    return nullptr;
+  }
+  const Kind& k = it->second;
+  Bytes id = k.default_id(index);
+  if (!id_text.empty()) {
+    if (k.id_lens.empty()) {
+      error = name + " takes no id";
+      return nullptr;
+    }
+    Bytes given;
+    bool ok = ParseHex(id_text, given);
+    std::string lens;
+    for (size_t n : k.id_lens) lens += (lens.empty() ? "" : " or ") + std::to_string(n);
+    bool len_ok = false;
+    for (size_t n : k.id_lens) len_ok = len_ok || given.size() == n;
+    if (!ok || !len_ok) {
+      error = name + " needs an id of " + lens + " bytes in hex";
+      return nullptr;
+    }
+    id = given;
+  }
+  return k.make(id);
+}
+
+const char* CardKindsHelp() {
+  return "  mfc1k[:UID4|UID7]     MIFARE Classic 1K, blank (transport keys)\n"
+         "  mfc4k[:UID4|UID7]     MIFARE Classic 4K, blank (transport keys)\n"
+         "  lf[:ID5]              a 125 kHz identification card\n";
+}
+
+}  // namespace orvexsim

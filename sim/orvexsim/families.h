@@ -1,0 +1,13 @@
+// The command families of the simulated reader (internal to the simulator).
+#pragma once
+
+#include <memory>
+
+#include "orvexsim/simulator.h"
+
+namespace orvexsim {
+
+std::unique_ptr<Family> MakeReaderManagement(Context& ctx);
+std::unique_ptr<Family> MakeTypeA(Context& ctx);
+
+}  // namespace orvexsim
