@@ -301,6 +301,47 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: NTAG ---- */
 
+  /* ==================================================================== */
+  /* NTAG                                                                  */
+  /* ==================================================================== */
+  /* NFC Forum Type 2 tags of the NTAG21x kind, selected beforehand as ISO
+   * 14443-A cards. Page numbers are sent as their low byte. Unless a method
+   * says otherwise: 1 done; -1 link failure; -3 the reader refused, or its
+   * answer did not echo the command. */
+
+  /** GET_VERSION: the tag's version bytes to pData (8 on an NTAG21x; all the
+   *  reader returns, at most ORVEX_MAX_ANSWER). */
+  int OV_NTag_GetVersion(int ReaderID, unsigned char* pData);
+
+  /** READ: four pages from StartPage on. pData receives the bytes (16; all
+   *  the reader returns, at most ORVEX_MAX_ANSWER), DataLen their count. */
+  int OV_NTag_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData);
+
+  /** FAST_READ: pages StartPage to EndPage, at most 51 pages in one call
+   *  (EndPage is lowered to StartPage + 50 on the wire, the variable is left
+   *  alone). pData receives the bytes (up to 204; all the reader returns, at
+   *  most ORVEX_MAX_ANSWER), DataLen their count. */
+  int OV_NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData);
+
+  /** WRITE: the 4 bytes of pData to page PageIndex. */
+  int OV_NTag_Write(int ReaderID, int PageIndex, unsigned char* pData);
+
+  /** COMPATIBILITY_WRITE: the 16 bytes of pData to page PageIndex (the tag
+   *  keeps the first 4). */
+  int OV_NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData);
+
+  /** READ_CNT: the tag's 24-bit NFC counter to Counter. */
+  int OV_NTag_ReadCounter(int ReaderID, int* Counter);
+
+  /** PWD_AUTH with the 4-byte password PWD. AuthResult receives the tag's
+   *  2-byte PACK whenever the tag answered. 1 when the PACK is 00 00; -1 for
+   *  any other PACK, or a link failure (AuthResult then untouched); -3. */
+  int OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult);
+
+  /** READ_SIG: the tag's signature to Signature (32 bytes on an NTAG21x;
+   *  all the reader returns, at most ORVEX_MAX_ANSWER). */
+  int OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature);
+
   /* ---- ORVEX-GROUP: SLE4442 ---- */
 
   /* ---- ORVEX-GROUP: FMCOS ---- */

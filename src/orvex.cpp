@@ -3,6 +3,7 @@
 #include "orvex.h"
 
 #include "cards/untISO14443.h"
+#include "cards/untNTag.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
 
@@ -159,6 +160,26 @@ int Orvex::OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int*
 // ---- ORVEX-GROUP: Topaz ----
 
 // ---- ORVEX-GROUP: NTAG ----
+int Orvex::OV_NTag_GetVersion(int ReaderID, unsigned char* pData) { return NTAG_GetVersion(ReaderID, pData); }
+int Orvex::OV_NTag_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData) {
+  return NTAG_Read(ReaderID, StartPage, DataLen, pData);
+}
+int Orvex::OV_NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData) {
+  return NTag_FastRead(ReaderID, StartPage, EndPage, DataLen, pData);
+}
+int Orvex::OV_NTag_Write(int ReaderID, int PageIndex, unsigned char* pData) {
+  return NTag_Write(ReaderID, PageIndex, pData);
+}
+int Orvex::OV_NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData) {
+  return NTag_CompatibleWrite(ReaderID, PageIndex, pData);
+}
+int Orvex::OV_NTag_ReadCounter(int ReaderID, int* Counter) { return NTag_ReadCounter(ReaderID, Counter); }
+int Orvex::OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult) {
+  return NTag_Password_Auth(ReaderID, PWD, AuthResult);
+}
+int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
+  return NTag_ReadSignature(ReaderID, Signature);
+}
 
 // ---- ORVEX-GROUP: SLE4442 ----
 
