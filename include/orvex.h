@@ -170,6 +170,123 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ---- */
 
+  /* ==================================================================== */
+  /* ISO 14443-A and MIFARE Classic                                        */
+  /* ==================================================================== */
+  /* Block numbers, key indices, cascade levels and modes are sent as their
+   * low byte (block 256 is block 0). Unless a method says otherwise:
+   * 1 done, -1 link failure, -3 the reader refused (no card, wrong key,
+   * card error). */
+
+  /** Requests a card in the field with RequestMode (one byte, e.g. 0x26 for
+   *  REQA, 0x52 for WUPA). CardType receives the card's answer, its first
+   *  byte in the high half (ATQA 0x0004 reads 0x0400). */
+  int OV_RequestCard(int ReaderID, unsigned char RequestMode, unsigned short* CardType);
+
+  /** Runs the anticollision loop. LenSNO receives the serial number length,
+   *  SNO the serial number (all answer bytes: 4, 7 or 10). */
+  int OV_AntiCollide(int ReaderID, unsigned char* LenSNO, unsigned char* SNO);
+
+  /** Selects the card with the LenSNO-byte serial number SNO. */
+  int OV_CardSelect(int ReaderID, unsigned char LenSNO, unsigned char* SNO);
+
+  /** Stores the 6-byte MIFARE Key in the reader under KeyIndex.
+   *  1; -2 the reader did not answer; -1; -3. */
+  int OV_DownLoadKey(int ReaderID, int KeyIndex, unsigned char* Key);
+
+  /** Authenticates block BlockAddr's sector with the key the reader holds
+   *  under KeyIndex. KeyMode (the key type byte) goes to the reader as it
+   *  stands. 1; -2 the reader did not answer; -1; -3 refused. */
+  int OV_KeyDown_Authorization(int ReaderID, unsigned char KeyMode, int BlockAddr, unsigned char KeyIndex);
+
+  /** Authenticates block BlockAddr's sector with the 6-byte Key given here.
+   *  1; -2 the reader did not answer; -1; -3 refused. */
+  int OV_KeyAuthorization(int ReaderID, unsigned char KeyMode, int BlockAddr, unsigned char* Key);
+
+  /** Reads block BlockAddr. pData receives exactly LenData bytes (16 for a
+   *  MIFARE block; zeros where the answer is shorter, at most
+   *  ORVEX_MAX_ANSWER). */
+  int OV_ReadaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData);
+
+  /** Writes the LenData bytes of pData (16 for a MIFARE block) to block
+   *  BlockAddr. */
+  int OV_WriteaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData);
+
+  /** Makes block BlockAddr a value block holding IniMoney. */
+  int OV_Purse_Initial(int ReaderID, int BlockAddr, int IniMoney);
+
+  /** Reads the value of block BlockAddr into Money. */
+  int OV_Purse_Read(int ReaderID, int BlockAddr, int* Money);
+
+  /** Decrements the value of block BlockAddr by Decrement into the card's
+   *  value register (OV_Transfer stores it). */
+  int OV_Purse_Decrease(int ReaderID, int BlockAddr, int Decrement);
+
+  /** Increments the value of block BlockAddr by Charge into the card's
+   *  value register (OV_Transfer stores it). */
+  int OV_Purse_Charge(int ReaderID, int BlockAddr, int Charge);
+
+  /** Loads the value of block BlockAddr into the card's value register. */
+  int OV_Restore(int ReaderID, int BlockAddr);
+
+  /** Writes the card's value register to block BlockAddr. */
+  int OV_Transfer(int ReaderID, int BlockAddr);
+
+  /** Halts the selected card. */
+  int OV_CardHalt(int ReaderID);
+
+  /** Anticollision and selection in one step. CardMem receives the card's
+   *  memory byte (1 byte), SNLen the serial number length (1 byte), SN the
+   *  serial number (the answer's bytes after the first). Result: the serial
+   *  number length (positive) when done; -1; -3. */
+  int OV_AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
+                              unsigned char* SNLen, unsigned char* SN);
+
+  /** Activates the ISO 14443-4 (CPU) card in the field; Mode and MultiMode
+   *  go to the reader as they stand. pData receives the whole answer (the
+   *  card's answer to select, at most ORVEX_MAX_ANSWER bytes), rtLen its
+   *  length. */
+  int OV_TypeA_Reset(int ReaderID, unsigned char Mode, unsigned char MultiMode, int* rtLen,
+                     unsigned char* pData);
+
+  /** Sends the LenCOS-byte command APDU Com_COS to the activated CPU card.
+   *  pData receives the response APDU, data then SW1 SW2 (at most
+   *  ORVEX_MAX_ANSWER bytes), rtLen its length. 1 whatever SW1 SW2 say. */
+  int OV_TypeA_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen, unsigned char* pData);
+
+  /** Reads the four Ultralight pages from BlockID on: 16 bytes to pData. */
+  int OV_UltraLightRead(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Writes the first 4 bytes of pData to Ultralight page BlockID. */
+  int OV_UltraLightWrite(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Anticollision at cascade level Leveln (1, 2, 3). LenSNO receives the
+   *  answer length (1 byte), SNO the answer bytes. */
+  int OV_AntiCollide_Level(int ReaderID, int Leveln, unsigned char* LenSNO, unsigned char* SNO);
+
+  /** Selection at cascade level Leveln; SAK receives the card's SAK (1 byte). */
+  int OV_SelectCard_Level(int ReaderID, int Leveln, unsigned char* SAK);
+
+  /** Request, anticollision and selection in one step. ATQA receives the
+   *  answer's first two bytes, the first in the low half (ATQA 0x0004 reads
+   *  0x0004); SAK the SAK (1 byte); LenSNO the serial number length (1 byte);
+   *  SNO the serial number (the answer's bytes from the fourth on). */
+  int OV_RequestAntiandSelect(int ReaderID, int SearchMode, int RetMode, unsigned short* ATQA,
+                              unsigned char* SAK, unsigned char* LenSNO, unsigned char* SNO);
+
+  /** Writes the LenData bytes of pData to BlockNums blocks from StartBlock.
+   *  The reader gets BlockNums x 100 ms to answer. Result when done: the
+   *  reader's first answer byte (0 to 255; 0 is a success too); -1; -3. */
+  int OV_WriteM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int LenData, unsigned char* pData);
+
+  /** Reads BlockNums blocks from StartBlock; the reader gets BlockNums x
+   *  100 ms to answer. LenData receives the answer length n (its leading byte
+   *  included) and pData n bytes from the answer's second byte on, the last
+   *  of them a zero (so pData must hold 16 x BlockNums + 1 bytes, at most
+   *  ORVEX_MAX_ANSWER). Result when done: the reader's first answer byte
+   *  (0 to 255; 0 is a success too); -1; -3. */
+  int OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int* LenData, unsigned char* pData);
+
   /* ---- ORVEX-GROUP: ISO 14443-B and memory tags ---- */
 
   /* ---- ORVEX-GROUP: ISO 15693 ---- */
@@ -183,6 +300,47 @@ class ORVEX_API Orvex {
   /* ---- ORVEX-GROUP: Topaz ---- */
 
   /* ---- ORVEX-GROUP: NTAG ---- */
+
+  /* ==================================================================== */
+  /* NTAG                                                                  */
+  /* ==================================================================== */
+  /* NFC Forum Type 2 tags of the NTAG21x kind, selected beforehand as ISO
+   * 14443-A cards. Page numbers are sent as their low byte. Unless a method
+   * says otherwise: 1 done; -1 link failure; -3 the reader refused, or its
+   * answer did not echo the command. */
+
+  /** GET_VERSION: the tag's version bytes to pData (8 on an NTAG21x; all the
+   *  reader returns, at most ORVEX_MAX_ANSWER). */
+  int OV_NTag_GetVersion(int ReaderID, unsigned char* pData);
+
+  /** READ: four pages from StartPage on. pData receives the bytes (16; all
+   *  the reader returns, at most ORVEX_MAX_ANSWER), DataLen their count. */
+  int OV_NTag_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData);
+
+  /** FAST_READ: pages StartPage to EndPage, at most 51 pages in one call
+   *  (EndPage is lowered to StartPage + 50 on the wire, the variable is left
+   *  alone). pData receives the bytes (up to 204; all the reader returns, at
+   *  most ORVEX_MAX_ANSWER), DataLen their count. */
+  int OV_NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData);
+
+  /** WRITE: the 4 bytes of pData to page PageIndex. */
+  int OV_NTag_Write(int ReaderID, int PageIndex, unsigned char* pData);
+
+  /** COMPATIBILITY_WRITE: the 16 bytes of pData to page PageIndex (the tag
+   *  keeps the first 4). */
+  int OV_NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData);
+
+  /** READ_CNT: the tag's 24-bit NFC counter to Counter. */
+  int OV_NTag_ReadCounter(int ReaderID, int* Counter);
+
+  /** PWD_AUTH with the 4-byte password PWD. AuthResult receives the tag's
+   *  2-byte PACK whenever the tag answered. 1 when the PACK is 00 00; -1 for
+   *  any other PACK, or a link failure (AuthResult then untouched); -3. */
+  int OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult);
+
+  /** READ_SIG: the tag's signature to Signature (32 bytes on an NTAG21x;
+   *  all the reader returns, at most ORVEX_MAX_ANSWER). */
+  int OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature);
 
   /* ---- ORVEX-GROUP: SLE4442 ---- */
 
