@@ -167,6 +167,145 @@ class ORVEX_API Orvex {
                  int* OutLen, unsigned char* OutResult);
 
   /* ---- ORVEX-GROUP: display reader ---- */
+  /* The reader model with a 128 x 64 monochrome LCD, a real-time clock and a
+   * flash store of its own. Results of every method in this group:
+   *     1      done (also: refused with status 0x01, which cannot be told apart)
+   *    -1      nothing could be sent, nothing came back in time, or the answer
+   *            was malformed
+   *    -2      refused before sending: an image larger than 128 x 64, or data
+   *            that does not fit one command (more than 1039 bytes with the
+   *            sub-command byte, e.g. a flash write of more than 1035 bytes)
+   *     0      the reader answered with status 0 but did not echo the command
+   *   other    the reader refused: its status byte read as signed
+   *            (0x02..0x7F -> 2..127, 0x80..0xFF -> -128..-1)
+   * Flash addresses and counts travel least significant byte first. The
+   * "Get" methods write their outputs whenever the result is positive; after
+   * a refusal with a status of 0x01..0x7F those outputs are zeros. */
+
+  /** Writes len bytes of Data to the display's flash store at BeginAddr
+   *  (at most 1035 bytes in one call). Deadline 5 s. */
+  int OV_WriteFlash(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data);
+
+  /** Reads BytesCount (16 bits) bytes of the display's flash store from
+   *  BeginAddr: the bytes the reader sends to Data (at most
+   *  ORVEX_MAX_ANSWER - 1, BytesCount when the reader complies), their count
+   *  to len. Deadline 5 s. */
+  int OV_ReadFlash(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len, unsigned char* Data);
+
+  /** As OV_WriteFlash, into the flash area that holds the display
+   *  configuration. */
+  int OV_Config_WriteFlashEx(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data);
+
+  /** As OV_ReadFlash, from the flash area that holds the display
+   *  configuration. */
+  int OV_Config_ReadFlashEx(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                            unsigned char* Data);
+
+  /** Sets the reader's clock from the 8-byte clock record in Data (layout
+   *  defined by the reader firmware). */
+  int OV_Config_Clock_Set(int ReaderID, unsigned char* Data);
+
+  /** Reads the reader's clock: the bytes the reader sends (the 8-byte clock
+   *  record) to Data. Data is written only when the reader carried the
+   *  command out. */
+  int OV_Config_Clock_Get(int ReaderID, unsigned char* Data);
+
+  /** Shows (Enable non-zero) or hides the time at Line, Column. */
+  int OV_Config_TimeDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                unsigned char Column);
+
+  /** Reads the time display setting: one byte each to Enable, Line, Column. */
+  int OV_Config_TimeDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                unsigned char* Column);
+
+  /** Shows (Enable non-zero) or hides the date at Line, Column. */
+  int OV_Config_DateDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                unsigned char Column);
+
+  /** Reads the date display setting: one byte each to Enable, Line, Column. */
+  int OV_Config_DateDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                unsigned char* Column);
+
+  /** Chooses the display font (firmware-defined number). */
+  int OV_Config_Font_Set(int ReaderID, unsigned char Font);
+
+  /** Reads the display font: one byte to Font. */
+  int OV_Config_Font_Get(int ReaderID, unsigned char* Font);
+
+  /** Sets the frame shown at power-on: config and timespan (firmware-defined),
+   *  width in pixels, height in pixels (sent as a count of 8-pixel rows, so
+   *  rounded down to a multiple of 8), and its line and column. */
+  int OV_Config_FormPowerOn_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                unsigned char width, unsigned char height, unsigned char line,
+                                unsigned char column);
+
+  /** Reads the power-on frame: one byte to each output; height in pixels
+   *  (the stored row count times 8). */
+  int OV_Config_FormPowerOn_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                unsigned char* width, unsigned char* height, unsigned char* line,
+                                unsigned char* column);
+
+  /** As OV_Config_FormPowerOn_Set, for the frame shown while running. */
+  int OV_Config_FormRun_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                            unsigned char width, unsigned char height, unsigned char line,
+                            unsigned char column);
+
+  /** As OV_Config_FormPowerOn_Get, for the frame shown while running. */
+  int OV_Config_FormRun_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                            unsigned char* width, unsigned char* height, unsigned char* line,
+                            unsigned char* column);
+
+  /** Stores the text shown at power-on: the first len bytes of Data (at most
+   *  64), padded with spaces to 64 bytes. */
+  int OV_Config_TextPowerOn_Set(int ReaderID, unsigned char len, unsigned char* Data);
+
+  /** Reads the power-on text into Data: 64 bytes in practice (the text up to
+   *  the last zero byte of the reader's result, at most 64). len is not
+   *  written. */
+  int OV_Config_TextPowerOn_Get(int ReaderID, unsigned char* len, unsigned char* Data);
+
+  /** As OV_Config_TextPowerOn_Set, for the text shown while running. */
+  int OV_Config_TextRun_Set(int ReaderID, unsigned char len, unsigned char* Data);
+
+  /** As OV_Config_TextPowerOn_Get, for the text shown while running. */
+  int OV_Config_TextRun_Get(int ReaderID, unsigned char* len, unsigned char* Data);
+
+  /** Stores the image shown at power-on: width x height / 8 bytes of bitmap
+   *  (one bit a pixel), width at most 128, height at most 64, else -2.
+   *  Deadline 5 s. */
+  int OV_Config_ImagePowerOn_Set(int ReaderID, unsigned char width, unsigned char height,
+                                 unsigned char* Data);
+
+  /** As OV_Config_ImagePowerOn_Set, for the image shown while running. */
+  int OV_Config_ImageRun_Set(int ReaderID, unsigned char width, unsigned char height,
+                             unsigned char* Data);
+
+  /** Shows len bytes of Data (at most 16; more are cut) at line, column;
+   *  Config is firmware-defined. */
+  int OV_ShowText(int ReaderID, unsigned char Config, unsigned char line, unsigned char column,
+                  unsigned char len, unsigned char* Data);
+
+  /** Shows the width x height (pixels) image stored in the display's flash at
+   *  FlashAddr, at line, column. */
+  int OV_ShowImageFromFlash(int ReaderID, unsigned char config, unsigned char line,
+                            unsigned char column, unsigned char width, unsigned char height,
+                            unsigned int FlashAddr);
+
+  /** Shows the width x height image of width x height / 8 bytes in Data at
+   *  line, column (height sent as 8-pixel rows). Width at most 128, height
+   *  at most 64, else -2; a full screen goes in one command. */
+  int OV_ShowImage(int ReaderID, unsigned char config, unsigned char line, unsigned char column,
+                   unsigned char width, unsigned char height, unsigned char* Data);
+
+  /** As OV_ShowText, through the reader's English-text command. */
+  int OV_ShowEnText(int ReaderID, unsigned char Config, unsigned char line, unsigned char column,
+                    unsigned char len, unsigned char* Data);
+
+  /** Switches the LCD back light (Config and timespan firmware-defined). */
+  int OV_ControlLCDBackLight(int ReaderID, unsigned char Config, unsigned char timespan);
+
+  /** Clears display lines (lines is firmware-defined). */
+  int OV_ClearLCDByLine(int ReaderID, unsigned char lines);
 
   /* ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ---- */
 
@@ -347,10 +486,119 @@ class ORVEX_API Orvex {
   /* ---- ORVEX-GROUP: FMCOS ---- */
 
   /* ---- ORVEX-GROUP: card application ---- */
+  /* The card application run by the reader firmware: a purse card with a
+   * public file (50 bytes), a card-holder file (100 bytes), a user file, a
+   * balance, debit, consume and a transaction record, secured by keys in a
+   * SAM inside the reader. Results of every method but OV_KORU_GetStatus:
+   *     1   done
+   *    -1   nothing could be sent, nothing came back in time, or the answer
+   *         was malformed
+   *    -2   the reader refused (OV_KORU_GetStatus tells why), or the data
+   *         was refused before sending
+   * Keys are 16 bytes, each with a key-source byte for the reader;
+   * terminal numbers 6 bytes; dates 7 bytes; amounts go most significant
+   * byte first. Outputs are written only on success. */
+
+  /** Resets the SAM in slot SamIndex: its answer to reset to Data (all the
+   *  bytes the reader sends), their count to DataLen (0 on failure). */
+  int OV_KORU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataLen, unsigned char* Data);
+
+  /** Sets up the SAM in slot SamIndex with privilege SamPrivilege, the 6-byte
+   *  terminal number Teminate and the 16-byte key from source KeyFrom.
+   *  Deadline 1 s. */
+  int OV_KORU_SamInitial(int ReaderID, unsigned char SamIndex, unsigned char SamPrivilege,
+                         unsigned char* Teminate, unsigned char* key, unsigned char KeyFrom);
+
+  /** Reads the SAM's terminal number (6 bytes to Teminate) and order number
+   *  (OrderNo); both are written only when the reader sends more than 9
+   *  bytes. */
+  int OV_KORU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Teminate,
+                         unsigned int* OrderNo);
+
+  /** Finds a card: its number (all bytes the reader sends) to CardNo, written
+   *  only when more than 7 bytes came. Deadline 4 s. */
+  int OV_KORU_Request(int ReaderID, unsigned char* CardNo);
+
+  /** Replaces key Oldkey (source OldkeyFrom) by Newkey (source NewkeyFrom),
+   *  16 bytes each; the card number to CardNo as OV_KORU_Request.
+   *  Deadline 5 s. */
+  int OV_KORU_ChangeKey(int ReaderID, unsigned char* Oldkey, unsigned char OldkeyFrom,
+                        unsigned char* Newkey, unsigned char NewkeyFrom, unsigned char* CardNo);
+
+  /** Reads the public file: the bytes the reader sends to data (50 for this
+   *  file), their count to len. */
+  int OV_KORU_ReadPublicFile(int ReaderID, int* len, unsigned char* data);
+
+  /** Writes the 50 bytes of data to the public file through SAM slot
+   *  SamIndex. */
+  int OV_KORU_WritePublicFile(int ReaderID, unsigned char SamIndex, unsigned char* data);
+
+  /** Reads the card-holder file: the bytes the reader sends to data (100
+   *  for this file), their count to len. */
+  int OV_KORU_ReadHolderFile(int ReaderID, unsigned char SamIndex, int* len, unsigned char* data);
+
+  /** Writes the 100 bytes of data to the card-holder file. */
+  int OV_KORU_WriteHolderFile(int ReaderID, unsigned char SamIndex, unsigned char* data);
+
+  /** Reads Count bytes of the user file from Addr (16 bits each): the bytes
+   *  the reader sends to data (at most ORVEX_MAX_ANSWER - 1), their count to
+   *  len. Deadline 5 s. */
+  int OV_KORU_ReadUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count, int* len,
+                           unsigned char* data);
+
+  /** Writes Count bytes of data (at most 1024, else -2 with nothing sent) to
+   *  the user file at Addr (16 bits). Deadline 5 s. */
+  int OV_KORU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count,
+                            unsigned char* data);
+
+  /** Reads the purse balance to Value, written only when the reader sends at
+   *  least 4 bytes. */
+  int OV_KORU_Balance(int ReaderID, unsigned int* Value);
+
+  /** Debits Value from the purse through SAM slot SamIndex, dated by the 7
+   *  bytes of Date: the bytes the reader sends to Result. */
+  int OV_KORU_Debit(int ReaderID, unsigned char SamIndex, unsigned int Value, unsigned char* Date,
+                    unsigned char* Result);
+
+  /** Consumes Value from the purse, as OV_KORU_Debit. */
+  int OV_KORU_Consume(int ReaderID, unsigned char SamIndex, unsigned int Value, unsigned char* Date,
+                      unsigned char* Result);
+
+  /** Reads the transaction record: the bytes the reader sends to Record,
+   *  their count to RecordLen. */
+  int OV_KORU_Record(int ReaderID, int& RecordLen, unsigned char* Record);
+
+  /** Why the last command of this group failed (no reader command is sent;
+   *  ReaderID is not used). mode non-zero: the reader's status byte of the
+   *  last answer (0 when the reader accepted but did not echo the command).
+   *  mode 0: the application status word, 0x9000 unless the last refusal
+   *  carried one (e.g. 0x9401). Both persist until the next command of this
+   *  group. */
+  unsigned short OV_KORU_GetStatus(int ReaderID, int mode);
 
   /* ---- ORVEX-GROUP: NDEF ---- */
 
   /* ---- ORVEX-GROUP: DES ---- */
+  /* DES and two-key triple-DES on single 8-byte blocks, for the application's
+   * own use; no link needed. Key parity bits are ignored. One computation at
+   * a time per process. */
+
+  /** DES of the 8-byte block in with the 8-byte key pkey into the 8 bytes of
+   *  out (out may be in): cModel 0 encrypts, any other value decrypts.
+   *  Always 1. */
+  int DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out);
+
+  /** Two-key triple-DES of one 8-byte block with the 16-byte key pKey
+   *  (K1 = bytes 0-7, K2 = bytes 8-15): cModel 0 encrypts E(K1) D(K2) E(K1),
+   *  any other value decrypts. pOutData (8 bytes) may be pInData. Always 1. */
+  int DES3(unsigned char cModel, unsigned char* pKey, unsigned char* pInData, unsigned char* pOutData);
+
+  /** Triple-DES CBC of exactly one 8-byte block with the 16-byte key pKey and
+   *  the 8-byte IV pIV, which is left unchanged: cModel 0 encrypts
+   *  (in XOR IV), any other value decrypts. Chain a longer message by passing
+   *  the last ciphertext block as the next IV. Always 0. */
+  int DES3_CBC(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+               unsigned char* pOutData, unsigned char* pIV);
 
   /* ==================================================================== */
   /* Declared for source compatibility with the EPC Gen2 reader line and   */

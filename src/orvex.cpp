@@ -4,8 +4,11 @@
 
 #include "cards/untISO14443.h"
 #include "cards/untNTag.h"
+#include "apps/untTamracpu.h"
+#include "crypto/DES3.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
+#include "reader/untVela.h"
 
 using namespace orvex;
 
@@ -68,6 +71,113 @@ int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenn
 
 
 // ---- ORVEX-GROUP: display reader ----
+int Orvex::OV_WriteFlash(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data) {
+  return Vela_WriteFlash(ReaderID, BeginAddr, len, Data);
+}
+int Orvex::OV_ReadFlash(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                        unsigned char* Data) {
+  return Vela_ReadFlash(ReaderID, BeginAddr, BytesCount, len, Data);
+}
+int Orvex::OV_Config_WriteFlashEx(int ReaderID, unsigned int BeginAddr, int len,
+                                  unsigned char* Data) {
+  return Vela_Config_WriteFlashEx(ReaderID, BeginAddr, len, Data);
+}
+int Orvex::OV_Config_ReadFlashEx(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                                 unsigned char* Data) {
+  return Vela_Config_ReadFlashEx(ReaderID, BeginAddr, BytesCount, len, Data);
+}
+int Orvex::OV_Config_Clock_Set(int ReaderID, unsigned char* Data) {
+  return Vela_Config_Clock_Set(ReaderID, Data);
+}
+int Orvex::OV_Config_Clock_Get(int ReaderID, unsigned char* Data) {
+  return Vela_Config_Clock_Get(ReaderID, Data);
+}
+int Orvex::OV_Config_TimeDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                     unsigned char Column) {
+  return Vela_Config_TimeDisplay_Set(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_TimeDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                     unsigned char* Column) {
+  return Vela_Config_TimeDisplay_Get(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_DateDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                     unsigned char Column) {
+  return Vela_Config_DateDisplay_Set(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_DateDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                     unsigned char* Column) {
+  return Vela_Config_DateDisplay_Get(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_Font_Set(int ReaderID, unsigned char Font) {
+  return Vela_Config_Font_Set(ReaderID, Font);
+}
+int Orvex::OV_Config_Font_Get(int ReaderID, unsigned char* Font) {
+  return Vela_Config_Font_Get(ReaderID, Font);
+}
+int Orvex::OV_Config_FormPowerOn_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                     unsigned char width, unsigned char height, unsigned char line,
+                                     unsigned char column) {
+  return Vela_Config_FormPowerOn_Set(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormPowerOn_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                     unsigned char* width, unsigned char* height,
+                                     unsigned char* line, unsigned char* column) {
+  return Vela_Config_FormPowerOn_Get(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormRun_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                 unsigned char width, unsigned char height, unsigned char line,
+                                 unsigned char column) {
+  return Vela_Config_FormRun_Set(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormRun_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                 unsigned char* width, unsigned char* height, unsigned char* line,
+                                 unsigned char* column) {
+  return Vela_Config_FormRun_Get(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_TextPowerOn_Set(int ReaderID, unsigned char len, unsigned char* Data) {
+  return Vela_Config_TextPowerOn_Set(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextPowerOn_Get(int ReaderID, unsigned char* len, unsigned char* Data) {
+  return Vela_Config_TextPowerOn_Get(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextRun_Set(int ReaderID, unsigned char len, unsigned char* Data) {
+  return Vela_Config_TextRun_Set(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextRun_Get(int ReaderID, unsigned char* len, unsigned char* Data) {
+  return Vela_Config_TextRun_Get(ReaderID, len, Data);
+}
+int Orvex::OV_Config_ImagePowerOn_Set(int ReaderID, unsigned char width, unsigned char height,
+                                      unsigned char* Data) {
+  return Vela_Config_ImagePowerOn_Set(ReaderID, width, height, Data);
+}
+int Orvex::OV_Config_ImageRun_Set(int ReaderID, unsigned char width, unsigned char height,
+                                  unsigned char* Data) {
+  return Vela_Config_ImageRun_Set(ReaderID, width, height, Data);
+}
+int Orvex::OV_ShowText(int ReaderID, unsigned char Config, unsigned char line, unsigned char column,
+                       unsigned char len, unsigned char* Data) {
+  return Vela_ShowText(ReaderID, Config, line, column, len, Data);
+}
+int Orvex::OV_ShowImageFromFlash(int ReaderID, unsigned char config, unsigned char line,
+                                 unsigned char column, unsigned char width, unsigned char height,
+                                 unsigned int FlashAddr) {
+  return Vela_ShowImageFromFlash(ReaderID, config, line, column, width, height, FlashAddr);
+}
+int Orvex::OV_ShowImage(int ReaderID, unsigned char config, unsigned char line,
+                        unsigned char column, unsigned char width, unsigned char height,
+                        unsigned char* Data) {
+  return Vela_ShowImage(ReaderID, config, line, column, width, height, Data);
+}
+int Orvex::OV_ShowEnText(int ReaderID, unsigned char Config, unsigned char line,
+                         unsigned char column, unsigned char len, unsigned char* Data) {
+  return Vela_ShowEnText(ReaderID, Config, line, column, len, Data);
+}
+int Orvex::OV_ControlLCDBackLight(int ReaderID, unsigned char Config, unsigned char timespan) {
+  return Vela_ControlLCDBackLight(ReaderID, Config, timespan);
+}
+int Orvex::OV_ClearLCDByLine(int ReaderID, unsigned char lines) {
+  return Vela_ClearLCDByLine(ReaderID, lines);
+}
 
 // ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ----
 int Orvex::OV_RequestCard(int ReaderID, unsigned char RequestMode, unsigned short* CardType) {
@@ -186,7 +296,78 @@ int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
 // ---- ORVEX-GROUP: FMCOS ----
 
 // ---- ORVEX-GROUP: card application ----
+int Orvex::OV_KORU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataLen,
+                            unsigned char* Data) {
+  return TAMRACPU_SamReset(ReaderID, SamIndex, DataLen, Data);
+}
+int Orvex::OV_KORU_SamInitial(int ReaderID, unsigned char SamIndex, unsigned char SamPrivilege,
+                              unsigned char* Teminate, unsigned char* key, unsigned char KeyFrom) {
+  return TAMRACPU_SamInitial(ReaderID, SamIndex, SamPrivilege, Teminate, key, KeyFrom);
+}
+int Orvex::OV_KORU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Teminate,
+                              unsigned int* OrderNo) {
+  return TAMRACPU_SamGetInfo(ReaderID, SamIndex, Teminate, OrderNo);
+}
+int Orvex::OV_KORU_Request(int ReaderID, unsigned char* CardNo) {
+  return TAMRACPU_Request(ReaderID, CardNo);
+}
+int Orvex::OV_KORU_ChangeKey(int ReaderID, unsigned char* Oldkey, unsigned char OldkeyFrom,
+                             unsigned char* Newkey, unsigned char NewkeyFrom,
+                             unsigned char* CardNo) {
+  return TAMRACPU_ChangeKey(ReaderID, Oldkey, OldkeyFrom, Newkey, NewkeyFrom, CardNo);
+}
+int Orvex::OV_KORU_ReadPublicFile(int ReaderID, int* len, unsigned char* data) {
+  return TAMRACPU_ReadPublicFile(ReaderID, len, data);
+}
+int Orvex::OV_KORU_WritePublicFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
+  return TAMRACPU_WritePublicFile(ReaderID, SamIndex, data);
+}
+int Orvex::OV_KORU_ReadHolderFile(int ReaderID, unsigned char SamIndex, int* len,
+                                  unsigned char* data) {
+  return TAMRACPU_ReadHolderFile(ReaderID, SamIndex, len, data);
+}
+int Orvex::OV_KORU_WriteHolderFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
+  return TAMRACPU_WriteHolderFile(ReaderID, SamIndex, data);
+}
+int Orvex::OV_KORU_ReadUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count, int* len,
+                                unsigned char* data) {
+  return TAMRACPU_ReadUserFile(ReaderID, SamIndex, Addr, Count, len, data);
+}
+int Orvex::OV_KORU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count,
+                                 unsigned char* data) {
+  return TAMRACPU_WriteUserFile(ReaderID, SamIndex, Addr, Count, data);
+}
+int Orvex::OV_KORU_Balance(int ReaderID, unsigned int* Value) {
+  return TAMRACPU_Balance(ReaderID, Value);
+}
+int Orvex::OV_KORU_Debit(int ReaderID, unsigned char SamIndex, unsigned int Value,
+                         unsigned char* Date, unsigned char* Result) {
+  return TAMRACPU_Debit(ReaderID, SamIndex, Value, Date, Result);
+}
+int Orvex::OV_KORU_Consume(int ReaderID, unsigned char SamIndex, unsigned int Value,
+                           unsigned char* Date, unsigned char* Result) {
+  return TAMRACPU_Consume(ReaderID, SamIndex, Value, Date, Result);
+}
+int Orvex::OV_KORU_Record(int ReaderID, int& RecordLen, unsigned char* Record) {
+  return TAMRACPU_Record(ReaderID, RecordLen, Record);
+}
+unsigned short Orvex::OV_KORU_GetStatus(int ReaderID, int mode) {
+  return TAMRACPU_GetStatus(ReaderID, mode);
+}
 
 // ---- ORVEX-GROUP: NDEF ----
 
 // ---- ORVEX-GROUP: DES ----
+int Orvex::DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out) {
+  DES_(cModel, pkey, in, out);
+  return 1;
+}
+int Orvex::DES3(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+                unsigned char* pOutData) {
+  DES3_DeOrEncrypt(cModel, pKey, pInData, pOutData);
+  return 1;
+}
+int Orvex::DES3_CBC(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+                    unsigned char* pOutData, unsigned char* pIV) {
+  return static_cast<int>(DES3_CBC_DeOrEncrypt(cModel, pInData, pOutData, pKey, pIV));
+}
