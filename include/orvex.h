@@ -665,4 +665,107 @@ ORVEX_API int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsign
 
 /* ---- ORVEX-FREE: later groups' exported free functions ---- */
 
+/* ---- NDEF message and tags ---- */
+
+/* One NDEF record header byte (NFC Forum): the bit fields from the least
+ * significant bit up, or the whole byte. */
+union NDEFHeader {
+  struct {
+    unsigned char TNF : 3; /* type name format; 1 = NFC Forum well-known type */
+    unsigned char IL : 1;  /* an ID length byte is present */
+    unsigned char SR : 1;  /* short record: one payload length byte */
+    unsigned char CF : 1;  /* chunk flag */
+    unsigned char ME : 1;  /* message end */
+    unsigned char MB : 1;  /* message begin */
+  } Header;
+  unsigned char Value;
+};
+
+/* One NDEF record carrying a URI or an English text, as a short record of
+ * well-known type "U" or "T". */
+class ORVEX_API NDEFRecord {
+ public:
+  NDEFHeader Header;
+  unsigned char TypeLength;
+  unsigned char PayloadLength; /* the one payload length the record has */
+  unsigned char IDLength;
+  char Type[255];
+  unsigned char ID[255];       /* only ever filled by decoding */
+  unsigned char Payload[255];
+  unsigned char MB;            /* message begin, 0 or 1 */
+  unsigned char ME;            /* message end, 0 or 1 */
+  unsigned char URI;           /* URI identifier code; 0 means a text record */
+  char string[255];            /* the URI after its code, or the text; not terminated */
+  int strLen;                  /* bytes of string in use */
+  bool NDEFFormat;             /* decoding recognised a text or URI record */
+
+  /** An item to encode: Len bytes of s (at most 255; a longer Len keeps 255,
+   *  a negative one none) and the URI identifier code uri (0 for a text). */
+  NDEFRecord(unsigned char uri, int Len, unsigned char* s);
+  /** An empty record to decode into (lengths 0, arrays zeroed). */
+  NDEFRecord();
+
+  /** Writes the record at buffer (at most 259 bytes) and returns its length:
+   *  header, type length 1, payload length, "U" or "T", then the payload
+   *  (the URI code and the URI, or 02 "en" and the text). The payload length
+   *  is one byte: keep a URI to 254 bytes and a text to 252. */
+  int EncodeTo(unsigned char* buffer);
+  /** Parses the record at buffer into this object. Returns the bytes it
+   *  occupies, or 0 when it is neither a text nor a URI record. */
+  int DecodeFrom(unsigned char* buffer);
+};
+
+/* An NDEF message of up to five records, as one NDEF Message TLV. */
+class ORVEX_API TLV {
+ public:
+  unsigned char TLVBlank;      /* NULL TLV tag 0x00 */
+  unsigned char TLVHeader;     /* NDEF Message TLV tag 0x03 */
+  unsigned char TLVTeminate;   /* Terminator TLV tag 0xFE */
+  int RecordCount;             /* records held, 0 to 5 */
+  NDEFRecord* NFCRecord[5];    /* the records in message order, owned */
+  unsigned char Key[6];        /* MIFARE key for saving and reading; FF x 6 */
+
+  TLV();
+  ~TLV();
+  TLV(const TLV&) = delete;
+  TLV& operator=(const TLV&) = delete;
+
+  /** Adds a record of the Len bytes of s: a URI with identifier code uri,
+   *  or a text when uri is 0. Returns the new record count (1 to 5); -1 when
+   *  five records are held, or Len is negative or longer than a record
+   *  carries (254 bytes of URI, 252 of text); nothing changes then. */
+  int AddReacord(unsigned char uri, int Len, unsigned char* s);
+  /** Deletes every record. */
+  void ClearAllRecord();
+  /** Replaces the records by those of the message TLV found in the BufferLen
+   *  bytes of Buffer (the first 0x03 byte is taken as its tag; its value must
+   *  be followed by 0xFE). Returns the records now held (at most five), or -1
+   *  when there is no tag or no terminator. Reads nothing outside Buffer. */
+  int DecodeAllBuffer(unsigned char* Buffer, int BufferLen);
+  /** Record Index: its URI code (0 for a text) to uri, its length to Len and
+   *  its Len bytes (at most 255, not terminated) to s. 1; 0 when there is no
+   *  record Index (nothing written). */
+  int GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s);
+  /** Writes the message TLV (03, length, the records, FE) at Buffer, at
+   *  most 5 x 259 + 3 = 1298 bytes, and returns its length. */
+  int CreateAllBuffer(unsigned char* Buffer);
+};
+
+/** Writes BufferLen bytes of Buffer (a message TLV image) to the card in the
+ *  field. On a MIFARE Classic 1K (ATQA 0x0004) it writes the NDEF directory
+ *  to sector 0 and the image from block 4 on, behind two zero bytes, with
+ *  the NDEF trailer in every sector it uses, authenticating each sector with
+ *  KeyMode and the 6-byte Key. On an NTAG (ATQA 0x0044) it writes the image
+ *  from page 4 on. 1 written; -1 no card answered the request; -2
+ *  anticollision or selection failed; -3 a sector's authentication failed;
+ *  -4 a block or page write failed (the blocks before it stay written);
+ *  -5 neither card type. */
+ORVEX_API int NFC_Write(int ReaderID, unsigned char KeyMode, unsigned char* Key, unsigned char* Buffer,
+                        int BufferLen);
+/** Reads the card's message TLV into Buffer, whole blocks or read answers at
+ *  a time (at most 272 bytes; on a MIFARE Classic the image starts with the
+ *  two bytes before the tag). Returns the bytes placed in Buffer; -1 to -5 as
+ *  NFC_Write (-4 a read failed); -6 no 0x03 tag where the message belongs. */
+ORVEX_API int NFC_Read(int ReaderID, unsigned char KeyMode, unsigned char* Key, unsigned char* Buffer);
+
 #endif /* ORVEX_H */
