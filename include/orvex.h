@@ -176,6 +176,44 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: SAM slots ---- */
 
+  /* The reader's contact slots for secure access modules, numbered 1 to 3.
+   * The slot is chosen by the command code; any other SAMIndex (0, negative,
+   * 4 and above) addresses slot 1, without an error. The speed, protocol and
+   * voltage codes are the reader's own and are sent unchanged as one byte.
+   * Results: 1 done; -1 nothing sent, no answer in time or a malformed
+   * answer; -3 the reader refused (no SAM in the slot, reset failed, speed
+   * not supported). Outputs are written only on success. */
+
+  /** Sets the slot's line speed to BaudIndex directly. Deadline 100 ms. */
+  int OV_SAM_ResetBaud(int ReaderID, int SAMIndex, int BaudIndex);
+
+  /** Changes the slot's line speed to BaudIndex by a protocol and parameter
+   *  selection (PPS) exchange with the SAM. Deadline 100 ms. */
+  int OV_SAM_PPSBaud(int ReaderID, int SAMIndex, int BaudIndex);
+
+  /** As OV_SAM_PPSBaud, also naming the protocol (the reader's code in
+   *  Protocol). Deadline 100 ms. */
+  int OV_SAM_PPSBaudEx(int ReaderID, int SAMIndex, int BaudIndex, int Protocol);
+
+  /** Resets the SAM in the slot. Its answer to reset goes to pData (all
+   *  answer bytes, at most ORVEX_MAX_ANSWER), its length to rtLen.
+   *  Deadline 700 ms. */
+  int OV_SAM_Reset(int ReaderID, int SAMIndex, int* rtLen, unsigned char* pData);
+
+  /** As OV_SAM_Reset, powering the SAM with the reader's voltage code
+   *  SAMVoltage. */
+  int OV_SAM_ResetEx(int ReaderID, int SAMIndex, unsigned char SAMVoltage, int* rtLen,
+                     unsigned char* pData);
+
+  /** Sends the command APDU Com_COS (LenCOS bytes, at most 100) to the SAM
+   *  and puts the response APDU, data followed by SW1 SW2, in pData (at most
+   *  ORVEX_MAX_ANSWER bytes) with its length in rtLen. The status words are
+   *  not looked at: a SAM's error status still returns 1. -1 also for an
+   *  APDU longer than 100 bytes or a negative LenCOS (nothing is sent).
+   *  Deadline 1 s. */
+  int OV_SAM_COS(int ReaderID, int SAMIndex, int LenCOS, unsigned char* Com_COS, int* rtLen,
+                 unsigned char* pData);
+
   /* ---- ORVEX-GROUP: MIFARE Plus ---- */
 
   /* ---- ORVEX-GROUP: FeliCa and ID-card number ---- */
@@ -258,5 +296,6 @@ ORVEX_API int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsign
                        int* OutLen, unsigned char* OutResult);
 
 /* ---- ORVEX-FREE: later groups' exported free functions ---- */
+
 
 #endif /* ORVEX_H */

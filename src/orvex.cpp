@@ -2,6 +2,7 @@
 // internal function of a command module and returns its result unchanged.
 #include "orvex.h"
 
+#include "cards/untSAM.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
 
@@ -74,6 +75,26 @@ int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenn
 // ---- ORVEX-GROUP: ISO 15693 ----
 
 // ---- ORVEX-GROUP: SAM slots ----
+int Orvex::OV_SAM_ResetBaud(int ReaderID, int SAMIndex, int BaudIndex) {
+  return SAM_Bound(ReaderID, SAMIndex, BaudIndex);
+}
+int Orvex::OV_SAM_PPSBaud(int ReaderID, int SAMIndex, int BaudIndex) {
+  return SAM_PPSBound(ReaderID, SAMIndex, BaudIndex);
+}
+int Orvex::OV_SAM_PPSBaudEx(int ReaderID, int SAMIndex, int BaudIndex, int Protocol) {
+  return SAM_PPSBaud2(ReaderID, SAMIndex, BaudIndex, Protocol);
+}
+int Orvex::OV_SAM_Reset(int ReaderID, int SAMIndex, int* rtLen, unsigned char* pData) {
+  return SAM_Reset(ReaderID, SAMIndex, rtLen, pData);
+}
+int Orvex::OV_SAM_ResetEx(int ReaderID, int SAMIndex, unsigned char SAMVoltage, int* rtLen,
+                          unsigned char* pData) {
+  return SAM_Reset2(ReaderID, SAMIndex, SAMVoltage, rtLen, pData);
+}
+int Orvex::OV_SAM_COS(int ReaderID, int SAMIndex, int LenCOS, unsigned char* Com_COS, int* rtLen,
+                      unsigned char* pData) {
+  return SAM_COS(ReaderID, SAMIndex, LenCOS, Com_COS, rtLen, pData);
+}
 
 // ---- ORVEX-GROUP: MIFARE Plus ----
 
