@@ -19,24 +19,45 @@ Reply Broken() { return Reply::Raw({0x02, 0x00, 0x07, 0x00, 0x01, 0x00, 0x00, 0x
 struct Operation {
   const char* name;
   uint8_t slot1, slot2, slot3;  // command codes
-  std::function<int(Orvex&, int slot)> call;
+  // Calls the operation for a slot; the answer outputs, where it has them,
+  // are len and out.
+  std::function<int(Orvex&, int slot, int* len, unsigned char* out)> call;
 };
 
+unsigned char kApdu[] = {0x00, 0x84, 0x00, 0x00, 0x08};
+
 std::vector<Operation> Operations() {
-  static unsigned char apdu[] = {0x00, 0x84, 0x00, 0x00, 0x08};
-  static int len;
-  static unsigned char out[ORVEX_MAX_ANSWER];
   return {
-      {"ResetBaud", 0x10, 0x14, 0x18, [](Orvex& o, int s) { return o.OV_SAM_ResetBaud(1, s, 2); }},
-      {"Reset", 0x11, 0x15, 0x19, [](Orvex& o, int s) { return o.OV_SAM_Reset(1, s, &len, out); }},
+      {"ResetBaud", 0x10, 0x14, 0x18,
+       [](Orvex& o, int s, int*, unsigned char*) { return o.OV_SAM_ResetBaud(1, s, 2); }},
+      {"Reset", 0x11, 0x15, 0x19,
+       [](Orvex& o, int s, int* len, unsigned char* out) { return o.OV_SAM_Reset(1, s, len, out); }},
       {"ResetEx", 0x11, 0x15, 0x19,
-       [](Orvex& o, int s) { return o.OV_SAM_ResetEx(1, s, 1, &len, out); }},
+       [](Orvex& o, int s, int* len, unsigned char* out) {
+         return o.OV_SAM_ResetEx(1, s, 1, len, out);
+       }},
       {"COS", 0x12, 0x16, 0x1A,
-       [](Orvex& o, int s) { return o.OV_SAM_COS(1, s, 5, apdu, &len, out); }},
-      {"PPSBaud", 0x13, 0x17, 0x1B, [](Orvex& o, int s) { return o.OV_SAM_PPSBaud(1, s, 2); }},
+       [](Orvex& o, int s, int* len, unsigned char* out) {
+         return o.OV_SAM_COS(1, s, 5, kApdu, len, out);
+       }},
+      {"PPSBaud", 0x13, 0x17, 0x1B,
+       [](Orvex& o, int s, int*, unsigned char*) { return o.OV_SAM_PPSBaud(1, s, 2); }},
       {"PPSBaudEx", 0x13, 0x17, 0x1B,
-       [](Orvex& o, int s) { return o.OV_SAM_PPSBaudEx(1, s, 2, 1); }},
+       [](Orvex& o, int s, int*, unsigned char*) { return o.OV_SAM_PPSBaudEx(1, s, 2, 1); }},
   };
+}
+
+// Every operation, answered with reply, gives result and writes no output.
+void ExpectEachFailsUntouched(FakeReader& reader, Orvex& ov, const Reply& reply, int result) {
+  for (const Operation& op : Operations()) {
+    SCOPED_TRACE(op.name);
+    int len = -7;
+    unsigned char out[4] = {0xCC, 0xCC, 0xCC, 0xCC};
+    reader.Push(reply);
+    EXPECT_EQ(result, op.call(ov, 1, &len, out));
+    EXPECT_EQ(-7, len);
+    EXPECT_EQ(Bytes(4, 0xCC), Bytes(out, out + 4));
+  }
 }
 
 }  // namespace
@@ -54,7 +75,9 @@ TEST_F(FakeReaderTest, SamEverySlotIndexOfEveryOperationMapsToItsCode) {
       SCOPED_TRACE(std::string(op.name) + " slot " + std::to_string(e.slot));
       reader.ClearRecord();
       reader.Ok();
-      EXPECT_EQ(1, op.call(ov, e.slot));
+      int len = 0;
+      unsigned char out[ORVEX_MAX_ANSWER];
+      EXPECT_EQ(1, op.call(ov, e.slot, &len, out));
       ASSERT_TRUE(reader.WaitForCommands(1, 100));
       EXPECT_EQ(e.code, reader.last().cmd);
     }
@@ -178,43 +201,11 @@ TEST_F(FakeReaderTest, SamLargestAnswerFitsTheDocumentedBuffer) {
 // ---- Failures ---------------------------------------------------------------------------------
 
 TEST_F(FakeReaderTest, SamRefusalIsMinusThreeAndWritesNothing) {
-  int len = -7;
-  unsigned char out[4] = {0xCC, 0xCC, 0xCC, 0xCC};
-  unsigned char apdu[] = {0x00, 0x84, 0x00, 0x00, 0x04};
-  reader.Refuse(0x01, {0x3B, 0x00});
-  EXPECT_EQ(-3, ov.OV_SAM_Reset(1, 1, &len, out));
-  reader.Refuse(0x02, {0x3B});
-  EXPECT_EQ(-3, ov.OV_SAM_ResetEx(1, 1, 1, &len, out));
-  reader.Refuse(0x01, {0x90, 0x00});
-  EXPECT_EQ(-3, ov.OV_SAM_COS(1, 1, 5, apdu, &len, out));
-  reader.Refuse(0x01);
-  EXPECT_EQ(-3, ov.OV_SAM_ResetBaud(1, 1, 1));
-  reader.Refuse(0x01);
-  EXPECT_EQ(-3, ov.OV_SAM_PPSBaud(1, 1, 1));
-  reader.Refuse(0x01);
-  EXPECT_EQ(-3, ov.OV_SAM_PPSBaudEx(1, 1, 1, 0));
-  EXPECT_EQ(-7, len);
-  EXPECT_EQ(Bytes(4, 0xCC), Bytes(out, out + 4));
+  ExpectEachFailsUntouched(reader, ov, Reply::Frame(0x01, {0x3B, 0x90, 0x00}), -3);
 }
 
 TEST_F(FakeReaderTest, SamMalformedAnswerIsMinusOneAndWritesNothing) {
-  int len = -7;
-  unsigned char out[4] = {0xCC, 0xCC, 0xCC, 0xCC};
-  unsigned char apdu[] = {0x00, 0x84, 0x00, 0x00, 0x04};
-  reader.Push(Broken());
-  EXPECT_EQ(-1, ov.OV_SAM_Reset(1, 1, &len, out));
-  reader.Push(Broken());
-  EXPECT_EQ(-1, ov.OV_SAM_ResetEx(1, 1, 1, &len, out));
-  reader.Push(Broken());
-  EXPECT_EQ(-1, ov.OV_SAM_COS(1, 1, 5, apdu, &len, out));
-  reader.Push(Broken());
-  EXPECT_EQ(-1, ov.OV_SAM_ResetBaud(1, 1, 1));
-  reader.Push(Broken());
-  EXPECT_EQ(-1, ov.OV_SAM_PPSBaud(1, 1, 1));
-  reader.Push(Broken());
-  EXPECT_EQ(-1, ov.OV_SAM_PPSBaudEx(1, 1, 1, 0));
-  EXPECT_EQ(-7, len);
-  EXPECT_EQ(Bytes(4, 0xCC), Bytes(out, out + 4));
+  ExpectEachFailsUntouched(reader, ov, Broken(), -1);
 }
 
 TEST_F(FakeReaderTest, SamSilentReaderIsMinusOneNotMinusTwo) {
