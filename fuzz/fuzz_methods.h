@@ -68,6 +68,35 @@ inline std::vector<Method> All() {
     int len = 0;
     OV_SendCMD(1, 1, 1, 4, d.get(), &len, b.get());
   });
+
+  // ---- ISO 15693 ----
+  add("OV_ISO15693_Inventory", [](Orvex& o) { Out b(kAll), l(1); o.OV_ISO15693_Inventory(1, b.get(), l.get()); });
+  add("OV_ISO15693_Stay_Quiet", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Stay_Quiet(1, u.get()); });
+  add("OV_ISO15693_Select", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Select(1, 0x22, u.get()); });
+  add("OV_ISO15693_Reset_To_Ready", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Reset_To_Ready(1, 0x22, u.get()); });
+  add("OV_ISO15693_Read", [](Orvex& o) {
+    Out u = In(8), b(kAll), l(1);
+    o.OV_ISO15693_Read(1, 0x22, u.get(), 0, 4, b.get(), l.get());
+  });
+  add("OV_ISO15693_Write", [](Orvex& o) { Out u = In(8), d = In(4); o.OV_ISO15693_Write(1, 0x22, u.get(), 0, 4, d.get()); });
+  add("OV_ISO15693_Lock_Block", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_Block(1, 0x22, u.get(), 3); });
+  add("OV_ISO15693_Write_AFI", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Write_AFI(1, 0x22, u.get(), 1); });
+  add("OV_ISO15693_Lock_AFI", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_AFI(1, 0x22, u.get()); });
+  add("OV_ISO15693_Write_DSFID", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Write_DSFID(1, 0x22, u.get(), 1); });
+  add("OV_ISO15693_Lock_DSFID", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_DSFID(1, 0x22, u.get()); });
+  add("OV_ISO15693_Get_System_Information", [](Orvex& o) {
+    Out u = In(8), b(kAll), l(1);
+    o.OV_ISO15693_Get_System_Information(1, 0x22, u.get(), b.get(), l.get());
+  });
+  add("OV_ISO15693_Get_Block_Security", [](Orvex& o) {
+    Out u = In(8), b(kAll), l(1);
+    o.OV_ISO15693_Get_Block_Security(1, 0x22, u.get(), 0, 4, b.get(), l.get());
+  });
+  add("OV_ISO15693_Multi_Inventory", [](Orvex& o) { Out b(kAll), l(1); o.OV_ISO15693_Multi_Inventory(1, 1, 0, b.get(), l.get()); });
+  add("OV_ISO15693_MultiWrite", [](Orvex& o) {
+    Out u = In(8), d = In(8);
+    o.OV_ISO15693_MultiWrite(1, 0x22, u.get(), 0, 2, 8, d.get());
+  });
   return m;
 }
 

@@ -174,6 +174,83 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: ISO 15693 ---- */
 
+  /* ==================================================================== */
+  /* ISO 15693                                                             */
+  /* ==================================================================== */
+  /* PUID is the tag's 8-byte UID, sent as it stands in the buffer. Model is
+   * the request's addressing mode, one byte the reader interprets. PLen
+   * receives an answer length cut to one byte; PData all answer bytes (at
+   * most ORVEX_MAX_ANSWER). Unless a method says otherwise: 1 done, -1 link
+   * failure, -3 the reader refused (no tag, tag error). Nothing is written on
+   * failure. */
+
+  /** Inventory of the tags in the field: PData receives the reader's tag
+   *  records as they come, PLen their length. */
+  int OV_ISO15693_Inventory(int ReaderID, unsigned char* PData, unsigned char* PLen);
+
+  /** Puts the tag PUID into the quiet state. */
+  int OV_ISO15693_Stay_Quiet(int ReaderID, unsigned char* PUID);
+
+  /** Selects the tag PUID. Model is accepted and not sent: the request is
+   *  the UID alone. */
+  int OV_ISO15693_Select(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Returns the tag PUID to the ready state. */
+  int OV_ISO15693_Reset_To_Ready(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Reads BlockNums blocks from StartBlockID: PData receives the answer
+   *  (block bytes as the reader gives them), PLen its length. The reader
+   *  gets 200 ms to answer. */
+  int OV_ISO15693_Read(int ReaderID, unsigned char Model, unsigned char* PUID,
+                       unsigned char StartBlockID, unsigned char BlockNums, unsigned char* PData,
+                       unsigned char* PLen);
+
+  /** Writes the DataLen bytes of PData to block BlockID (the reader takes
+   *  the length from the request). The reader gets 400 ms to answer. */
+  int OV_ISO15693_Write(int ReaderID, unsigned char Model, unsigned char* PUID, unsigned char BlockID,
+                        unsigned char DataLen, unsigned char* PData);
+
+  /** Locks block BlockID for good. */
+  int OV_ISO15693_Lock_Block(int ReaderID, unsigned char Model, unsigned char* PUID,
+                             unsigned char BlockID);
+
+  /** Writes the tag's AFI. */
+  int OV_ISO15693_Write_AFI(int ReaderID, unsigned char Model, unsigned char* PUID, unsigned char AFI);
+
+  /** Locks the tag's AFI. */
+  int OV_ISO15693_Lock_AFI(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Writes the tag's DSFID. */
+  int OV_ISO15693_Write_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID,
+                              unsigned char DSFID);
+
+  /** Locks the tag's DSFID. */
+  int OV_ISO15693_Lock_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Reads the tag's system information: PData receives it as the reader
+   *  gives it, PLen its length. */
+  int OV_ISO15693_Get_System_Information(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                         unsigned char* PData, unsigned char* PLen);
+
+  /** Reads the security status of BlockNums blocks from StartBlockID into
+   *  PData, its length into PLen. The reader gets 100 ms, not the 200 ms of
+   *  a read. */
+  int OV_ISO15693_Get_Block_Security(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                     unsigned char StartBlockID, unsigned char BlockNums,
+                                     unsigned char* PData, unsigned char* PLen);
+
+  /** Inventory of several tags, restricted to application family AFI when
+   *  AFIEnable says so (one byte the reader interprets). PData receives the
+   *  tag records, PLen their length. */
+  int OV_ISO15693_Multi_Inventory(int ReaderID, unsigned char AFIEnable, unsigned char AFI,
+                                  unsigned char* PData, unsigned char* PLen);
+
+  /** Writes the DataLen bytes of PData to BlockNums blocks from BlockID. The
+   *  reader gets 400 ms to answer. */
+  int OV_ISO15693_MultiWrite(int ReaderID, unsigned char Model, unsigned char* PUID,
+                             unsigned char BlockID, unsigned char BlockNums, unsigned char DataLen,
+                             unsigned char* PData);
+
   /* ---- ORVEX-GROUP: SAM slots ---- */
 
   /* ---- ORVEX-GROUP: MIFARE Plus ---- */

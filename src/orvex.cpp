@@ -2,6 +2,7 @@
 // internal function of a command module and returns its result unchanged.
 #include "orvex.h"
 
+#include "cards/untISO15693.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
 
@@ -72,6 +73,63 @@ int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenn
 // ---- ORVEX-GROUP: ISO 14443-B and memory tags ----
 
 // ---- ORVEX-GROUP: ISO 15693 ----
+int Orvex::OV_ISO15693_Inventory(int ReaderID, unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Inventory(ReaderID, PData, PLen);
+}
+int Orvex::OV_ISO15693_Stay_Quiet(int ReaderID, unsigned char* PUID) {
+  return ISO15693_Stay_Quiet(ReaderID, PUID);
+}
+int Orvex::OV_ISO15693_Select(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Select(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Reset_To_Ready(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Reset_To_Ready(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Read(int ReaderID, unsigned char Model, unsigned char* PUID,
+                            unsigned char StartBlockID, unsigned char BlockNums, unsigned char* PData,
+                            unsigned char* PLen) {
+  return ISO15693_Read(ReaderID, Model, PUID, StartBlockID, BlockNums, PData, PLen);
+}
+int Orvex::OV_ISO15693_Write(int ReaderID, unsigned char Model, unsigned char* PUID,
+                             unsigned char BlockID, unsigned char DataLen, unsigned char* PData) {
+  return ISO15693_Write(ReaderID, Model, PUID, BlockID, DataLen, PData);
+}
+int Orvex::OV_ISO15693_Lock_Block(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                  unsigned char BlockID) {
+  return ISO15693_Lock_Block(ReaderID, Model, PUID, BlockID);
+}
+int Orvex::OV_ISO15693_Write_AFI(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                 unsigned char AFI) {
+  return ISO15693_Write_AFI(ReaderID, Model, PUID, AFI);
+}
+int Orvex::OV_ISO15693_Lock_AFI(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Lock_AFI(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Write_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                   unsigned char DSFID) {
+  return ISO15693_Write_DSFID(ReaderID, Model, PUID, DSFID);
+}
+int Orvex::OV_ISO15693_Lock_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Lock_DSFID(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Get_System_Information(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                              unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Get_System_Information(ReaderID, Model, PUID, PData, PLen);
+}
+int Orvex::OV_ISO15693_Get_Block_Security(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                          unsigned char StartBlockID, unsigned char BlockNums,
+                                          unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Get_Block_Security(ReaderID, Model, PUID, StartBlockID, BlockNums, PData, PLen);
+}
+int Orvex::OV_ISO15693_Multi_Inventory(int ReaderID, unsigned char AFIEnable, unsigned char AFI,
+                                       unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Multi_Inventory(ReaderID, AFIEnable, AFI, PData, PLen);
+}
+int Orvex::OV_ISO15693_MultiWrite(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                  unsigned char BlockID, unsigned char BlockNums, unsigned char DataLen,
+                                  unsigned char* PData) {
+  return ISO15693_MultiWrite(ReaderID, Model, PUID, BlockID, BlockNums, DataLen, PData);
+}
 
 // ---- ORVEX-GROUP: SAM slots ----
 
