@@ -178,6 +178,107 @@ inline std::vector<Method> All() {
     unsigned short sw = 0;
     OV_FM_Select(1, 0, 2, name.get(), 0, &lenFci, fci.get(), &sw);
   });
+
+  // ---- ISO 15693 ----
+  add("OV_ISO15693_Inventory", [](Orvex& o) { Out b(kAll), l(1); o.OV_ISO15693_Inventory(1, b.get(), l.get()); });
+  add("OV_ISO15693_Stay_Quiet", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Stay_Quiet(1, u.get()); });
+  add("OV_ISO15693_Select", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Select(1, 0x22, u.get()); });
+  add("OV_ISO15693_Reset_To_Ready", [](Orvex& o) {
+    Out u = In(8);
+    o.OV_ISO15693_Reset_To_Ready(1, 0x22, u.get());
+  });
+  add("OV_ISO15693_Read", [](Orvex& o) {
+    Out u = In(8), b(kAll), l(1);
+    o.OV_ISO15693_Read(1, 0x22, u.get(), 0, 4, b.get(), l.get());
+  });
+  add("OV_ISO15693_Write", [](Orvex& o) {
+    Out u = In(8), d = In(4);
+    o.OV_ISO15693_Write(1, 0x22, u.get(), 0, 4, d.get());
+  });
+  add("OV_ISO15693_Lock_Block", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_Block(1, 0x22, u.get(), 3); });
+  add("OV_ISO15693_Write_AFI", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Write_AFI(1, 0x22, u.get(), 1); });
+  add("OV_ISO15693_Lock_AFI", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_AFI(1, 0x22, u.get()); });
+  add("OV_ISO15693_Write_DSFID", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Write_DSFID(1, 0x22, u.get(), 1); });
+  add("OV_ISO15693_Lock_DSFID", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_DSFID(1, 0x22, u.get()); });
+  add("OV_ISO15693_Get_System_Information", [](Orvex& o) {
+    Out u = In(8), b(kAll), l(1);
+    o.OV_ISO15693_Get_System_Information(1, 0x22, u.get(), b.get(), l.get());
+  });
+  add("OV_ISO15693_Get_Block_Security", [](Orvex& o) {
+    Out u = In(8), b(kAll), l(1);
+    o.OV_ISO15693_Get_Block_Security(1, 0x22, u.get(), 0, 4, b.get(), l.get());
+  });
+  add("OV_ISO15693_Multi_Inventory", [](Orvex& o) {
+    Out b(kAll), l(1);
+    o.OV_ISO15693_Multi_Inventory(1, 1, 0, b.get(), l.get());
+  });
+  add("OV_ISO15693_MultiWrite", [](Orvex& o) {
+    Out u = In(8), d = In(8);
+    o.OV_ISO15693_MultiWrite(1, 0x22, u.get(), 0, 2, 8, d.get());
+  });
+
+  // ---- ISO 14443-B and memory tags ----
+  add("OV_TypeB_Request", [](Orvex& o) {
+    Out a = In(4), b(kAll);
+    int len = 0;
+    o.OV_TypeB_Request(1, 0, a.get(), &len, b.get());
+  });
+  add("OV_TypeB_ResetEx", [](Orvex& o) {
+    Out a = In(4), b(kAll);
+    int len = 0;
+    o.OV_TypeB_ResetEx(1, 0, a.get(), &len, b.get());
+  });
+  add("OV_TypeB_Reset", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_TypeB_Reset(1, 0x53, &len, b.get());
+  });
+  add("OV_TypeB_COS", [](Orvex& o) {
+    Out c = In(5), b(kAll);
+    int len = 0;
+    o.OV_TypeB_COS(1, 5, c.get(), &len, b.get());
+  });
+  add("OV_TypeB_Halt", [](Orvex& o) { Out p = In(4); o.OV_TypeB_Halt(1, p.get()); });
+  add("OV_AT88RF020_Check", [](Orvex& o) { Out k = In(8); o.OV_AT88RF020_Check(1, k.get()); });
+  add("OV_AT88RF020_Read", [](Orvex& o) { Out b(kAll); o.OV_AT88RF020_Read(1, 1, b.get()); });
+  add("OV_AT88RF020_Write", [](Orvex& o) { Out d = In(8); o.OV_AT88RF020_Write(1, 1, d.get()); });
+  add("OV_AT88RF020_Lock", [](Orvex& o) { Out d = In(4); o.OV_AT88RF020_Lock(1, d.get()); });
+  add("OV_AT88RF020_Count", [](Orvex& o) { Out d = In(6); o.OV_AT88RF020_Count(1, d.get()); });
+  add("OV_AT88RF020_DeSel", [](Orvex& o) { o.OV_AT88RF020_DeSel(1); });
+  add("OV_AT88RF020_ReadMulti", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_AT88RF020_ReadMulti(1, 0, 2, &len, b.get());
+  });
+  add("OV_AT88RF020_WriteMulti", [](Orvex& o) { Out d = In(16); o.OV_AT88RF020_WriteMulti(1, 0, 2, 16, d.get()); });
+  add("OV_ST_Active", [](Orvex& o) { Out b(1); o.OV_ST_Active(1, b.get()); });
+  add("OV_ST_DeActive", [](Orvex& o) { o.OV_ST_DeActive(1); });
+  add("OV_SR176_GetUID", [](Orvex& o) { Out b(8); o.OV_SR176_GetUID(1, b.get()); });
+  add("OV_SR176_Read", [](Orvex& o) { Out b(kAll); o.OV_SR176_Read(1, 1, b.get()); });
+  add("OV_SR176_Write", [](Orvex& o) { Out d = In(2); o.OV_SR176_Write(1, 1, d.get()); });
+  add("OV_SR176_Lock", [](Orvex& o) { o.OV_SR176_Lock(1, 1); });
+  add("OV_SR176_LockStatus", [](Orvex& o) { Out b(1); o.OV_SR176_LockStatus(1, b.get()); });
+  add("OV_SR176_ReadMulti", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_SR176_ReadMulti(1, 0, 2, &len, b.get());
+  });
+  add("OV_SR176_WriteMulti", [](Orvex& o) { Out d = In(4); o.OV_SR176_WriteMulti(1, 0, 2, 4, d.get()); });
+  add("OV_SR512_Read", [](Orvex& o) { Out b(kAll); o.OV_SR512_Read(1, 1, b.get()); });
+  add("OV_SR512_Write", [](Orvex& o) { Out d = In(4); o.OV_SR512_Write(1, 1, d.get()); });
+  add("OV_SRIX4K_Check", [](Orvex& o) { Out k = In(6), b(kAll); o.OV_SRIX4K_Check(1, k.get(), b.get()); });
+  add("OV_SR512_GetUID", [](Orvex& o) { Out b(kAll); o.OV_SR512_GetUID(1, b.get()); });
+  add("OV_SR512_Lock", [](Orvex& o) { o.OV_SR512_Lock(1, 0x0101); });
+  add("OV_SR512_LockStatus", [](Orvex& o) {
+    unsigned short lock = 0;
+    o.OV_SR512_LockStatus(1, &lock);
+  });
+  add("OV_SR512_ReadMulti", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_SR512_ReadMulti(1, 0, 2, &len, b.get());
+  });
+  add("OV_SR512_WriteMulti", [](Orvex& o) { Out d = In(8); o.OV_SR512_WriteMulti(1, 0, 2, 8, d.get()); });
   return m;
 }
 
