@@ -279,6 +279,138 @@ inline std::vector<Method> All() {
     o.OV_SR512_ReadMulti(1, 0, 2, &len, b.get());
   });
   add("OV_SR512_WriteMulti", [](Orvex& o) { Out d = In(8); o.OV_SR512_WriteMulti(1, 0, 2, 8, d.get()); });
+
+  // ---- SAM slots ----
+  add("OV_SAM_ResetBaud", [](Orvex& o) { o.OV_SAM_ResetBaud(1, 2, 1); });
+  add("OV_SAM_PPSBaud", [](Orvex& o) { o.OV_SAM_PPSBaud(1, 2, 1); });
+  add("OV_SAM_PPSBaudEx", [](Orvex& o) { o.OV_SAM_PPSBaudEx(1, 3, 1, 1); });
+  add("OV_SAM_Reset", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_SAM_Reset(1, 1, &len, b.get());
+  });
+  add("OV_SAM_ResetEx", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_SAM_ResetEx(1, 1, 3, &len, b.get());
+  });
+  add("OV_SAM_COS", [](Orvex& o) {
+    Out a = In(100), b(kAll);
+    int len = 0;
+    o.OV_SAM_COS(1, 1, 100, a.get(), &len, b.get());
+  });
+
+  // ---- FMCOS ----
+  // Inputs are 255 bytes (every length argument is one byte); response
+  // buffers hold the documented 998 bytes, 4-byte fields 4, a challenge the
+  // count asked for.
+  using u8 = unsigned char;
+  using Sw = unsigned short;
+  constexpr size_t kResponse = 998;
+  auto status = [&](const char* name, std::function<void(Orvex&, u8*, Sw*)> f) {
+    add(name, [f](Orvex& o) {
+      Out in = In(255);
+      Sw sw = 0;
+      f(o, in.get(), &sw);
+    });
+  };
+  auto response = [&](const char* name, std::function<void(Orvex&, u8*, u8*, u8*, Sw*)> f) {
+    add(name, [f](Orvex& o) {
+      Out in = In(255), b(kResponse);
+      u8 len = 0;
+      Sw sw = 0;
+      f(o, in.get(), &len, b.get(), &sw);
+    });
+  };
+  auto fields = [&](const char* name, std::function<void(Orvex&, u8*, u8*, u8*, u8*, u8*, Sw*)> f) {
+    add(name, [f](Orvex& o) {
+      Out in = In(255), a(4), b(4);
+      u8 la = 0, lb = 0;
+      Sw sw = 0;
+      f(o, in.get(), &la, a.get(), &lb, b.get(), &sw);
+    });
+  };
+  add("OV_FM_GetChallenge", [](Orvex& o) {
+    Out b(8);
+    Sw sw = 0;
+    o.OV_FM_GetChallenge(1, 8, b.get(), &sw);
+  });
+  status("OV_FM_ExternalAuthenticate",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ExternalAuthenticate(1, 0, 8, in, sw); });
+  response("OV_FM_InternalAuthenticate", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_InternalAuthenticate(1, 0, 1, 8, in, l, b, sw);
+  });
+  response("OV_FM_Select",
+           [](Orvex&, u8* in, u8* l, u8* b, Sw* sw) { OV_FM_Select(1, 0, 2, in, 0, l, b, sw); });
+  response("OV_FM_ReadBinary",
+           [](Orvex& o, u8*, u8* l, u8* b, Sw* sw) { o.OV_FM_ReadBinary(1, 1, 0, 0, l, b, sw); });
+  response("OV_FM_ReadRecord", [](Orvex& o, u8*, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_ReadRecord(1, 1, 1, 4, 0, l, b, sw);
+  });
+  status("OV_FM_UpdateBinary",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_UpdateBinary(1, 1, 0, 16, in, sw); });
+  status("OV_FM_UpdaterRecord",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_UpdaterRecord(1, 1, 1, 4, 16, in, sw); });
+  status("OV_FM_AppendRecord",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_AppendRecord(1, 1, 16, in, sw); });
+  status("OV_FM_VerifyPin", [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_VerifyPin(1, 0, 3, in, sw); });
+  status("OV_FM_EraseDF", [](Orvex& o, u8*, Sw* sw) { o.OV_FM_EraseDF(1, sw); });
+  status("OV_FM_WriteKey",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_WriteKey(1, 0x39, 0, 21, in, sw); });
+  status("OV_FM_CreateFile",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_CreateFile(1, 0xDF01, 7, in, sw); });
+  add("OV_FM_ReadBinaryWithProtected", [](Orvex& o) {
+    Out in = In(4), b(kResponse);
+    short len = 0;
+    Sw sw = 0;
+    o.OV_FM_ReadBinaryWithProtected(1, 1, 1, 0, 4, in.get(), &len, b.get(), &sw);
+  });
+  status("OV_FM_CardBlock", [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_CardBlock(1, 4, in, sw); });
+  status("OV_FM_ApplicationUnblock",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ApplicationUnblock(1, 4, in, sw); });
+  status("OV_FM_ApplicationBlock",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ApplicationBlock(1, 1, 4, in, sw); });
+  status("OV_FM_PinUnblock",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_PinUnblock(1, 0, 8, in, 4, in, sw); });
+  status("OV_FM_ReloadPin",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ReloadPin(1, 0, 8, in, 4, in, sw); });
+  status("OV_FM_ChangePin",
+         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ChangePin(1, 0, 8, in, 8, in, sw); });
+  response("OV_FM_InitializeForLoad", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_InitializeForLoad(1, 1, 1, 100, 6, in, l, b, sw);
+  });
+  response("OV_FM_CreditForLoad", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_CreditForLoad(1, in, in, in, l, b, sw);
+  });
+  response("OV_FM_InitializeForPurchase", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_InitializeForPurchase(1, 1, 1, 100, 6, in, l, b, sw);
+  });
+  fields("OV_FM_DebitForCappPurchase", [](Orvex& o, u8* in, u8* la, u8* a, u8* lb, u8* b, Sw* sw) {
+    o.OV_FM_DebitForCappPurchase(1, 1, in, in, in, la, a, lb, b, sw);
+  });
+  response("OV_FM_InitializeForUnload", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_InitializeForUnload(1, 1, 1, 100, 6, in, l, b, sw);
+  });
+  response("OV_FM_CreditForUnload", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_CreditForUnload(1, in, in, in, l, b, sw);
+  });
+  response("OV_FM_InitializeForCashWithdraw", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
+    o.OV_FM_InitializeForCashWithdraw(1, 1, 1, 100, 6, in, l, b, sw);
+  });
+  fields("OV_FM_DebitForCashWithdraw", [](Orvex& o, u8* in, u8* la, u8* a, u8* lb, u8* b, Sw* sw) {
+    o.OV_FM_DebitForCashWithdraw(1, 1, in, in, in, la, a, lb, b, sw);
+  });
+  fields("OV_FM_UpdateOverdrawLimit", [](Orvex& o, u8* in, u8* la, u8* a, u8*, u8*, Sw* sw) {
+    o.OV_FM_UpdateOverdrawLimit(1, 100, in, in, in, la, a, sw);
+  });
+  fields("OV_FM_GetTransactionProve", [](Orvex& o, u8*, u8* la, u8* a, u8* lb, u8* b, Sw* sw) {
+    o.OV_FM_GetTransactionProve(1, 6, 1, la, a, lb, b, sw);
+  });
+  add("OV_FM_GetBalance", [](Orvex& o) {
+    int v = 0;
+    Sw sw = 0;
+    o.OV_FM_GetBalance(1, 1, &v, &sw);
+  });
   return m;
 }
 
