@@ -2,8 +2,15 @@
 // internal function of a command module and returns its result unchanged.
 #include "orvex.h"
 
+#include "cards/untISO14443.h"
+#include "cards/untNTag.h"
+#include "apps/untTamracpu.h"
+#include "crypto/DES3.h"
+#include "apps/untFMCOS.h"
+#include "cards/untSAM.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
+#include "reader/untVela.h"
 
 using namespace orvex;
 
@@ -66,14 +73,217 @@ int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenn
 
 
 // ---- ORVEX-GROUP: display reader ----
+int Orvex::OV_WriteFlash(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data) {
+  return Vela_WriteFlash(ReaderID, BeginAddr, len, Data);
+}
+int Orvex::OV_ReadFlash(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                        unsigned char* Data) {
+  return Vela_ReadFlash(ReaderID, BeginAddr, BytesCount, len, Data);
+}
+int Orvex::OV_Config_WriteFlashEx(int ReaderID, unsigned int BeginAddr, int len,
+                                  unsigned char* Data) {
+  return Vela_Config_WriteFlashEx(ReaderID, BeginAddr, len, Data);
+}
+int Orvex::OV_Config_ReadFlashEx(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                                 unsigned char* Data) {
+  return Vela_Config_ReadFlashEx(ReaderID, BeginAddr, BytesCount, len, Data);
+}
+int Orvex::OV_Config_Clock_Set(int ReaderID, unsigned char* Data) {
+  return Vela_Config_Clock_Set(ReaderID, Data);
+}
+int Orvex::OV_Config_Clock_Get(int ReaderID, unsigned char* Data) {
+  return Vela_Config_Clock_Get(ReaderID, Data);
+}
+int Orvex::OV_Config_TimeDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                     unsigned char Column) {
+  return Vela_Config_TimeDisplay_Set(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_TimeDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                     unsigned char* Column) {
+  return Vela_Config_TimeDisplay_Get(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_DateDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                     unsigned char Column) {
+  return Vela_Config_DateDisplay_Set(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_DateDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                     unsigned char* Column) {
+  return Vela_Config_DateDisplay_Get(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_Font_Set(int ReaderID, unsigned char Font) {
+  return Vela_Config_Font_Set(ReaderID, Font);
+}
+int Orvex::OV_Config_Font_Get(int ReaderID, unsigned char* Font) {
+  return Vela_Config_Font_Get(ReaderID, Font);
+}
+int Orvex::OV_Config_FormPowerOn_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                     unsigned char width, unsigned char height, unsigned char line,
+                                     unsigned char column) {
+  return Vela_Config_FormPowerOn_Set(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormPowerOn_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                     unsigned char* width, unsigned char* height,
+                                     unsigned char* line, unsigned char* column) {
+  return Vela_Config_FormPowerOn_Get(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormRun_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                 unsigned char width, unsigned char height, unsigned char line,
+                                 unsigned char column) {
+  return Vela_Config_FormRun_Set(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormRun_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                 unsigned char* width, unsigned char* height, unsigned char* line,
+                                 unsigned char* column) {
+  return Vela_Config_FormRun_Get(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_TextPowerOn_Set(int ReaderID, unsigned char len, unsigned char* Data) {
+  return Vela_Config_TextPowerOn_Set(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextPowerOn_Get(int ReaderID, unsigned char* len, unsigned char* Data) {
+  return Vela_Config_TextPowerOn_Get(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextRun_Set(int ReaderID, unsigned char len, unsigned char* Data) {
+  return Vela_Config_TextRun_Set(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextRun_Get(int ReaderID, unsigned char* len, unsigned char* Data) {
+  return Vela_Config_TextRun_Get(ReaderID, len, Data);
+}
+int Orvex::OV_Config_ImagePowerOn_Set(int ReaderID, unsigned char width, unsigned char height,
+                                      unsigned char* Data) {
+  return Vela_Config_ImagePowerOn_Set(ReaderID, width, height, Data);
+}
+int Orvex::OV_Config_ImageRun_Set(int ReaderID, unsigned char width, unsigned char height,
+                                  unsigned char* Data) {
+  return Vela_Config_ImageRun_Set(ReaderID, width, height, Data);
+}
+int Orvex::OV_ShowText(int ReaderID, unsigned char Config, unsigned char line, unsigned char column,
+                       unsigned char len, unsigned char* Data) {
+  return Vela_ShowText(ReaderID, Config, line, column, len, Data);
+}
+int Orvex::OV_ShowImageFromFlash(int ReaderID, unsigned char config, unsigned char line,
+                                 unsigned char column, unsigned char width, unsigned char height,
+                                 unsigned int FlashAddr) {
+  return Vela_ShowImageFromFlash(ReaderID, config, line, column, width, height, FlashAddr);
+}
+int Orvex::OV_ShowImage(int ReaderID, unsigned char config, unsigned char line,
+                        unsigned char column, unsigned char width, unsigned char height,
+                        unsigned char* Data) {
+  return Vela_ShowImage(ReaderID, config, line, column, width, height, Data);
+}
+int Orvex::OV_ShowEnText(int ReaderID, unsigned char Config, unsigned char line,
+                         unsigned char column, unsigned char len, unsigned char* Data) {
+  return Vela_ShowEnText(ReaderID, Config, line, column, len, Data);
+}
+int Orvex::OV_ControlLCDBackLight(int ReaderID, unsigned char Config, unsigned char timespan) {
+  return Vela_ControlLCDBackLight(ReaderID, Config, timespan);
+}
+int Orvex::OV_ClearLCDByLine(int ReaderID, unsigned char lines) {
+  return Vela_ClearLCDByLine(ReaderID, lines);
+}
 
 // ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ----
+int Orvex::OV_RequestCard(int ReaderID, unsigned char RequestMode, unsigned short* CardType) {
+  return RequestCard_(ReaderID, RequestMode, CardType);
+}
+int Orvex::OV_AntiCollide(int ReaderID, unsigned char* LenSNO, unsigned char* SNO) {
+  return AntiCollide_(ReaderID, LenSNO, SNO);
+}
+int Orvex::OV_CardSelect(int ReaderID, unsigned char LenSNO, unsigned char* SNO) {
+  return CardSelect_(ReaderID, LenSNO, SNO);
+}
+int Orvex::OV_DownLoadKey(int ReaderID, int KeyIndex, unsigned char* Key) {
+  return DownLoadKey_(ReaderID, KeyIndex, Key);
+}
+int Orvex::OV_KeyDown_Authorization(int ReaderID, unsigned char KeyMode, int BlockAddr,
+                                    unsigned char KeyIndex) {
+  return KeyDown_Authorization_(ReaderID, KeyMode, BlockAddr, KeyIndex);
+}
+int Orvex::OV_KeyAuthorization(int ReaderID, unsigned char KeyMode, int BlockAddr, unsigned char* Key) {
+  return KeyAuthorization_(ReaderID, KeyMode, BlockAddr, Key);
+}
+int Orvex::OV_ReadaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData) {
+  return ReadaBlock_(ReaderID, BlockAddr, LenData, pData);
+}
+int Orvex::OV_WriteaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData) {
+  return WriteaBlock_(ReaderID, BlockAddr, LenData, pData);
+}
+int Orvex::OV_Purse_Initial(int ReaderID, int BlockAddr, int IniMoney) {
+  return Purse_Initial_(ReaderID, BlockAddr, IniMoney);
+}
+int Orvex::OV_Purse_Read(int ReaderID, int BlockAddr, int* Money) {
+  return Purse_Read_(ReaderID, BlockAddr, Money);
+}
+int Orvex::OV_Purse_Decrease(int ReaderID, int BlockAddr, int Decrement) {
+  return Purse_Decrease_(ReaderID, BlockAddr, Decrement);
+}
+int Orvex::OV_Purse_Charge(int ReaderID, int BlockAddr, int Charge) {
+  return Purse_Charge_(ReaderID, BlockAddr, Charge);
+}
+int Orvex::OV_Restore(int ReaderID, int BlockAddr) { return Restore_(ReaderID, BlockAddr); }
+int Orvex::OV_Transfer(int ReaderID, int BlockAddr) { return Transfer_(ReaderID, BlockAddr); }
+int Orvex::OV_CardHalt(int ReaderID) { return CardHalt_(ReaderID); }
+int Orvex::OV_AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
+                                   unsigned char* SNLen, unsigned char* SN) {
+  return AntiCollideAndSelect(ReaderID, ReturnMode, CardMem, SNLen, SN);
+}
+int Orvex::OV_TypeA_Reset(int ReaderID, unsigned char Mode, unsigned char MultiMode, int* rtLen,
+                          unsigned char* pData) {
+  return TypeACPU_Reset(ReaderID, Mode, MultiMode, rtLen, pData);
+}
+int Orvex::OV_TypeA_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen,
+                        unsigned char* pData) {
+  return TypeACPU_COS(ReaderID, LenCOS, Com_COS, rtLen, pData);
+}
+int Orvex::OV_UltraLightRead(int ReaderID, int BlockID, unsigned char* pData) {
+  return UltraLightRead(ReaderID, BlockID, pData);
+}
+int Orvex::OV_UltraLightWrite(int ReaderID, int BlockID, unsigned char* pData) {
+  return UltraLightWrite(ReaderID, BlockID, pData);
+}
+int Orvex::OV_AntiCollide_Level(int ReaderID, int Leveln, unsigned char* LenSNO, unsigned char* SNO) {
+  return AntiCollide_Level_(ReaderID, Leveln, LenSNO, SNO);
+}
+int Orvex::OV_SelectCard_Level(int ReaderID, int Leveln, unsigned char* SAK) {
+  return SelectCard_Level_(ReaderID, Leveln, SAK);
+}
+int Orvex::OV_RequestAntiandSelect(int ReaderID, int SearchMode, int RetMode, unsigned short* ATQA,
+                                   unsigned char* SAK, unsigned char* LenSNO, unsigned char* SNO) {
+  return RequestAntiandSelect_(ReaderID, SearchMode, RetMode, ATQA, SAK, LenSNO, SNO);
+}
+int Orvex::OV_WriteM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int LenData,
+                                unsigned char* pData) {
+  return WriteM1MultiBlock_(ReaderID, StartBlock, BlockNums, LenData, pData);
+}
+int Orvex::OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int* LenData,
+                               unsigned char* pData) {
+  return ReadM1MultiBlock_(ReaderID, StartBlock, BlockNums, LenData, pData);
+}
 
 // ---- ORVEX-GROUP: ISO 14443-B and memory tags ----
 
 // ---- ORVEX-GROUP: ISO 15693 ----
 
 // ---- ORVEX-GROUP: SAM slots ----
+int Orvex::OV_SAM_ResetBaud(int ReaderID, int SAMIndex, int BaudIndex) {
+  return SAM_Bound(ReaderID, SAMIndex, BaudIndex);
+}
+int Orvex::OV_SAM_PPSBaud(int ReaderID, int SAMIndex, int BaudIndex) {
+  return SAM_PPSBound(ReaderID, SAMIndex, BaudIndex);
+}
+int Orvex::OV_SAM_PPSBaudEx(int ReaderID, int SAMIndex, int BaudIndex, int Protocol) {
+  return SAM_PPSBaud2(ReaderID, SAMIndex, BaudIndex, Protocol);
+}
+int Orvex::OV_SAM_Reset(int ReaderID, int SAMIndex, int* rtLen, unsigned char* pData) {
+  return SAM_Reset(ReaderID, SAMIndex, rtLen, pData);
+}
+int Orvex::OV_SAM_ResetEx(int ReaderID, int SAMIndex, unsigned char SAMVoltage, int* rtLen,
+                          unsigned char* pData) {
+  return SAM_Reset2(ReaderID, SAMIndex, SAMVoltage, rtLen, pData);
+}
+int Orvex::OV_SAM_COS(int ReaderID, int SAMIndex, int LenCOS, unsigned char* Com_COS, int* rtLen,
+                      unsigned char* pData) {
+  return SAM_COS(ReaderID, SAMIndex, LenCOS, Com_COS, rtLen, pData);
+}
 
 // ---- ORVEX-GROUP: MIFARE Plus ----
 
@@ -82,13 +292,270 @@ int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenn
 // ---- ORVEX-GROUP: Topaz ----
 
 // ---- ORVEX-GROUP: NTAG ----
+int Orvex::OV_NTag_GetVersion(int ReaderID, unsigned char* pData) { return NTAG_GetVersion(ReaderID, pData); }
+int Orvex::OV_NTag_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData) {
+  return NTAG_Read(ReaderID, StartPage, DataLen, pData);
+}
+int Orvex::OV_NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData) {
+  return NTag_FastRead(ReaderID, StartPage, EndPage, DataLen, pData);
+}
+int Orvex::OV_NTag_Write(int ReaderID, int PageIndex, unsigned char* pData) {
+  return NTag_Write(ReaderID, PageIndex, pData);
+}
+int Orvex::OV_NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData) {
+  return NTag_CompatibleWrite(ReaderID, PageIndex, pData);
+}
+int Orvex::OV_NTag_ReadCounter(int ReaderID, int* Counter) { return NTag_ReadCounter(ReaderID, Counter); }
+int Orvex::OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult) {
+  return NTag_Password_Auth(ReaderID, PWD, AuthResult);
+}
+int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
+  return NTag_ReadSignature(ReaderID, Signature);
+}
 
 // ---- ORVEX-GROUP: SLE4442 ----
 
 // ---- ORVEX-GROUP: FMCOS ----
+int Orvex::OV_FM_GetChallenge(int ReaderID, unsigned char BytesNumber, unsigned char* Challenge,
+                              unsigned short* ExeStatus) {
+  return FM_GetChallenge(ReaderID, BytesNumber, Challenge, ExeStatus);
+}
+int Orvex::OV_FM_ExternalAuthenticate(int ReaderID, unsigned char KeyIndex,
+                                      unsigned char LenOfAuthData, unsigned char* AuthData,
+                                      unsigned short* ExeStatus) {
+  return FM_ExternalAuthenticate(ReaderID, KeyIndex, LenOfAuthData, AuthData, ExeStatus);
+}
+int Orvex::OV_FM_InternalAuthenticate(int ReaderID, unsigned char EncodeMode,
+                                      unsigned char DesKeyNumber, unsigned char LenOfAuthData,
+                                      unsigned char* AuthData, unsigned char* LenOfAuthResult,
+                                      unsigned char* AuthResult, unsigned short* ExeStatus) {
+  return FM_InternalAuthenticate(ReaderID, EncodeMode, DesKeyNumber, LenOfAuthData, AuthData,
+                                 LenOfAuthResult, AuthResult, ExeStatus);
+}
+int Orvex::OV_FM_ReadBinary(int ReaderID, unsigned char FileID, short Offset,
+                            unsigned char LenForRead, unsigned char* LenOfFileData,
+                            unsigned char* FileData, unsigned short* ExeStatus) {
+  return FM_ReadBinary(ReaderID, FileID, Offset, LenForRead, LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_ReadRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
+                            unsigned char RecordMode, unsigned char LenForRead,
+                            unsigned char* LenOfFileData, unsigned char* FileData,
+                            unsigned short* ExeStatus) {
+  return FM_ReadRecord(ReaderID, FileID, RecordIndex, RecordMode, LenForRead, LenOfFileData,
+                       FileData, ExeStatus);
+}
+int Orvex::OV_FM_UpdateBinary(int ReaderID, unsigned char FileID, short Offset,
+                              unsigned char LenOfFileData, unsigned char* FileData,
+                              unsigned short* ExeStatus) {
+  return FM_UpdateBinary(ReaderID, FileID, Offset, LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_UpdaterRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
+                               unsigned char RecordMode, unsigned char LenOfFileData,
+                               unsigned char* FileData, unsigned short* ExeStatus) {
+  return FM_UpdaterRecord(ReaderID, FileID, RecordIndex, RecordMode, LenOfFileData, FileData,
+                          ExeStatus);
+}
+int Orvex::OV_FM_AppendRecord(int ReaderID, unsigned char FileID, unsigned char LenOfFileData,
+                              unsigned char* FileData, unsigned short* ExeStatus) {
+  return FM_AppendRecord(ReaderID, FileID, LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_VerifyPin(int ReaderID, unsigned char KeyIndex, unsigned char LenOfKey,
+                           unsigned char* Key, unsigned short* ExeStatus) {
+  return FM_VerifyPin(ReaderID, KeyIndex, LenOfKey, Key, ExeStatus);
+}
+int Orvex::OV_FM_EraseDF(int ReaderID, unsigned short* ExeStatus) {
+  return FM_EraseDF(ReaderID, ExeStatus);
+}
+int Orvex::OV_FM_WriteKey(int ReaderID, unsigned char KeyType, unsigned char KeyID,
+                          unsigned char LenOfKey, unsigned char* Key, unsigned short* ExeStatus) {
+  return FM_WriteKey(ReaderID, KeyType, KeyID, LenOfKey, Key, ExeStatus);
+}
+int Orvex::OV_FM_CreateFile(int ReaderID, unsigned short FileID, unsigned char LenOfFileInfo,
+                            unsigned char* FileInfo, unsigned short* ExeStatus) {
+  return FM_CreateFile(ReaderID, FileID, LenOfFileInfo, FileInfo, ExeStatus);
+}
+int Orvex::OV_FM_ReadBinaryWithProtected(int ReaderID, unsigned char WithFileID,
+                                         unsigned char FileID, short Offset,
+                                         unsigned char LenOfKeyMAC, unsigned char* KeyMAC,
+                                         short* LenOfFileData, unsigned char* FileData,
+                                         unsigned short* ExeStatus) {
+  return FM_ReadBinaryWithProtected(ReaderID, WithFileID, FileID, Offset, LenOfKeyMAC, KeyMAC,
+                                    LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                           unsigned short* ExeStatus) {
+  return FM_CardBlock(ReaderID, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ApplicationUnblock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                                    unsigned short* ExeStatus) {
+  return FM_ApplicationUnblock(ReaderID, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ApplicationBlock(int ReaderID, unsigned char BlockMode, unsigned char LenOfMac,
+                                  unsigned char* Mac, unsigned short* ExeStatus) {
+  return FM_ApplicationBlock(ReaderID, BlockMode, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_PinUnblock(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
+                            unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
+                            unsigned short* ExeStatus) {
+  return FM_PinUnblock(ReaderID, KeyID, LenOfKey, Key, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ReloadPin(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
+                           unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
+                           unsigned short* ExeStatus) {
+  return FM_ReloadPin(ReaderID, KeyID, LenOfKey, Key, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey,
+                           unsigned char* OldKey, unsigned char LenOfNewKey, unsigned char* NewKey,
+                           unsigned short* ExeStatus) {
+  return FM_ChangePin(ReaderID, KeyID, LenOfOldKey, OldKey, LenOfNewKey, NewKey, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForLoad(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                   int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
+                                   unsigned char* LenOfResult, unsigned char* Result,
+                                   unsigned short* ExeStatus) {
+  return FM_InitializeForLoad(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                              LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_CreditForLoad(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
+                               unsigned char* Mac, unsigned char* LenOfTAC, unsigned char* TAC,
+                               unsigned short* ExeStatus) {
+  return FM_CreditForLoad(ReaderID, BCDDate, BCDTime, Mac, LenOfTAC, TAC, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForPurchase(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                       int Value, unsigned char LenOfPosCode,
+                                       unsigned char* PosCode, unsigned char* LenOfResult,
+                                       unsigned char* Result, unsigned short* ExeStatus) {
+  return FM_InitializeForPurchase(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                                  LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_DebitForCappPurchase(int ReaderID, int OrderNo, unsigned char* BCDDate,
+                                      unsigned char* BCDTime, unsigned char* Mac,
+                                      unsigned char* LenOfTAC, unsigned char* TAC,
+                                      unsigned char* LenOfMac2, unsigned char* Mac2,
+                                      unsigned short* ExeStatus) {
+  return FM_DebitForCappPurchase(ReaderID, OrderNo, BCDDate, BCDTime, Mac, LenOfTAC, TAC,
+                                 LenOfMac2, Mac2, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForUnload(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                     int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
+                                     unsigned char* LenOfResult, unsigned char* Result,
+                                     unsigned short* ExeStatus) {
+  return FM_InitializeForUnload(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                                LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_CreditForUnload(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
+                                 unsigned char* Mac, unsigned char* LenOfMAC3,
+                                 unsigned char* MAC3, unsigned short* ExeStatus) {
+  return FM_CreditForUnload(ReaderID, BCDDate, BCDTime, Mac, LenOfMAC3, MAC3, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForCashWithdraw(int ReaderID, unsigned char ePursePos,
+                                           unsigned char KeyID, int Value,
+                                           unsigned char LenOfPosCode, unsigned char* PosCode,
+                                           unsigned char* LenOfResult, unsigned char* Result,
+                                           unsigned short* ExeStatus) {
+  return FM_InitializeForCashWithdraw(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                                      LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_DebitForCashWithdraw(int ReaderID, int OrderNo, unsigned char* BCDDate,
+                                      unsigned char* BCDTime, unsigned char* Mac,
+                                      unsigned char* LenOfTAC, unsigned char* TAC,
+                                      unsigned char* LenOfMAC2, unsigned char* MAC2,
+                                      unsigned short* ExeStatus) {
+  return FM_DebitForCashWithdraw(ReaderID, OrderNo, BCDDate, BCDTime, Mac, LenOfTAC, TAC,
+                                 LenOfMAC2, MAC2, ExeStatus);
+}
+int Orvex::OV_FM_UpdateOverdrawLimit(int ReaderID, int NewLimitValue, unsigned char* BCDDate,
+                                     unsigned char* BCDTime, unsigned char* Mac,
+                                     unsigned char* LenOfTAC, unsigned char* TAC,
+                                     unsigned short* ExeStatus) {
+  return FM_UpdateOverdrawLimit(ReaderID, NewLimitValue, BCDDate, BCDTime, Mac, LenOfTAC, TAC,
+                                ExeStatus);
+}
+int Orvex::OV_FM_GetTransactionProve(int ReaderID, unsigned char ProveTypeID,
+                                     unsigned short TranactionOrderNo, unsigned char* LenOfMAC,
+                                     unsigned char* MAC, unsigned char* LenOfTAC,
+                                     unsigned char* TAC, unsigned short* ExeStatus) {
+  return FM_GetTransactionProve(ReaderID, ProveTypeID, TranactionOrderNo, LenOfMAC, MAC, LenOfTAC,
+                                TAC, ExeStatus);
+}
+int Orvex::OV_FM_GetBalance(int ReaderID, unsigned char ePursePos, int* Value,
+                            unsigned short* ExeStatus) {
+  return FM_GetBalance(ReaderID, ePursePos, Value, ExeStatus);
+}
 
 // ---- ORVEX-GROUP: card application ----
+int Orvex::OV_KORU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataLen,
+                            unsigned char* Data) {
+  return TAMRACPU_SamReset(ReaderID, SamIndex, DataLen, Data);
+}
+int Orvex::OV_KORU_SamInitial(int ReaderID, unsigned char SamIndex, unsigned char SamPrivilege,
+                              unsigned char* Teminate, unsigned char* key, unsigned char KeyFrom) {
+  return TAMRACPU_SamInitial(ReaderID, SamIndex, SamPrivilege, Teminate, key, KeyFrom);
+}
+int Orvex::OV_KORU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Teminate,
+                              unsigned int* OrderNo) {
+  return TAMRACPU_SamGetInfo(ReaderID, SamIndex, Teminate, OrderNo);
+}
+int Orvex::OV_KORU_Request(int ReaderID, unsigned char* CardNo) {
+  return TAMRACPU_Request(ReaderID, CardNo);
+}
+int Orvex::OV_KORU_ChangeKey(int ReaderID, unsigned char* Oldkey, unsigned char OldkeyFrom,
+                             unsigned char* Newkey, unsigned char NewkeyFrom,
+                             unsigned char* CardNo) {
+  return TAMRACPU_ChangeKey(ReaderID, Oldkey, OldkeyFrom, Newkey, NewkeyFrom, CardNo);
+}
+int Orvex::OV_KORU_ReadPublicFile(int ReaderID, int* len, unsigned char* data) {
+  return TAMRACPU_ReadPublicFile(ReaderID, len, data);
+}
+int Orvex::OV_KORU_WritePublicFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
+  return TAMRACPU_WritePublicFile(ReaderID, SamIndex, data);
+}
+int Orvex::OV_KORU_ReadHolderFile(int ReaderID, unsigned char SamIndex, int* len,
+                                  unsigned char* data) {
+  return TAMRACPU_ReadHolderFile(ReaderID, SamIndex, len, data);
+}
+int Orvex::OV_KORU_WriteHolderFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
+  return TAMRACPU_WriteHolderFile(ReaderID, SamIndex, data);
+}
+int Orvex::OV_KORU_ReadUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count, int* len,
+                                unsigned char* data) {
+  return TAMRACPU_ReadUserFile(ReaderID, SamIndex, Addr, Count, len, data);
+}
+int Orvex::OV_KORU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count,
+                                 unsigned char* data) {
+  return TAMRACPU_WriteUserFile(ReaderID, SamIndex, Addr, Count, data);
+}
+int Orvex::OV_KORU_Balance(int ReaderID, unsigned int* Value) {
+  return TAMRACPU_Balance(ReaderID, Value);
+}
+int Orvex::OV_KORU_Debit(int ReaderID, unsigned char SamIndex, unsigned int Value,
+                         unsigned char* Date, unsigned char* Result) {
+  return TAMRACPU_Debit(ReaderID, SamIndex, Value, Date, Result);
+}
+int Orvex::OV_KORU_Consume(int ReaderID, unsigned char SamIndex, unsigned int Value,
+                           unsigned char* Date, unsigned char* Result) {
+  return TAMRACPU_Consume(ReaderID, SamIndex, Value, Date, Result);
+}
+int Orvex::OV_KORU_Record(int ReaderID, int& RecordLen, unsigned char* Record) {
+  return TAMRACPU_Record(ReaderID, RecordLen, Record);
+}
+unsigned short Orvex::OV_KORU_GetStatus(int ReaderID, int mode) {
+  return TAMRACPU_GetStatus(ReaderID, mode);
+}
 
 // ---- ORVEX-GROUP: NDEF ----
 
 // ---- ORVEX-GROUP: DES ----
+int Orvex::DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out) {
+  DES_(cModel, pkey, in, out);
+  return 1;
+}
+int Orvex::DES3(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+                unsigned char* pOutData) {
+  DES3_DeOrEncrypt(cModel, pKey, pInData, pOutData);
+  return 1;
+}
+int Orvex::DES3_CBC(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+                    unsigned char* pOutData, unsigned char* pIV) {
+  return static_cast<int>(DES3_CBC_DeOrEncrypt(cModel, pInData, pOutData, pKey, pIV));
+}
