@@ -85,6 +85,8 @@ class ContactCard : public Card {
  public:
   Tech tech() const override { return Tech::kContact; }
   virtual Bytes atr() const = 0;
+  // A secure access module (it goes into a SAM slot, not the card slot).
+  virtual bool sam() const { return false; }
 };
 
 }  // namespace orvexsim

@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "orvexsim/cpu_card.h"
+#include "orvexsim/iso15693.h"
 #include "orvexsim/lf_card.h"
+#include "orvexsim/sle4442.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/ntag.h"
 #include "orvexsim/topaz.h"
@@ -53,6 +55,10 @@ const std::map<std::string, Kind>& Kinds() {
       {"cpu-blank",
        {{4, 7}, [](int i) { return DefaultId({0xC2}, 4, i); },
         [](const Bytes& id) { return std::make_shared<CpuCard>(id, false); }}},
+      {"iso15693",
+       {{8}, [](int i) { return DefaultId({0xE0, 0x04, 0x01}, 8, i); },
+        [](const Bytes& id) { return std::make_shared<VicinityTag>(id); }}},
+      {"sle4442", {{}, [](int) { return Bytes{}; }, [](const Bytes&) { return std::make_shared<Sle4442>(); }}},
       {"lf",
        {{5}, [](int i) { return DefaultId({0x1A}, 5, i); },
         [](const Bytes& id) { return std::make_shared<LfCard>(id); }}},
@@ -105,6 +111,8 @@ const char* CardKindsHelp() {
          "  cpu[:UID4|UID7]       ISO 14443-4 CPU card, FMCOS-style, with the purse application\n"
          "  cpu-blank[:UID4|UID7] the same with an empty MF\n"
          "  topaz[:UID4]          Topaz 512 (NFC Forum Type 1)\n"
+         "  iso15693[:UID8]       ISO 15693 tag, 28 blocks of 4 bytes (UID as written, E0 first)\n"
+         "  sle4442               SLE4442 in the contact slot (PSC FF FF FF)\n"
          "  lf[:ID5]              a 125 kHz identification card\n";
 }
 

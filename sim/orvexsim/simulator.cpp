@@ -49,9 +49,12 @@ Simulator::Simulator(ReaderModel model) {
   families_.push_back(MakeReaderManagement(ctx_));
   families_.push_back(MakeTypeA(ctx_));
   families_.push_back(MakeTransparent(ctx_));
+  families_.push_back(MakeVicinity(ctx_));
   if (model == ReaderModel::kDisplayReader) {
     display_ = std::make_shared<Display>();
     families_.push_back(MakeDisplayCommands(ctx_, display_));
+  } else {
+    families_.push_back(MakeSleSlot(ctx_));
   }
 }
 
@@ -102,6 +105,24 @@ void Simulator::Place(std::shared_ptr<Card> card) {
   ctx_.field.push_back(std::move(card));
 }
 
+void Simulator::Insert(std::shared_ptr<Card> card) {
+  auto lock = Lock();
+  auto contact = std::dynamic_pointer_cast<ContactCard>(card);
+  if (!contact) {
+    Place(std::move(card));
+    return;
+  }
+  if (!contact->sam()) {
+    InsertContact(contact);
+    return;
+  }
+  for (int slot = 1; slot <= 3; ++slot)
+    if (!ctx_.sam[static_cast<size_t>(slot - 1)]) {
+      InsertSam(slot, contact);
+      return;
+    }
+}
+
 bool Simulator::Remove(const std::shared_ptr<Card>& card) {
   auto lock = Lock();
   auto it = std::find(ctx_.field.begin(), ctx_.field.end(), card);
@@ -138,6 +159,12 @@ void Simulator::InsertSam(int slot, std::shared_ptr<ContactCard> card) {
   if (slot < 1 || slot > 3) return;
   if (card) card->PowerUp();
   ctx_.sam[static_cast<size_t>(slot - 1)] = std::move(card);
+}
+
+std::shared_ptr<ContactCard> Simulator::sam(int slot) const {
+  auto lock = Lock();
+  if (slot < 1 || slot > 3) return nullptr;
+  return ctx_.sam[static_cast<size_t>(slot - 1)];
 }
 
 void Simulator::set_display_listener(std::function<void(const Display&)> f) {

@@ -136,6 +136,9 @@ class Simulator {
   // ---- The field and the slots ----
   // Places a card into the RF field (it powers up).
   void Place(std::shared_ptr<Card> card);
+  // Puts any card where it belongs: a contact card into the card slot, a
+  // SAM into the first free SAM slot, any other into the field.
+  void Insert(std::shared_ptr<Card> card);
   // Takes a card out of the field; false if it was not there.
   bool Remove(const std::shared_ptr<Card>& card);
   // Empties the RF field.
@@ -146,6 +149,7 @@ class Simulator {
   std::shared_ptr<ContactCard> contact() const;
   // SAM slot 1 to 3 (nullptr empties it).
   void InsertSam(int slot, std::shared_ptr<ContactCard> card);
+  std::shared_ptr<ContactCard> sam(int slot) const;
 
   // ---- The display reader ----
   // The LCD, clock and flash (nullptr on the card reader).

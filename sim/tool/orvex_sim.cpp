@@ -4,6 +4,7 @@
 // interrupted. Lines on standard input script the field while it runs:
 //   place SPEC      put a card into the field
 //   remove N|all    take card N (as "list" numbers them) or all cards out
+//   eject           take the card out of the contact slot
 //   list            show the cards in the field and the slots
 #include <poll.h>
 #include <signal.h>
@@ -61,7 +62,7 @@ void Usage(FILE* f) {
                "  -h, --help            this text\n\n"
                "Without --card, --empty or --display the field holds a blank MIFARE Classic 1K.\n"
                "Card SPECs (IDs in hex):\n%s\n"
-               "Standard input: place SPEC | remove N|all | list\n",
+               "Standard input: place SPEC | remove N|all | eject | list\n",
                CardKindsHelp());
 }
 
@@ -148,7 +149,7 @@ class Placer {
     auto card = MakeCard(spec, count_[kind], error);
     if (!card) return false;
     ++count_[kind];
-    sim_.Place(card);
+    sim_.Insert(card);
     return true;
   }
 
@@ -163,6 +164,8 @@ void List(Simulator& sim) {
   auto lock = sim.Lock();
   for (size_t i = 0; i < cards.size(); ++i) Say("field " + std::to_string(i) + ": " + cards[i]->Describe());
   if (auto c = sim.contact()) Say("contact slot: " + c->Describe());
+  for (int slot = 1; slot <= 3; ++slot)
+    if (auto c = sim.sam(slot)) Say("SAM slot " + std::to_string(slot) + ": " + c->Describe());
 }
 
 void Script(Simulator& sim, Placer& placer, const std::string& line) {
@@ -186,10 +189,13 @@ void Script(Simulator& sim, Placer& placer, const std::string& line) {
     }
     sim.Remove(cards[static_cast<size_t>(n)]);
     List(sim);
+  } else if (verb == "eject") {
+    sim.InsertContact(nullptr);
+    List(sim);
   } else if (verb == "list") {
     List(sim);
   } else {
-    Say("commands: place SPEC | remove N|all | list");
+    Say("commands: place SPEC | remove N|all | eject | list");
   }
 }
 
