@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "orvexsim/lf_card.h"
+#include "orvexsim/mifare_classic.h"
 
 namespace orvexsim {
 namespace {
@@ -25,6 +26,12 @@ Bytes DefaultId(Bytes prefix, size_t len, int index) {
 
 const std::map<std::string, Kind>& Kinds() {
   static const std::map<std::string, Kind> kinds = {
+      {"mfc1k",
+       {{4, 7}, [](int i) { return DefaultId({0xA1}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<MifareClassic>(MifareClassic::Size::k1K, id); }}},
+      {"mfc4k",
+       {{4, 7}, [](int i) { return DefaultId({0xA4}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<MifareClassic>(MifareClassic::Size::k4K, id); }}},
       {"lf",
        {{5}, [](int i) { return DefaultId({0x1A}, 5, i); },
         [](const Bytes& id) { return std::make_shared<LfCard>(id); }}},
@@ -69,7 +76,9 @@ std::shared_ptr<Card> MakeCard(const std::string& spec, int index, std::string& 
 }
 
 const char* CardKindsHelp() {
-  return "  lf[:ID5]              a 125 kHz identification card\n";
+  return "  mfc1k[:UID4|UID7]     MIFARE Classic 1K, blank (transport keys)\n"
+         "  mfc4k[:UID4|UID7]     MIFARE Classic 4K, blank (transport keys)\n"
+         "  lf[:ID5]              a 125 kHz identification card\n";
 }
 
 }  // namespace orvexsim

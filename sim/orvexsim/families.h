@@ -8,5 +8,6 @@
 namespace orvexsim {
 
 std::unique_ptr<Family> MakeReaderManagement(Context& ctx);
+std::unique_ptr<Family> MakeTypeA(Context& ctx);
 
 }  // namespace orvexsim

@@ -46,6 +46,7 @@ Simulator::Simulator(ReaderModel model) {
   r.product.assign(product, product + 8);
   r.memory.assign(65536, 0x00);
   families_.push_back(MakeReaderManagement(ctx_));
+  families_.push_back(MakeTypeA(ctx_));
 }
 
 Simulator::~Simulator() = default;

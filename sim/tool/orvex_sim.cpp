@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "orvexsim/card_spec.h"
+#include "orvexsim/mifare_classic.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
 
@@ -47,6 +48,10 @@ void Usage(FILE* f) {
                "  --reader-id N         the reader number (default 1; 0 reaches any reader)\n"
                "  --card SPEC           put a card into the field (repeatable)\n"
                "  --empty               start with nothing in the field\n"
+               "  --load FILE.mfd       a MIFARE Classic card holding this raw dump (1024 or\n"
+               "                        4096 bytes; the UID comes from its block 0)\n"
+               "  --save FILE.mfd       write that card's memory (or the first MIFARE Classic\n"
+               "                        card's) to FILE at exit\n"
                "  --baud N              paced mode: answers no faster than a line at N bit/s\n"
                "  --trace               print every frame in and out, decoded\n"
                "  --link PATH           also make PATH a symbolic link to the device\n"
@@ -62,6 +67,7 @@ struct Options {
   int reader_id = 1;
   std::vector<std::string> cards;
   bool empty = false;
+  std::string load, save;
   int baud = 0;
   bool trace = false;
   std::string link;
@@ -109,6 +115,12 @@ bool Parse(int argc, char** argv, Options& o) {
         std::fprintf(stderr, "orvex-sim: --baud takes a positive number of bits per second\n");
         return false;
       }
+    } else if (a == "--load") {
+      if (!value(v)) return false;
+      o.load = v;
+    } else if (a == "--save") {
+      if (!value(v)) return false;
+      o.save = v;
     } else if (a == "--link") {
       if (!value(v)) return false;
       o.link = v;
@@ -184,6 +196,17 @@ int main(int argc, char** argv) {
   sim.set_reader_number(static_cast<uint16_t>(o.reader_id));
   Placer placer(sim);
   std::vector<std::string> cards = o.cards;
+  if (cards.empty() && !o.empty && o.load.empty()) cards.push_back("mfc1k");
+  std::shared_ptr<MifareClassic> dumped;
+  if (!o.load.empty()) {
+    std::string error;
+    dumped = MifareClassic::LoadMfd(o.load, error);
+    if (!dumped) {
+      std::fprintf(stderr, "orvex-sim: --load %s: %s\n", o.load.c_str(), error.c_str());
+      return 2;
+    }
+    sim.Place(dumped);
+  }
   for (const auto& spec : cards) {
     std::string error;
     if (!placer.Place(spec, error)) {
@@ -238,5 +261,20 @@ int main(int argc, char** argv) {
   }
   server.Stop();
   if (!o.link.empty()) unlink(o.link.c_str());
+  if (!o.save.empty()) {
+    if (!dumped)
+      for (auto& c : sim.cards())
+        if ((dumped = std::dynamic_pointer_cast<MifareClassic>(c))) break;
+    std::string error;
+    auto lock = sim.Lock();
+    if (!dumped) {
+      std::fprintf(stderr, "orvex-sim: --save: no MIFARE Classic card to save\n");
+      return 1;
+    }
+    if (!dumped->SaveMfd(o.save, error)) {
+      std::fprintf(stderr, "orvex-sim: --save: %s\n", error.c_str());
+      return 1;
+    }
+  }
   return 0;
 }
