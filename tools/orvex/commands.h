@@ -28,6 +28,11 @@ class Context {
   void Open() {
     if (!link_) link_ = std::make_unique<Link>(device);
   }
+  // After success: finishes the link (see Link::Finish) and closes it.
+  void Finish() {
+    if (link_) link_->Finish();
+    link_.reset();
+  }
   void Close() { link_.reset(); }
   Orvex ov;
 

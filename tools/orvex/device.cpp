@@ -4,6 +4,7 @@
 
 #include "orvex.h"
 #include "orvexsim/card_spec.h"
+#include "orvexsim/mifare_classic.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
 
@@ -38,9 +39,15 @@ void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
     ++per_kind[kind];
     sim.Place(card);
   };
+  if (!o.sim_load.empty()) {
+    std::string error;
+    auto card = orvexsim::MifareClassic::LoadMfd(o.sim_load, error);
+    if (!card) throw Failure("--sim-load " + o.sim_load + ": " + error, 2);
+    sim.Place(card);
+  }
   if (!o.sim_cards.empty()) {
     for (const auto& spec : o.sim_cards) place(spec, true);
-  } else if (!o.sim_empty) {
+  } else if (!o.sim_empty && o.sim_load.empty()) {
     // Only when the simulator knows the kind; otherwise the field stays empty.
     place(kDefaultSimCard, false);
   }
@@ -53,6 +60,7 @@ Link::Link(const DeviceOptions& o) {
   const std::string& d = o.device;
   if (d == "sim") {
     sim_ = std::make_unique<Sim>(o.sim_display);
+    sim_save_ = o.sim_save;
     PlaceCards(sim_->simulator, o);
     sim_->server.Start();
     if (ov.OV_ComInitialDevice(sim_->server.path().c_str(), o.baud) != 1)
@@ -81,6 +89,20 @@ Link::Link(const DeviceOptions& o) {
   } else {
     throw Failure("unknown device \"" + d + "\": give sim, usb, ttyS:N or a device path", 2);
   }
+}
+
+void Link::Finish() {
+  if (!sim_ || sim_save_.empty()) return;
+  sim_->server.Stop();
+  auto lock = sim_->simulator.Lock();
+  for (const auto& c : sim_->simulator.cards()) {
+    if (auto m = std::dynamic_pointer_cast<orvexsim::MifareClassic>(c)) {
+      std::string error;
+      if (!m->SaveMfd(sim_save_, error)) throw Failure("--sim-save " + sim_save_ + ": " + error);
+      return;
+    }
+  }
+  throw Failure("--sim-save: no MIFARE Classic card in the simulated field");
 }
 
 Link::~Link() {

@@ -23,6 +23,8 @@ struct DeviceOptions {
   std::vector<std::string> sim_cards;  // card specs for the simulated field
   bool sim_empty = false;              // the simulated field starts empty
   bool sim_display = false;            // simulate the display reader model
+  std::string sim_load;                // a MIFARE Classic card holding this .mfd dump
+  std::string sim_save;                // where the card's memory goes at the end
 };
 
 // The open link; closes it when destroyed. With "sim" it owns the simulated
@@ -31,6 +33,9 @@ class Link {
  public:
   explicit Link(const DeviceOptions& options);
   ~Link();
+  // Closes the link after a successful run; with sim_save, writes the
+  // simulated MIFARE Classic card's memory to that file first.
+  void Finish();
   Link(const Link&) = delete;
   Link& operator=(const Link&) = delete;
 
@@ -41,6 +46,7 @@ class Link {
   struct Sim;
   std::unique_ptr<Sim> sim_;
   bool usb_ = false;
+  std::string sim_save_;
   std::string description_;
 };
 

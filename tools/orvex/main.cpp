@@ -53,6 +53,11 @@ int main(int argc, char** argv) {
                  std::string("card in the simulated field (repeatable; default a blank MIFARE "
                              "Classic 1K). Kinds:\n") + orvexsim::CardKindsHelp());
   app.add_flag("--sim-empty", ctx.device.sim_empty, "start the simulated field empty");
+  app.add_option("--sim-load", ctx.device.sim_load,
+                 "simulated field: a MIFARE Classic card holding this raw dump (.mfd, 1024 or "
+                 "4096 bytes)");
+  app.add_option("--sim-save", ctx.device.sim_save,
+                 "simulated field: at the end, write the MIFARE Classic card's memory to this file");
   app.add_flag("--sim-display", ctx.device.sim_display, "simulate the display reader model");
 
   AddReaderCommands(app, ctx);
@@ -82,12 +87,12 @@ int main(int argc, char** argv) {
   }
   try {
     (*action)();
+    ctx.Finish();
   } catch (const Failure& f) {
     ctx.Close();
     ReportError(ctx, f.what());
     return f.code;
   }
-  ctx.Close();
   ctx.out().Finish();
   return 0;
 }
