@@ -9,5 +9,6 @@ namespace orvexsim {
 
 std::unique_ptr<Family> MakeReaderManagement(Context& ctx);
 std::unique_ptr<Family> MakeTypeA(Context& ctx);
+std::unique_ptr<Family> MakeTransparent(Context& ctx);
 
 }  // namespace orvexsim

@@ -47,6 +47,7 @@ Simulator::Simulator(ReaderModel model) {
   r.memory.assign(65536, 0x00);
   families_.push_back(MakeReaderManagement(ctx_));
   families_.push_back(MakeTypeA(ctx_));
+  families_.push_back(MakeTransparent(ctx_));
 }
 
 Simulator::~Simulator() = default;
