@@ -4,6 +4,7 @@
 #include <map>
 #include <vector>
 
+#include "orvexsim/cpu_card.h"
 #include "orvexsim/lf_card.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/ntag.h"
@@ -46,6 +47,12 @@ const std::map<std::string, Kind>& Kinds() {
       {"topaz",
        {{4}, [](int i) { return DefaultId({0x92}, 4, i); },
         [](const Bytes& id) { return std::make_shared<Topaz>(id); }}},
+      {"cpu",
+       {{4, 7}, [](int i) { return DefaultId({0xC1}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<CpuCard>(id); }}},
+      {"cpu-blank",
+       {{4, 7}, [](int i) { return DefaultId({0xC2}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<CpuCard>(id, false); }}},
       {"lf",
        {{5}, [](int i) { return DefaultId({0x1A}, 5, i); },
         [](const Bytes& id) { return std::make_shared<LfCard>(id); }}},
@@ -95,6 +102,8 @@ const char* CardKindsHelp() {
          "  ntag213[:UID7]        NTAG213 (144 bytes of user memory)\n"
          "  ntag215[:UID7]        NTAG215 (504 bytes)\n"
          "  ntag216[:UID7]        NTAG216 (888 bytes)\n"
+         "  cpu[:UID4|UID7]       ISO 14443-4 CPU card, FMCOS-style, with the purse application\n"
+         "  cpu-blank[:UID4|UID7] the same with an empty MF\n"
          "  topaz[:UID4]          Topaz 512 (NFC Forum Type 1)\n"
          "  lf[:ID5]              a 125 kHz identification card\n";
 }
