@@ -1,5 +1,6 @@
 // Subcommands on the cards in the field: scan.
 #include "commands.h"
+#include "iso14443a.h"
 
 namespace orvextool {
 
@@ -11,6 +12,22 @@ struct FoundCard {
   Json details = Json::object();  // ATQA/SAK or the family's equivalent
   std::string text;               // the details in words
 };
+
+// ISO 14443-A cards: each one is selected, noted and halted, so that the
+// next request finds the next card, until none answers.
+void ScanTypeA(Context& ctx, std::vector<FoundCard>& found) {
+  constexpr int kMaxCards = 16;
+  TypeACardInfo card;
+  for (int i = 0; i < kMaxCards && SelectTypeA(ctx, 0x26, card); ++i) {
+    char atqa[8];
+    std::snprintf(atqa, sizeof atqa, "%04X", card.atqa);
+    std::string sak = Hex(&card.sak, 1);
+    found.push_back({"iso14443a", Hex(card.uid),
+                     {{"atqa", atqa}, {"sak", sak}, {"type", card.Kind()}},
+                     "ATQA " + std::string(atqa) + " SAK " + sak + "  " + card.Kind()});
+    if (ctx.ov.OV_CardHalt(ctx.reader_id) != 1) break;
+  }
+}
 
 // A low-frequency (125 kHz) card: its number. The reader gives -1 both for
 // a link failure and for an empty field, so the caller first makes sure
@@ -27,6 +44,7 @@ void Scan(Context& ctx) {
   if (ctx.ov.OV_GetReaderID(ctx.reader_id) < 0)
     CheckReader(-1, "scan", kReaderDeadlineMs);
   std::vector<FoundCard> found;
+  ScanTypeA(ctx, found);
   ScanLowFrequency(ctx, found);
   if (found.empty()) throw Failure("scan: no card in the field");
   Json cards = Json::array();

@@ -26,7 +26,10 @@ class Context {
   void StartOutput() { out_ = std::make_unique<Output>(json); }
   // Opens the link when not yet open.
   void Open() {
-    if (!link_) link_ = std::make_unique<Link>(device);
+    if (link_) return;
+    if (!device_given)
+      std::fprintf(stderr, "orvex: no --device given, using the built-in simulated reader\n");
+    link_ = std::make_unique<Link>(device);
   }
   // After success: finishes the link (see Link::Finish) and closes it.
   void Finish() {
@@ -54,5 +57,7 @@ constexpr int kReaderDeadlineMs = 100;
 
 void AddReaderCommands(CLI::App& app, Context& ctx);
 void AddCardCommands(CLI::App& app, Context& ctx);
+void AddMifareCommands(CLI::App& app, Context& ctx);
+void AddCryptoCommands(CLI::App& app, Context& ctx);
 
 }  // namespace orvextool

@@ -62,6 +62,8 @@ int main(int argc, char** argv) {
 
   AddReaderCommands(app, ctx);
   AddCardCommands(app, ctx);
+  AddMifareCommands(app, ctx);
+  AddCryptoCommands(app, ctx);
 
   try {
     app.parse(argc, argv);
@@ -75,10 +77,7 @@ int main(int argc, char** argv) {
   }
 
   ctx.device_given = !ctx.device.device.empty();
-  if (!ctx.device_given) {
-    ctx.device.device = "sim";
-    std::fprintf(stderr, "orvex: no --device given, using the built-in simulated reader\n");
-  }
+  if (!ctx.device_given) ctx.device.device = "sim";
   ctx.StartOutput();
   auto* action = ctx.ActionFor(Leaf(&app));
   if (!action) {
