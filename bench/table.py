@@ -50,7 +50,7 @@ def main():
             "<= 1.10", None if ratio is None else ratio <= 1.10)
     for baud in (9600, 19200, 38400):
         for cmd, label in COMMANDS.items():
-            n = f"BM_WireFloor/cmd:{cmd}/baud:{baud}/min_time:1.000/real_time"
+            n = f"BM_WireFloor/cmd:{cmd}/baud:{baud}/real_time"
             lib, wire = med(runs, n, "lib_us"), med(runs, n, "wire_us")
             ratio, excess = med(runs, n, "ratio"), med(runs, n, "excess_us")
             raw = med(runs, n, "raw_us")
@@ -59,7 +59,7 @@ def main():
                 f"wire {fmt(wire and wire / 1000, 3)} ms",
                 f"{fmt(ratio)} ({excess / 1000:+.2f} ms over 1.02x)" if excess is not None else "n/a",
                 "<= 1.02x + 0.2 ms", None if excess is None else excess <= 200)
-    n = "BM_Dump1K/baud:38400/iterations:3/real_time"
+    n = "BM_Dump1K/baud:38400/real_time"
     dump, wire, ratio = med(runs, n, "dump_ms"), med(runs, n, "wire_ms"), med(runs, n, "ratio")
     raw = med(runs, n, "raw_ms")
     add("3 MIFARE 1K dump 38400", "16 auth + 64 reads", f"{fmt(dump, 1)} ms (raw {fmt(raw, 1)})",
@@ -69,12 +69,12 @@ def main():
         lib, raw = med(runs, n, "lib_cpu_us"), med(runs, n, "raw_cpu_us")
         add("4 CPU per exchange", label + " (no pacing)", f"{fmt(lib, 1)} us",
             f"raw {fmt(raw, 1)} us", fmt(lib and raw and lib / raw), "reported", None)
-        n = f"BM_WireFloor/cmd:{cmd}/baud:9600/min_time:1.000/real_time"
+        n = f"BM_WireFloor/cmd:{cmd}/baud:9600/real_time"
         lib, raw = med(runs, n, "lib_cpu_us"), med(runs, n, "raw_cpu_us")
         add("4 CPU per exchange", label + " (9600)", f"{fmt(lib, 1)} us", f"raw {fmt(raw, 1)} us",
             fmt(lib and raw and lib / raw), "reported", None)
     for split, label in ((0, "whole answer 500 ms late"), (1, "head at once, rest 500 ms late")):
-        n = f"BM_SlowAnswer/split:{split}/iterations:2/real_time"
+        n = f"BM_SlowAnswer/split:{split}/real_time"
         cpu, wait, pct = med(runs, n, "cpu_us"), med(runs, n, "wait_ms"), med(runs, n, "cpu_pct")
         add("4 CPU while waiting", label, f"{fmt(cpu, 1)} us", f"wait {fmt(wait, 1)} ms",
             f"{fmt(pct, 4)} %", "< 1 %", None if pct is None else pct < 1.0)
