@@ -167,8 +167,264 @@ class ORVEX_API Orvex {
                  int* OutLen, unsigned char* OutResult);
 
   /* ---- ORVEX-GROUP: display reader ---- */
+  /* The reader model with a 128 x 64 monochrome LCD, a real-time clock and a
+   * flash store of its own. Results of every method in this group:
+   *     1      done (also: refused with status 0x01, which cannot be told apart)
+   *    -1      nothing could be sent, nothing came back in time, or the answer
+   *            was malformed
+   *    -2      refused before sending: an image larger than 128 x 64, or data
+   *            that does not fit one command (more than 1039 bytes with the
+   *            sub-command byte, e.g. a flash write of more than 1035 bytes)
+   *     0      the reader answered with status 0 but did not echo the command
+   *   other    the reader refused: its status byte read as signed
+   *            (0x02..0x7F -> 2..127, 0x80..0xFF -> -128..-1)
+   * Flash addresses and counts travel least significant byte first. The
+   * "Get" methods write their outputs whenever the result is positive; after
+   * a refusal with a status of 0x01..0x7F those outputs are zeros. */
+
+  /** Writes len bytes of Data to the display's flash store at BeginAddr
+   *  (at most 1035 bytes in one call). Deadline 5 s. */
+  int OV_WriteFlash(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data);
+
+  /** Reads BytesCount (16 bits) bytes of the display's flash store from
+   *  BeginAddr: the bytes the reader sends to Data (at most
+   *  ORVEX_MAX_ANSWER - 1, BytesCount when the reader complies), their count
+   *  to len. Deadline 5 s. */
+  int OV_ReadFlash(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len, unsigned char* Data);
+
+  /** As OV_WriteFlash, into the flash area that holds the display
+   *  configuration. */
+  int OV_Config_WriteFlashEx(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data);
+
+  /** As OV_ReadFlash, from the flash area that holds the display
+   *  configuration. */
+  int OV_Config_ReadFlashEx(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                            unsigned char* Data);
+
+  /** Sets the reader's clock from the 8-byte clock record in Data (layout
+   *  defined by the reader firmware). */
+  int OV_Config_Clock_Set(int ReaderID, unsigned char* Data);
+
+  /** Reads the reader's clock: the bytes the reader sends (the 8-byte clock
+   *  record) to Data. Data is written only when the reader carried the
+   *  command out. */
+  int OV_Config_Clock_Get(int ReaderID, unsigned char* Data);
+
+  /** Shows (Enable non-zero) or hides the time at Line, Column. */
+  int OV_Config_TimeDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                unsigned char Column);
+
+  /** Reads the time display setting: one byte each to Enable, Line, Column. */
+  int OV_Config_TimeDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                unsigned char* Column);
+
+  /** Shows (Enable non-zero) or hides the date at Line, Column. */
+  int OV_Config_DateDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                unsigned char Column);
+
+  /** Reads the date display setting: one byte each to Enable, Line, Column. */
+  int OV_Config_DateDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                unsigned char* Column);
+
+  /** Chooses the display font (firmware-defined number). */
+  int OV_Config_Font_Set(int ReaderID, unsigned char Font);
+
+  /** Reads the display font: one byte to Font. */
+  int OV_Config_Font_Get(int ReaderID, unsigned char* Font);
+
+  /** Sets the frame shown at power-on: config and timespan (firmware-defined),
+   *  width in pixels, height in pixels (sent as a count of 8-pixel rows, so
+   *  rounded down to a multiple of 8), and its line and column. */
+  int OV_Config_FormPowerOn_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                unsigned char width, unsigned char height, unsigned char line,
+                                unsigned char column);
+
+  /** Reads the power-on frame: one byte to each output; height in pixels
+   *  (the stored row count times 8). */
+  int OV_Config_FormPowerOn_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                unsigned char* width, unsigned char* height, unsigned char* line,
+                                unsigned char* column);
+
+  /** As OV_Config_FormPowerOn_Set, for the frame shown while running. */
+  int OV_Config_FormRun_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                            unsigned char width, unsigned char height, unsigned char line,
+                            unsigned char column);
+
+  /** As OV_Config_FormPowerOn_Get, for the frame shown while running. */
+  int OV_Config_FormRun_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                            unsigned char* width, unsigned char* height, unsigned char* line,
+                            unsigned char* column);
+
+  /** Stores the text shown at power-on: the first len bytes of Data (at most
+   *  64), padded with spaces to 64 bytes. */
+  int OV_Config_TextPowerOn_Set(int ReaderID, unsigned char len, unsigned char* Data);
+
+  /** Reads the power-on text into Data: 64 bytes in practice (the text up to
+   *  the last zero byte of the reader's result, at most 64). len is not
+   *  written. */
+  int OV_Config_TextPowerOn_Get(int ReaderID, unsigned char* len, unsigned char* Data);
+
+  /** As OV_Config_TextPowerOn_Set, for the text shown while running. */
+  int OV_Config_TextRun_Set(int ReaderID, unsigned char len, unsigned char* Data);
+
+  /** As OV_Config_TextPowerOn_Get, for the text shown while running. */
+  int OV_Config_TextRun_Get(int ReaderID, unsigned char* len, unsigned char* Data);
+
+  /** Stores the image shown at power-on: width x height / 8 bytes of bitmap
+   *  (one bit a pixel), width at most 128, height at most 64, else -2.
+   *  Deadline 5 s. */
+  int OV_Config_ImagePowerOn_Set(int ReaderID, unsigned char width, unsigned char height,
+                                 unsigned char* Data);
+
+  /** As OV_Config_ImagePowerOn_Set, for the image shown while running. */
+  int OV_Config_ImageRun_Set(int ReaderID, unsigned char width, unsigned char height,
+                             unsigned char* Data);
+
+  /** Shows len bytes of Data (at most 16; more are cut) at line, column;
+   *  Config is firmware-defined. */
+  int OV_ShowText(int ReaderID, unsigned char Config, unsigned char line, unsigned char column,
+                  unsigned char len, unsigned char* Data);
+
+  /** Shows the width x height (pixels) image stored in the display's flash at
+   *  FlashAddr, at line, column. */
+  int OV_ShowImageFromFlash(int ReaderID, unsigned char config, unsigned char line,
+                            unsigned char column, unsigned char width, unsigned char height,
+                            unsigned int FlashAddr);
+
+  /** Shows the width x height image of width x height / 8 bytes in Data at
+   *  line, column (height sent as 8-pixel rows). Width at most 128, height
+   *  at most 64, else -2; a full screen goes in one command. */
+  int OV_ShowImage(int ReaderID, unsigned char config, unsigned char line, unsigned char column,
+                   unsigned char width, unsigned char height, unsigned char* Data);
+
+  /** As OV_ShowText, through the reader's English-text command. */
+  int OV_ShowEnText(int ReaderID, unsigned char Config, unsigned char line, unsigned char column,
+                    unsigned char len, unsigned char* Data);
+
+  /** Switches the LCD back light (Config and timespan firmware-defined). */
+  int OV_ControlLCDBackLight(int ReaderID, unsigned char Config, unsigned char timespan);
+
+  /** Clears display lines (lines is firmware-defined). */
+  int OV_ClearLCDByLine(int ReaderID, unsigned char lines);
 
   /* ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ---- */
+
+  /* ==================================================================== */
+  /* ISO 14443-A and MIFARE Classic                                        */
+  /* ==================================================================== */
+  /* Block numbers, key indices, cascade levels and modes are sent as their
+   * low byte (block 256 is block 0). Unless a method says otherwise:
+   * 1 done, -1 link failure, -3 the reader refused (no card, wrong key,
+   * card error). */
+
+  /** Requests a card in the field with RequestMode (one byte, e.g. 0x26 for
+   *  REQA, 0x52 for WUPA). CardType receives the card's answer, its first
+   *  byte in the high half (ATQA 0x0004 reads 0x0400). */
+  int OV_RequestCard(int ReaderID, unsigned char RequestMode, unsigned short* CardType);
+
+  /** Runs the anticollision loop. LenSNO receives the serial number length,
+   *  SNO the serial number (all answer bytes: 4, 7 or 10). */
+  int OV_AntiCollide(int ReaderID, unsigned char* LenSNO, unsigned char* SNO);
+
+  /** Selects the card with the LenSNO-byte serial number SNO. */
+  int OV_CardSelect(int ReaderID, unsigned char LenSNO, unsigned char* SNO);
+
+  /** Stores the 6-byte MIFARE Key in the reader under KeyIndex.
+   *  1; -2 the reader did not answer; -1; -3. */
+  int OV_DownLoadKey(int ReaderID, int KeyIndex, unsigned char* Key);
+
+  /** Authenticates block BlockAddr's sector with the key the reader holds
+   *  under KeyIndex. KeyMode (the key type byte) goes to the reader as it
+   *  stands. 1; -2 the reader did not answer; -1; -3 refused. */
+  int OV_KeyDown_Authorization(int ReaderID, unsigned char KeyMode, int BlockAddr, unsigned char KeyIndex);
+
+  /** Authenticates block BlockAddr's sector with the 6-byte Key given here.
+   *  1; -2 the reader did not answer; -1; -3 refused. */
+  int OV_KeyAuthorization(int ReaderID, unsigned char KeyMode, int BlockAddr, unsigned char* Key);
+
+  /** Reads block BlockAddr. pData receives exactly LenData bytes (16 for a
+   *  MIFARE block; zeros where the answer is shorter, at most
+   *  ORVEX_MAX_ANSWER). */
+  int OV_ReadaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData);
+
+  /** Writes the LenData bytes of pData (16 for a MIFARE block) to block
+   *  BlockAddr. */
+  int OV_WriteaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData);
+
+  /** Makes block BlockAddr a value block holding IniMoney. */
+  int OV_Purse_Initial(int ReaderID, int BlockAddr, int IniMoney);
+
+  /** Reads the value of block BlockAddr into Money. */
+  int OV_Purse_Read(int ReaderID, int BlockAddr, int* Money);
+
+  /** Decrements the value of block BlockAddr by Decrement into the card's
+   *  value register (OV_Transfer stores it). */
+  int OV_Purse_Decrease(int ReaderID, int BlockAddr, int Decrement);
+
+  /** Increments the value of block BlockAddr by Charge into the card's
+   *  value register (OV_Transfer stores it). */
+  int OV_Purse_Charge(int ReaderID, int BlockAddr, int Charge);
+
+  /** Loads the value of block BlockAddr into the card's value register. */
+  int OV_Restore(int ReaderID, int BlockAddr);
+
+  /** Writes the card's value register to block BlockAddr. */
+  int OV_Transfer(int ReaderID, int BlockAddr);
+
+  /** Halts the selected card. */
+  int OV_CardHalt(int ReaderID);
+
+  /** Anticollision and selection in one step. CardMem receives the card's
+   *  memory byte (1 byte), SNLen the serial number length (1 byte), SN the
+   *  serial number (the answer's bytes after the first). Result: the serial
+   *  number length (positive) when done; -1; -3. */
+  int OV_AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
+                              unsigned char* SNLen, unsigned char* SN);
+
+  /** Activates the ISO 14443-4 (CPU) card in the field; Mode and MultiMode
+   *  go to the reader as they stand. pData receives the whole answer (the
+   *  card's answer to select, at most ORVEX_MAX_ANSWER bytes), rtLen its
+   *  length. */
+  int OV_TypeA_Reset(int ReaderID, unsigned char Mode, unsigned char MultiMode, int* rtLen,
+                     unsigned char* pData);
+
+  /** Sends the LenCOS-byte command APDU Com_COS to the activated CPU card.
+   *  pData receives the response APDU, data then SW1 SW2 (at most
+   *  ORVEX_MAX_ANSWER bytes), rtLen its length. 1 whatever SW1 SW2 say. */
+  int OV_TypeA_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen, unsigned char* pData);
+
+  /** Reads the four Ultralight pages from BlockID on: 16 bytes to pData. */
+  int OV_UltraLightRead(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Writes the first 4 bytes of pData to Ultralight page BlockID. */
+  int OV_UltraLightWrite(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Anticollision at cascade level Leveln (1, 2, 3). LenSNO receives the
+   *  answer length (1 byte), SNO the answer bytes. */
+  int OV_AntiCollide_Level(int ReaderID, int Leveln, unsigned char* LenSNO, unsigned char* SNO);
+
+  /** Selection at cascade level Leveln; SAK receives the card's SAK (1 byte). */
+  int OV_SelectCard_Level(int ReaderID, int Leveln, unsigned char* SAK);
+
+  /** Request, anticollision and selection in one step. ATQA receives the
+   *  answer's first two bytes, the first in the low half (ATQA 0x0004 reads
+   *  0x0004); SAK the SAK (1 byte); LenSNO the serial number length (1 byte);
+   *  SNO the serial number (the answer's bytes from the fourth on). */
+  int OV_RequestAntiandSelect(int ReaderID, int SearchMode, int RetMode, unsigned short* ATQA,
+                              unsigned char* SAK, unsigned char* LenSNO, unsigned char* SNO);
+
+  /** Writes the LenData bytes of pData to BlockNums blocks from StartBlock.
+   *  The reader gets BlockNums x 100 ms to answer. Result when done: the
+   *  reader's first answer byte (0 to 255; 0 is a success too); -1; -3. */
+  int OV_WriteM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int LenData, unsigned char* pData);
+
+  /** Reads BlockNums blocks from StartBlock; the reader gets BlockNums x
+   *  100 ms to answer. LenData receives the answer length n (its leading byte
+   *  included) and pData n bytes from the answer's second byte on, the last
+   *  of them a zero (so pData must hold 16 x BlockNums + 1 bytes, at most
+   *  ORVEX_MAX_ANSWER). Result when done: the reader's first answer byte
+   *  (0 to 255; 0 is a success too); -1; -3. */
+  int OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int* LenData, unsigned char* pData);
 
   /* ---- ORVEX-GROUP: ISO 14443-B and memory tags ---- */
 
@@ -184,15 +440,165 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: NTAG ---- */
 
+  /* ==================================================================== */
+  /* NTAG                                                                  */
+  /* ==================================================================== */
+  /* NFC Forum Type 2 tags of the NTAG21x kind, selected beforehand as ISO
+   * 14443-A cards. Page numbers are sent as their low byte. Unless a method
+   * says otherwise: 1 done; -1 link failure; -3 the reader refused, or its
+   * answer did not echo the command. */
+
+  /** GET_VERSION: the tag's version bytes to pData (8 on an NTAG21x; all the
+   *  reader returns, at most ORVEX_MAX_ANSWER). */
+  int OV_NTag_GetVersion(int ReaderID, unsigned char* pData);
+
+  /** READ: four pages from StartPage on. pData receives the bytes (16; all
+   *  the reader returns, at most ORVEX_MAX_ANSWER), DataLen their count. */
+  int OV_NTag_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData);
+
+  /** FAST_READ: pages StartPage to EndPage, at most 51 pages in one call
+   *  (EndPage is lowered to StartPage + 50 on the wire, the variable is left
+   *  alone). pData receives the bytes (up to 204; all the reader returns, at
+   *  most ORVEX_MAX_ANSWER), DataLen their count. */
+  int OV_NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData);
+
+  /** WRITE: the 4 bytes of pData to page PageIndex. */
+  int OV_NTag_Write(int ReaderID, int PageIndex, unsigned char* pData);
+
+  /** COMPATIBILITY_WRITE: the 16 bytes of pData to page PageIndex (the tag
+   *  keeps the first 4). */
+  int OV_NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData);
+
+  /** READ_CNT: the tag's 24-bit NFC counter to Counter. */
+  int OV_NTag_ReadCounter(int ReaderID, int* Counter);
+
+  /** PWD_AUTH with the 4-byte password PWD. AuthResult receives the tag's
+   *  2-byte PACK whenever the tag answered. 1 when the PACK is 00 00; -1 for
+   *  any other PACK, or a link failure (AuthResult then untouched); -3. */
+  int OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult);
+
+  /** READ_SIG: the tag's signature to Signature (32 bytes on an NTAG21x;
+   *  all the reader returns, at most ORVEX_MAX_ANSWER). */
+  int OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature);
+
   /* ---- ORVEX-GROUP: SLE4442 ---- */
 
   /* ---- ORVEX-GROUP: FMCOS ---- */
 
   /* ---- ORVEX-GROUP: card application ---- */
+  /* The card application run by the reader firmware: a purse card with a
+   * public file (50 bytes), a card-holder file (100 bytes), a user file, a
+   * balance, debit, consume and a transaction record, secured by keys in a
+   * SAM inside the reader. Results of every method but OV_KORU_GetStatus:
+   *     1   done
+   *    -1   nothing could be sent, nothing came back in time, or the answer
+   *         was malformed
+   *    -2   the reader refused (OV_KORU_GetStatus tells why), or the data
+   *         was refused before sending
+   * Keys are 16 bytes, each with a key-source byte for the reader;
+   * terminal numbers 6 bytes; dates 7 bytes; amounts go most significant
+   * byte first. Outputs are written only on success. */
+
+  /** Resets the SAM in slot SamIndex: its answer to reset to Data (all the
+   *  bytes the reader sends), their count to DataLen (0 on failure). */
+  int OV_KORU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataLen, unsigned char* Data);
+
+  /** Sets up the SAM in slot SamIndex with privilege SamPrivilege, the 6-byte
+   *  terminal number Teminate and the 16-byte key from source KeyFrom.
+   *  Deadline 1 s. */
+  int OV_KORU_SamInitial(int ReaderID, unsigned char SamIndex, unsigned char SamPrivilege,
+                         unsigned char* Teminate, unsigned char* key, unsigned char KeyFrom);
+
+  /** Reads the SAM's terminal number (6 bytes to Teminate) and order number
+   *  (OrderNo); both are written only when the reader sends more than 9
+   *  bytes. */
+  int OV_KORU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Teminate,
+                         unsigned int* OrderNo);
+
+  /** Finds a card: its number (all bytes the reader sends) to CardNo, written
+   *  only when more than 7 bytes came. Deadline 4 s. */
+  int OV_KORU_Request(int ReaderID, unsigned char* CardNo);
+
+  /** Replaces key Oldkey (source OldkeyFrom) by Newkey (source NewkeyFrom),
+   *  16 bytes each; the card number to CardNo as OV_KORU_Request.
+   *  Deadline 5 s. */
+  int OV_KORU_ChangeKey(int ReaderID, unsigned char* Oldkey, unsigned char OldkeyFrom,
+                        unsigned char* Newkey, unsigned char NewkeyFrom, unsigned char* CardNo);
+
+  /** Reads the public file: the bytes the reader sends to data (50 for this
+   *  file), their count to len. */
+  int OV_KORU_ReadPublicFile(int ReaderID, int* len, unsigned char* data);
+
+  /** Writes the 50 bytes of data to the public file through SAM slot
+   *  SamIndex. */
+  int OV_KORU_WritePublicFile(int ReaderID, unsigned char SamIndex, unsigned char* data);
+
+  /** Reads the card-holder file: the bytes the reader sends to data (100
+   *  for this file), their count to len. */
+  int OV_KORU_ReadHolderFile(int ReaderID, unsigned char SamIndex, int* len, unsigned char* data);
+
+  /** Writes the 100 bytes of data to the card-holder file. */
+  int OV_KORU_WriteHolderFile(int ReaderID, unsigned char SamIndex, unsigned char* data);
+
+  /** Reads Count bytes of the user file from Addr (16 bits each): the bytes
+   *  the reader sends to data (at most ORVEX_MAX_ANSWER - 1), their count to
+   *  len. Deadline 5 s. */
+  int OV_KORU_ReadUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count, int* len,
+                           unsigned char* data);
+
+  /** Writes Count bytes of data (at most 1024, else -2 with nothing sent) to
+   *  the user file at Addr (16 bits). Deadline 5 s. */
+  int OV_KORU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count,
+                            unsigned char* data);
+
+  /** Reads the purse balance to Value, written only when the reader sends at
+   *  least 4 bytes. */
+  int OV_KORU_Balance(int ReaderID, unsigned int* Value);
+
+  /** Debits Value from the purse through SAM slot SamIndex, dated by the 7
+   *  bytes of Date: the bytes the reader sends to Result. */
+  int OV_KORU_Debit(int ReaderID, unsigned char SamIndex, unsigned int Value, unsigned char* Date,
+                    unsigned char* Result);
+
+  /** Consumes Value from the purse, as OV_KORU_Debit. */
+  int OV_KORU_Consume(int ReaderID, unsigned char SamIndex, unsigned int Value, unsigned char* Date,
+                      unsigned char* Result);
+
+  /** Reads the transaction record: the bytes the reader sends to Record,
+   *  their count to RecordLen. */
+  int OV_KORU_Record(int ReaderID, int& RecordLen, unsigned char* Record);
+
+  /** Why the last command of this group failed (no reader command is sent;
+   *  ReaderID is not used). mode non-zero: the reader's status byte of the
+   *  last answer (0 when the reader accepted but did not echo the command).
+   *  mode 0: the application status word, 0x9000 unless the last refusal
+   *  carried one (e.g. 0x9401). Both persist until the next command of this
+   *  group. */
+  unsigned short OV_KORU_GetStatus(int ReaderID, int mode);
 
   /* ---- ORVEX-GROUP: NDEF ---- */
 
   /* ---- ORVEX-GROUP: DES ---- */
+  /* DES and two-key triple-DES on single 8-byte blocks, for the application's
+   * own use; no link needed. Key parity bits are ignored. One computation at
+   * a time per process. */
+
+  /** DES of the 8-byte block in with the 8-byte key pkey into the 8 bytes of
+   *  out (out may be in): cModel 0 encrypts, any other value decrypts.
+   *  Always 1. */
+  int DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out);
+
+  /** Two-key triple-DES of one 8-byte block with the 16-byte key pKey
+   *  (K1 = bytes 0-7, K2 = bytes 8-15): cModel 0 encrypts E(K1) D(K2) E(K1),
+   *  any other value decrypts. pOutData (8 bytes) may be pInData. Always 1. */
+  int DES3(unsigned char cModel, unsigned char* pKey, unsigned char* pInData, unsigned char* pOutData);
+
+  /** Triple-DES CBC of exactly one 8-byte block with the 16-byte key pKey and
+   *  the 8-byte IV pIV, which is left unchanged: cModel 0 encrypts
+   *  (in XOR IV), any other value decrypts. Chain a longer message by passing
+   *  the last ciphertext block as the next IV. Always 0. */
+  int DES3_CBC(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+               unsigned char* pOutData, unsigned char* pIV);
 
   /* ==================================================================== */
   /* Declared for source compatibility with the EPC Gen2 reader line and   */

@@ -2,8 +2,13 @@
 // internal function of a command module and returns its result unchanged.
 #include "orvex.h"
 
+#include "cards/untISO14443.h"
+#include "cards/untNTag.h"
+#include "apps/untTamracpu.h"
+#include "crypto/DES3.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
+#include "reader/untVela.h"
 
 using namespace orvex;
 
@@ -66,8 +71,191 @@ int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenn
 
 
 // ---- ORVEX-GROUP: display reader ----
+int Orvex::OV_WriteFlash(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data) {
+  return Vela_WriteFlash(ReaderID, BeginAddr, len, Data);
+}
+int Orvex::OV_ReadFlash(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                        unsigned char* Data) {
+  return Vela_ReadFlash(ReaderID, BeginAddr, BytesCount, len, Data);
+}
+int Orvex::OV_Config_WriteFlashEx(int ReaderID, unsigned int BeginAddr, int len,
+                                  unsigned char* Data) {
+  return Vela_Config_WriteFlashEx(ReaderID, BeginAddr, len, Data);
+}
+int Orvex::OV_Config_ReadFlashEx(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
+                                 unsigned char* Data) {
+  return Vela_Config_ReadFlashEx(ReaderID, BeginAddr, BytesCount, len, Data);
+}
+int Orvex::OV_Config_Clock_Set(int ReaderID, unsigned char* Data) {
+  return Vela_Config_Clock_Set(ReaderID, Data);
+}
+int Orvex::OV_Config_Clock_Get(int ReaderID, unsigned char* Data) {
+  return Vela_Config_Clock_Get(ReaderID, Data);
+}
+int Orvex::OV_Config_TimeDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                     unsigned char Column) {
+  return Vela_Config_TimeDisplay_Set(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_TimeDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                     unsigned char* Column) {
+  return Vela_Config_TimeDisplay_Get(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_DateDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
+                                     unsigned char Column) {
+  return Vela_Config_DateDisplay_Set(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_DateDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
+                                     unsigned char* Column) {
+  return Vela_Config_DateDisplay_Get(ReaderID, Enable, Line, Column);
+}
+int Orvex::OV_Config_Font_Set(int ReaderID, unsigned char Font) {
+  return Vela_Config_Font_Set(ReaderID, Font);
+}
+int Orvex::OV_Config_Font_Get(int ReaderID, unsigned char* Font) {
+  return Vela_Config_Font_Get(ReaderID, Font);
+}
+int Orvex::OV_Config_FormPowerOn_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                     unsigned char width, unsigned char height, unsigned char line,
+                                     unsigned char column) {
+  return Vela_Config_FormPowerOn_Set(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormPowerOn_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                     unsigned char* width, unsigned char* height,
+                                     unsigned char* line, unsigned char* column) {
+  return Vela_Config_FormPowerOn_Get(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormRun_Set(int ReaderID, unsigned char config, unsigned char timespan,
+                                 unsigned char width, unsigned char height, unsigned char line,
+                                 unsigned char column) {
+  return Vela_Config_FormRun_Set(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_FormRun_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
+                                 unsigned char* width, unsigned char* height, unsigned char* line,
+                                 unsigned char* column) {
+  return Vela_Config_FormRun_Get(ReaderID, config, timespan, width, height, line, column);
+}
+int Orvex::OV_Config_TextPowerOn_Set(int ReaderID, unsigned char len, unsigned char* Data) {
+  return Vela_Config_TextPowerOn_Set(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextPowerOn_Get(int ReaderID, unsigned char* len, unsigned char* Data) {
+  return Vela_Config_TextPowerOn_Get(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextRun_Set(int ReaderID, unsigned char len, unsigned char* Data) {
+  return Vela_Config_TextRun_Set(ReaderID, len, Data);
+}
+int Orvex::OV_Config_TextRun_Get(int ReaderID, unsigned char* len, unsigned char* Data) {
+  return Vela_Config_TextRun_Get(ReaderID, len, Data);
+}
+int Orvex::OV_Config_ImagePowerOn_Set(int ReaderID, unsigned char width, unsigned char height,
+                                      unsigned char* Data) {
+  return Vela_Config_ImagePowerOn_Set(ReaderID, width, height, Data);
+}
+int Orvex::OV_Config_ImageRun_Set(int ReaderID, unsigned char width, unsigned char height,
+                                  unsigned char* Data) {
+  return Vela_Config_ImageRun_Set(ReaderID, width, height, Data);
+}
+int Orvex::OV_ShowText(int ReaderID, unsigned char Config, unsigned char line, unsigned char column,
+                       unsigned char len, unsigned char* Data) {
+  return Vela_ShowText(ReaderID, Config, line, column, len, Data);
+}
+int Orvex::OV_ShowImageFromFlash(int ReaderID, unsigned char config, unsigned char line,
+                                 unsigned char column, unsigned char width, unsigned char height,
+                                 unsigned int FlashAddr) {
+  return Vela_ShowImageFromFlash(ReaderID, config, line, column, width, height, FlashAddr);
+}
+int Orvex::OV_ShowImage(int ReaderID, unsigned char config, unsigned char line,
+                        unsigned char column, unsigned char width, unsigned char height,
+                        unsigned char* Data) {
+  return Vela_ShowImage(ReaderID, config, line, column, width, height, Data);
+}
+int Orvex::OV_ShowEnText(int ReaderID, unsigned char Config, unsigned char line,
+                         unsigned char column, unsigned char len, unsigned char* Data) {
+  return Vela_ShowEnText(ReaderID, Config, line, column, len, Data);
+}
+int Orvex::OV_ControlLCDBackLight(int ReaderID, unsigned char Config, unsigned char timespan) {
+  return Vela_ControlLCDBackLight(ReaderID, Config, timespan);
+}
+int Orvex::OV_ClearLCDByLine(int ReaderID, unsigned char lines) {
+  return Vela_ClearLCDByLine(ReaderID, lines);
+}
 
 // ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ----
+int Orvex::OV_RequestCard(int ReaderID, unsigned char RequestMode, unsigned short* CardType) {
+  return RequestCard_(ReaderID, RequestMode, CardType);
+}
+int Orvex::OV_AntiCollide(int ReaderID, unsigned char* LenSNO, unsigned char* SNO) {
+  return AntiCollide_(ReaderID, LenSNO, SNO);
+}
+int Orvex::OV_CardSelect(int ReaderID, unsigned char LenSNO, unsigned char* SNO) {
+  return CardSelect_(ReaderID, LenSNO, SNO);
+}
+int Orvex::OV_DownLoadKey(int ReaderID, int KeyIndex, unsigned char* Key) {
+  return DownLoadKey_(ReaderID, KeyIndex, Key);
+}
+int Orvex::OV_KeyDown_Authorization(int ReaderID, unsigned char KeyMode, int BlockAddr,
+                                    unsigned char KeyIndex) {
+  return KeyDown_Authorization_(ReaderID, KeyMode, BlockAddr, KeyIndex);
+}
+int Orvex::OV_KeyAuthorization(int ReaderID, unsigned char KeyMode, int BlockAddr, unsigned char* Key) {
+  return KeyAuthorization_(ReaderID, KeyMode, BlockAddr, Key);
+}
+int Orvex::OV_ReadaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData) {
+  return ReadaBlock_(ReaderID, BlockAddr, LenData, pData);
+}
+int Orvex::OV_WriteaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData) {
+  return WriteaBlock_(ReaderID, BlockAddr, LenData, pData);
+}
+int Orvex::OV_Purse_Initial(int ReaderID, int BlockAddr, int IniMoney) {
+  return Purse_Initial_(ReaderID, BlockAddr, IniMoney);
+}
+int Orvex::OV_Purse_Read(int ReaderID, int BlockAddr, int* Money) {
+  return Purse_Read_(ReaderID, BlockAddr, Money);
+}
+int Orvex::OV_Purse_Decrease(int ReaderID, int BlockAddr, int Decrement) {
+  return Purse_Decrease_(ReaderID, BlockAddr, Decrement);
+}
+int Orvex::OV_Purse_Charge(int ReaderID, int BlockAddr, int Charge) {
+  return Purse_Charge_(ReaderID, BlockAddr, Charge);
+}
+int Orvex::OV_Restore(int ReaderID, int BlockAddr) { return Restore_(ReaderID, BlockAddr); }
+int Orvex::OV_Transfer(int ReaderID, int BlockAddr) { return Transfer_(ReaderID, BlockAddr); }
+int Orvex::OV_CardHalt(int ReaderID) { return CardHalt_(ReaderID); }
+int Orvex::OV_AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
+                                   unsigned char* SNLen, unsigned char* SN) {
+  return AntiCollideAndSelect(ReaderID, ReturnMode, CardMem, SNLen, SN);
+}
+int Orvex::OV_TypeA_Reset(int ReaderID, unsigned char Mode, unsigned char MultiMode, int* rtLen,
+                          unsigned char* pData) {
+  return TypeACPU_Reset(ReaderID, Mode, MultiMode, rtLen, pData);
+}
+int Orvex::OV_TypeA_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen,
+                        unsigned char* pData) {
+  return TypeACPU_COS(ReaderID, LenCOS, Com_COS, rtLen, pData);
+}
+int Orvex::OV_UltraLightRead(int ReaderID, int BlockID, unsigned char* pData) {
+  return UltraLightRead(ReaderID, BlockID, pData);
+}
+int Orvex::OV_UltraLightWrite(int ReaderID, int BlockID, unsigned char* pData) {
+  return UltraLightWrite(ReaderID, BlockID, pData);
+}
+int Orvex::OV_AntiCollide_Level(int ReaderID, int Leveln, unsigned char* LenSNO, unsigned char* SNO) {
+  return AntiCollide_Level_(ReaderID, Leveln, LenSNO, SNO);
+}
+int Orvex::OV_SelectCard_Level(int ReaderID, int Leveln, unsigned char* SAK) {
+  return SelectCard_Level_(ReaderID, Leveln, SAK);
+}
+int Orvex::OV_RequestAntiandSelect(int ReaderID, int SearchMode, int RetMode, unsigned short* ATQA,
+                                   unsigned char* SAK, unsigned char* LenSNO, unsigned char* SNO) {
+  return RequestAntiandSelect_(ReaderID, SearchMode, RetMode, ATQA, SAK, LenSNO, SNO);
+}
+int Orvex::OV_WriteM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int LenData,
+                                unsigned char* pData) {
+  return WriteM1MultiBlock_(ReaderID, StartBlock, BlockNums, LenData, pData);
+}
+int Orvex::OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int* LenData,
+                               unsigned char* pData) {
+  return ReadM1MultiBlock_(ReaderID, StartBlock, BlockNums, LenData, pData);
+}
 
 // ---- ORVEX-GROUP: ISO 14443-B and memory tags ----
 
@@ -82,13 +270,104 @@ int Orvex::OV_HFSelectAntenna(int ReaderID, int AntennaID) { return SelectAntenn
 // ---- ORVEX-GROUP: Topaz ----
 
 // ---- ORVEX-GROUP: NTAG ----
+int Orvex::OV_NTag_GetVersion(int ReaderID, unsigned char* pData) { return NTAG_GetVersion(ReaderID, pData); }
+int Orvex::OV_NTag_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData) {
+  return NTAG_Read(ReaderID, StartPage, DataLen, pData);
+}
+int Orvex::OV_NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData) {
+  return NTag_FastRead(ReaderID, StartPage, EndPage, DataLen, pData);
+}
+int Orvex::OV_NTag_Write(int ReaderID, int PageIndex, unsigned char* pData) {
+  return NTag_Write(ReaderID, PageIndex, pData);
+}
+int Orvex::OV_NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData) {
+  return NTag_CompatibleWrite(ReaderID, PageIndex, pData);
+}
+int Orvex::OV_NTag_ReadCounter(int ReaderID, int* Counter) { return NTag_ReadCounter(ReaderID, Counter); }
+int Orvex::OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult) {
+  return NTag_Password_Auth(ReaderID, PWD, AuthResult);
+}
+int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
+  return NTag_ReadSignature(ReaderID, Signature);
+}
 
 // ---- ORVEX-GROUP: SLE4442 ----
 
 // ---- ORVEX-GROUP: FMCOS ----
 
 // ---- ORVEX-GROUP: card application ----
+int Orvex::OV_KORU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataLen,
+                            unsigned char* Data) {
+  return TAMRACPU_SamReset(ReaderID, SamIndex, DataLen, Data);
+}
+int Orvex::OV_KORU_SamInitial(int ReaderID, unsigned char SamIndex, unsigned char SamPrivilege,
+                              unsigned char* Teminate, unsigned char* key, unsigned char KeyFrom) {
+  return TAMRACPU_SamInitial(ReaderID, SamIndex, SamPrivilege, Teminate, key, KeyFrom);
+}
+int Orvex::OV_KORU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Teminate,
+                              unsigned int* OrderNo) {
+  return TAMRACPU_SamGetInfo(ReaderID, SamIndex, Teminate, OrderNo);
+}
+int Orvex::OV_KORU_Request(int ReaderID, unsigned char* CardNo) {
+  return TAMRACPU_Request(ReaderID, CardNo);
+}
+int Orvex::OV_KORU_ChangeKey(int ReaderID, unsigned char* Oldkey, unsigned char OldkeyFrom,
+                             unsigned char* Newkey, unsigned char NewkeyFrom,
+                             unsigned char* CardNo) {
+  return TAMRACPU_ChangeKey(ReaderID, Oldkey, OldkeyFrom, Newkey, NewkeyFrom, CardNo);
+}
+int Orvex::OV_KORU_ReadPublicFile(int ReaderID, int* len, unsigned char* data) {
+  return TAMRACPU_ReadPublicFile(ReaderID, len, data);
+}
+int Orvex::OV_KORU_WritePublicFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
+  return TAMRACPU_WritePublicFile(ReaderID, SamIndex, data);
+}
+int Orvex::OV_KORU_ReadHolderFile(int ReaderID, unsigned char SamIndex, int* len,
+                                  unsigned char* data) {
+  return TAMRACPU_ReadHolderFile(ReaderID, SamIndex, len, data);
+}
+int Orvex::OV_KORU_WriteHolderFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
+  return TAMRACPU_WriteHolderFile(ReaderID, SamIndex, data);
+}
+int Orvex::OV_KORU_ReadUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count, int* len,
+                                unsigned char* data) {
+  return TAMRACPU_ReadUserFile(ReaderID, SamIndex, Addr, Count, len, data);
+}
+int Orvex::OV_KORU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count,
+                                 unsigned char* data) {
+  return TAMRACPU_WriteUserFile(ReaderID, SamIndex, Addr, Count, data);
+}
+int Orvex::OV_KORU_Balance(int ReaderID, unsigned int* Value) {
+  return TAMRACPU_Balance(ReaderID, Value);
+}
+int Orvex::OV_KORU_Debit(int ReaderID, unsigned char SamIndex, unsigned int Value,
+                         unsigned char* Date, unsigned char* Result) {
+  return TAMRACPU_Debit(ReaderID, SamIndex, Value, Date, Result);
+}
+int Orvex::OV_KORU_Consume(int ReaderID, unsigned char SamIndex, unsigned int Value,
+                           unsigned char* Date, unsigned char* Result) {
+  return TAMRACPU_Consume(ReaderID, SamIndex, Value, Date, Result);
+}
+int Orvex::OV_KORU_Record(int ReaderID, int& RecordLen, unsigned char* Record) {
+  return TAMRACPU_Record(ReaderID, RecordLen, Record);
+}
+unsigned short Orvex::OV_KORU_GetStatus(int ReaderID, int mode) {
+  return TAMRACPU_GetStatus(ReaderID, mode);
+}
 
 // ---- ORVEX-GROUP: NDEF ----
 
 // ---- ORVEX-GROUP: DES ----
+int Orvex::DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out) {
+  DES_(cModel, pkey, in, out);
+  return 1;
+}
+int Orvex::DES3(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+                unsigned char* pOutData) {
+  DES3_DeOrEncrypt(cModel, pKey, pInData, pOutData);
+  return 1;
+}
+int Orvex::DES3_CBC(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
+                    unsigned char* pOutData, unsigned char* pIV) {
+  return static_cast<int>(DES3_CBC_DeOrEncrypt(cModel, pInData, pOutData, pKey, pIV));
+}
