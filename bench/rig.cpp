@@ -21,10 +21,28 @@ const Command& TypicalCommand(int id) {
 }
 
 int LibraryCall(Orvex& ov, const Command& c) {
-  if (c.code == 0x04) return ov.OV_GetReaderVersion(kReader) > 0 ? 1 : -1;
-  orvex::Answer a;
-  return orvex::Transact(c.code, kReader, orvex::Field().bytes(c.data.data(), static_cast<int>(c.data.size())),
-                         c.delay_times, a);
+  switch (c.code) {
+    case 0x04: return ov.OV_GetReaderVersion(kReader) > 0 ? 1 : -1;
+    case 0x22: {
+      unsigned short type = 0;
+      return ov.OV_RequestCard(kReader, c.data[0], &type);
+    }
+    case 0x28: {
+      Bytes key(c.data.begin() + 2, c.data.end());
+      return ov.OV_KeyAuthorization(kReader, c.data[0], c.data[1], key.data());
+    }
+    case 0x29: {
+      unsigned char block[16];
+      return ov.OV_ReadaBlock(kReader, c.data[0], 16, block);
+    }
+    default: {
+      // Any other command through the exchange every command function uses.
+      orvex::Answer a;
+      return orvex::Transact(c.code, kReader,
+                             orvex::Field().bytes(c.data.data(), static_cast<int>(c.data.size())),
+                             c.delay_times, a);
+    }
+  }
 }
 
 Rig::Rig(int baud) {

@@ -34,9 +34,9 @@ struct Command {
 enum CommandId { kGetReaderVersion = 0, kRequestCard = 1, kReadaBlock = 2 };
 const Command& TypicalCommand(int id);
 
-// Runs the command through the library's one exchange, as the command
-// functions do (the reader version through the public class itself).
-// Returns the command's result (1 on success).
+// Runs the command through the library's public method for it
+// (OV_GetReaderVersion, OV_RequestCard, OV_KeyAuthorization, OV_ReadaBlock
+// with 16 bytes); returns the method's result (1 on success).
 int LibraryCall(Orvex& ov, const Command& c);
 
 // The simulated card reader with a blank MIFARE Classic 1K in its field,
