@@ -29,54 +29,65 @@
 namespace bench {
 namespace {
 
-// Wakes and selects the card first when the command needs it.
-bool Prepare(Rig& rig, const Command& c) {
-  if (!rig.ok()) return false;
-  return c.code != 0x29 || rig.SelectCard();
-}
+// One typical command, interleaved: each iteration runs it once through the
+// library and once raw (write the frame, read exactly the answer's bytes),
+// in alternating order so that neither side always goes first.
+struct Interleaved {
+  const Command& c;
+  Bytes command, answer;
+  std::vector<double> lib, raw, lib_cpu, raw_cpu;  // seconds, one per exchange
+
+  // Sets the reader up (the card selected for a block read) and learns the
+  // answer's bytes from one raw exchange. False (and the run skipped) when
+  // that fails.
+  Interleaved(benchmark::State& state, Rig& rig, const Command& cmd) : c(cmd) {
+    if (!rig.ok() || (c.code == 0x29 && !rig.SelectCard())) {
+      state.SkipWithError("the simulated reader could not be set up");
+      return;
+    }
+    command = SerialFrame(c);
+    answer = RawExchange(rig.fd(), command);
+    if (answer.empty()) state.SkipWithError("no answer to the raw command");
+  }
+  bool ok() const { return !answer.empty(); }
+
+  void Run(benchmark::State& state, Rig& rig) {
+    Bytes buf(answer.size());
+    bool lib_first = false;
+    for (auto _ : state) {
+      lib_first = !lib_first;
+      for (int side = 0; side < 2; ++side) {
+        const bool library = (side == 0) == lib_first;
+        double cpu0 = ThreadCpu();
+        double t0 = Now();
+        bool ok = library ? LibraryCall(rig.ov(), c) == 1
+                          : RawRoundTrip(rig.fd(), command, buf.data(), buf.size());
+        double t1 = Now();
+        double cpu1 = ThreadCpu();
+        if (!ok) {
+          state.SkipWithError(library ? "the library exchange failed" : "the raw exchange failed");
+          return;
+        }
+        (library ? lib : raw).push_back(t1 - t0);
+        (library ? lib_cpu : raw_cpu).push_back(cpu1 - cpu0);
+      }
+    }
+    if (buf != answer) state.SkipWithError("the raw answer changed");
+    state.counters["lib_us"] = Median(lib) * 1e6;
+    state.counters["raw_us"] = Median(raw) * 1e6;
+    state.counters["lib_cpu_us"] = Median(lib_cpu) * 1e6;
+    state.counters["raw_cpu_us"] = Median(raw_cpu) * 1e6;
+    state.counters["wire_bytes"] = static_cast<double>(command.size() + answer.size());
+    state.SetLabel(c.name);
+  }
+};
 
 void BM_SoftwareFloor(benchmark::State& state) {
-  const Command& c = TypicalCommand(static_cast<int>(state.range(0)));
   Rig rig(0);
-  if (!Prepare(rig, c)) {
-    state.SkipWithError("the simulated reader could not be set up");
-    return;
-  }
-  const Bytes command = SerialFrame(c);
-  const Bytes answer = RawExchange(rig.fd(), command);
-  if (answer.empty()) {
-    state.SkipWithError("no answer to the raw command");
-    return;
-  }
-  Bytes buf(answer.size());
-  std::vector<double> lib, raw, lib_cpu, raw_cpu;
-  bool lib_first = false;
-  for (auto _ : state) {
-    lib_first = !lib_first;  // alternate, so neither side always goes first
-    for (int side = 0; side < 2; ++side) {
-      const bool library = (side == 0) == lib_first;
-      double cpu0 = ThreadCpu();
-      double t0 = Now();
-      bool ok = library ? LibraryCall(rig.ov(), c) == 1
-                        : RawRoundTrip(rig.fd(), command, buf.data(), buf.size());
-      double t1 = Now();
-      double cpu1 = ThreadCpu();
-      if (!ok) {
-        state.SkipWithError(library ? "the library exchange failed" : "the raw exchange failed");
-        return;
-      }
-      (library ? lib : raw).push_back(t1 - t0);
-      (library ? lib_cpu : raw_cpu).push_back(cpu1 - cpu0);
-    }
-  }
-  if (buf != answer) state.SkipWithError("the raw answer changed");
-  state.counters["lib_us"] = Median(lib) * 1e6;
-  state.counters["raw_us"] = Median(raw) * 1e6;
-  state.counters["ratio"] = Median(lib) / Median(raw);
-  state.counters["lib_cpu_us"] = Median(lib_cpu) * 1e6;
-  state.counters["raw_cpu_us"] = Median(raw_cpu) * 1e6;
-  state.counters["wire_bytes"] = static_cast<double>(command.size() + answer.size());
-  state.SetLabel(c.name);
+  Interleaved run(state, rig, TypicalCommand(static_cast<int>(state.range(0))));
+  if (!run.ok()) return;
+  run.Run(state, rig);
+  state.counters["ratio"] = Median(run.lib) / Median(run.raw);
 }
 BENCHMARK(BM_SoftwareFloor)
     ->ArgName("cmd")
@@ -85,51 +96,17 @@ BENCHMARK(BM_SoftwareFloor)
     ->Unit(benchmark::kMicrosecond);
 
 void BM_WireFloor(benchmark::State& state) {
-  const Command& c = TypicalCommand(static_cast<int>(state.range(0)));
   const int baud = static_cast<int>(state.range(1));
   Rig rig(baud);
-  if (!Prepare(rig, c)) {
-    state.SkipWithError("the simulated reader could not be set up");
-    return;
-  }
-  const Bytes command = SerialFrame(c);
-  const Bytes answer = RawExchange(rig.fd(), command);
-  if (answer.empty()) {
-    state.SkipWithError("no answer to the raw command");
-    return;
-  }
-  const double wire = WireSeconds(command.size() + answer.size(), baud);
-  Bytes buf(answer.size());
-  std::vector<double> lib, raw, lib_cpu, raw_cpu;
-  bool lib_first = false;
-  for (auto _ : state) {
-    lib_first = !lib_first;
-    for (int side = 0; side < 2; ++side) {
-      const bool library = (side == 0) == lib_first;
-      double cpu0 = ThreadCpu();
-      double t0 = Now();
-      bool ok = library ? LibraryCall(rig.ov(), c) == 1
-                        : RawRoundTrip(rig.fd(), command, buf.data(), buf.size());
-      double t1 = Now();
-      if (!ok) {
-        state.SkipWithError(library ? "the library exchange failed" : "the raw exchange failed");
-        return;
-      }
-      (library ? lib_cpu : raw_cpu).push_back(ThreadCpu() - cpu0);
-      (library ? lib : raw).push_back(t1 - t0);
-    }
-  }
-  state.counters["lib_us"] = Median(lib) * 1e6;
-  state.counters["raw_us"] = Median(raw) * 1e6;
+  Interleaved run(state, rig, TypicalCommand(static_cast<int>(state.range(0))));
+  if (!run.ok()) return;
+  run.Run(state, rig);
+  const double wire = WireSeconds(run.command.size() + run.answer.size(), baud);
   state.counters["wire_us"] = wire * 1e6;
-  state.counters["ratio"] = Median(lib) / wire;
-  state.counters["raw_ratio"] = Median(raw) / wire;
+  state.counters["ratio"] = Median(run.lib) / wire;
+  state.counters["raw_ratio"] = Median(run.raw) / wire;
   // What the round trip takes beyond 1.02 times the wire time.
-  state.counters["excess_us"] = (Median(lib) - 1.02 * wire) * 1e6;
-  state.counters["lib_cpu_us"] = Median(lib_cpu) * 1e6;
-  state.counters["raw_cpu_us"] = Median(raw_cpu) * 1e6;
-  state.counters["wire_bytes"] = static_cast<double>(command.size() + answer.size());
-  state.SetLabel(c.name);
+  state.counters["excess_us"] = (Median(run.lib) - 1.02 * wire) * 1e6;
 }
 BENCHMARK(BM_WireFloor)
     ->ArgNames({"cmd", "baud"})

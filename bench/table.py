@@ -85,22 +85,17 @@ def main():
                 "reported", None)
     else:
         add("5 USB HID", "not measured: no emulated USB device", "", "", "", "", None)
-    for arg in (16, 192, 1040):
-        n = f"BM_EncodeFrame/{arg}"
-        add("6 frame codec", f"encode, {arg}-byte data field",
-            f"{fmt(med(runs, n, 'items_per_second') and med(runs, n, 'items_per_second') / 1e6, 2)} M frames/s",
-            f"{fmt(med(runs, n, 'bytes_per_second') and med(runs, n, 'bytes_per_second') / 1e6, 0)} MB/s",
-            "", "reported", None)
-    for arg in (16, 192, 1039):
-        n = f"BM_DecodeAnswer/{arg}"
-        add("6 frame codec", f"decode, {arg}-byte answer",
-            f"{fmt(med(runs, n, 'items_per_second') and med(runs, n, 'items_per_second') / 1e6, 2)} M frames/s",
-            f"{fmt(med(runs, n, 'bytes_per_second') and med(runs, n, 'bytes_per_second') / 1e6, 0)} MB/s",
-            "", "reported", None)
-    for name, label in (("BM_LibraryDes", "DES, library"),
+    for bench, what, args in (("BM_EncodeFrame", "encode, {}-byte data field", (16, 192, 1040)),
+                              ("BM_DecodeAnswer", "decode, {}-byte answer", (16, 192, 1039))):
+        for arg in args:
+            n = f"{bench}/{arg}"
+            ips, bps = med(runs, n, "items_per_second"), med(runs, n, "bytes_per_second")
+            add("6 frame codec", what.format(arg), f"{fmt(ips and ips / 1e6, 2)} M frames/s",
+                f"{fmt(bps and bps / 1e6, 0)} MB/s", "", "reported", None)
+    for name, label in (("BM_LibraryDes/triple:0", "DES, library"),
                         ("BM_OpenSslDes/schedule_each:0", "DES, OpenSSL, key schedule once"),
                         ("BM_OpenSslDes/schedule_each:1", "DES, OpenSSL, key schedule per block"),
-                        ("BM_LibraryTripleDes", "two-key triple-DES, library"),
+                        ("BM_LibraryDes/triple:1", "two-key triple-DES, library"),
                         ("BM_OpenSslTripleDes/schedule_each:0", "two-key triple-DES, OpenSSL, schedule once"),
                         ("BM_OpenSslTripleDes/schedule_each:1", "two-key triple-DES, OpenSSL, schedule per block")):
         ips = med(runs, name, "items_per_second")
