@@ -432,6 +432,44 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: SAM slots ---- */
 
+  /* The reader's contact slots for secure access modules, numbered 1 to 3.
+   * The slot is chosen by the command code; any other SAMIndex (0, negative,
+   * 4 and above) addresses slot 1, without an error. The speed, protocol and
+   * voltage codes are the reader's own and are sent unchanged as one byte.
+   * Results: 1 done; -1 nothing sent, no answer in time or a malformed
+   * answer; -3 the reader refused (no SAM in the slot, reset failed, speed
+   * not supported). Outputs are written only on success. */
+
+  /** Sets the slot's line speed to BaudIndex directly. Deadline 100 ms. */
+  int OV_SAM_ResetBaud(int ReaderID, int SAMIndex, int BaudIndex);
+
+  /** Changes the slot's line speed to BaudIndex by a protocol and parameter
+   *  selection (PPS) exchange with the SAM. Deadline 100 ms. */
+  int OV_SAM_PPSBaud(int ReaderID, int SAMIndex, int BaudIndex);
+
+  /** As OV_SAM_PPSBaud, also naming the protocol (the reader's code in
+   *  Protocol). Deadline 100 ms. */
+  int OV_SAM_PPSBaudEx(int ReaderID, int SAMIndex, int BaudIndex, int Protocol);
+
+  /** Resets the SAM in the slot. Its answer to reset goes to pData (all
+   *  answer bytes, at most ORVEX_MAX_ANSWER), its length to rtLen.
+   *  Deadline 700 ms. */
+  int OV_SAM_Reset(int ReaderID, int SAMIndex, int* rtLen, unsigned char* pData);
+
+  /** As OV_SAM_Reset, powering the SAM with the reader's voltage code
+   *  SAMVoltage. */
+  int OV_SAM_ResetEx(int ReaderID, int SAMIndex, unsigned char SAMVoltage, int* rtLen,
+                     unsigned char* pData);
+
+  /** Sends the command APDU Com_COS (LenCOS bytes, at most 100) to the SAM
+   *  and puts the response APDU, data followed by SW1 SW2, in pData (at most
+   *  ORVEX_MAX_ANSWER bytes) with its length in rtLen. The status words are
+   *  not looked at: a SAM's error status still returns 1. -1 also for an
+   *  APDU longer than 100 bytes or a negative LenCOS (nothing is sent).
+   *  Deadline 1 s. */
+  int OV_SAM_COS(int ReaderID, int SAMIndex, int LenCOS, unsigned char* Com_COS, int* rtLen,
+                 unsigned char* pData);
+
   /* ---- ORVEX-GROUP: MIFARE Plus ---- */
 
   /* ---- ORVEX-GROUP: FeliCa and ID-card number ---- */
@@ -484,6 +522,243 @@ class ORVEX_API Orvex {
   /* ---- ORVEX-GROUP: SLE4442 ---- */
 
   /* ---- ORVEX-GROUP: FMCOS ---- */
+
+  /* FMCOS commands for a contactless CPU card already activated with
+   * OV_TypeA_Reset. Each method sends one command APDU to the card over the
+   * reader's APDU channel (as OV_TypeA_COS) and splits the card's answer.
+   *
+   * Result: 1 the reader handed back the card's answer, whatever the card
+   * said; -3 the reader refused (no card, card lost); -1 nothing sent, no
+   * answer within 400 ms, or a malformed answer. The card's verdict is in
+   * ExeStatus: its status word read little-endian, SW1 in the low byte and
+   * SW2 in the high byte, so 90 00 (success) reads 0x0090 and 6A 82 reads
+   * 0x826A. ExeStatus is written only when the answer holds at least the two
+   * status bytes; after a failure, or an answer of one byte or none, it
+   * keeps its value.
+   *
+   * Length outputs are set to 0 right after the exchange, whatever its
+   * result, and receive the response length only when the card sent data in
+   * front of its status word. Response buffers receive at most 998 bytes
+   * (a card sends at most 256 bytes of data to a short APDU, and a one-byte
+   * length then reads 0 for 256). Nothing is checked in the arguments; an
+   * APDU longer than 500 bytes (long PINs and MACs together) is refused with
+   * -1 before anything is sent. The library does no cryptography: the MACs
+   * the card needs are computed by the caller. APDU bytes below are
+   * hexadecimal. */
+
+  /** GET CHALLENGE (00 84 00 00, Le BytesNumber): the card's random number.
+   *  When the card answers with data, exactly BytesNumber bytes are copied to
+   *  Challenge and ExeStatus is read from the two answer bytes right behind
+   *  them, however long the answer really was (bytes the card did not send
+   *  read 0). */
+  int OV_FM_GetChallenge(int ReaderID, unsigned char BytesNumber, unsigned char* Challenge,
+                         unsigned short* ExeStatus);
+
+  /** EXTERNAL AUTHENTICATE (00 82 00 KeyIndex) with the cryptogram AuthData.
+   *  Lc is always 08; LenOfAuthData bytes of AuthData follow it. ExeStatus is
+   *  written only when the card answers with the status word alone. */
+  int OV_FM_ExternalAuthenticate(int ReaderID, unsigned char KeyIndex, unsigned char LenOfAuthData,
+                                 unsigned char* AuthData, unsigned short* ExeStatus);
+
+  /** INTERNAL AUTHENTICATE (00 88 EncodeMode DesKeyNumber) of the
+   *  LenOfAuthData bytes of AuthData; the card's result goes to AuthResult
+   *  (usually 8 bytes), its length to LenOfAuthResult. */
+  int OV_FM_InternalAuthenticate(int ReaderID, unsigned char EncodeMode, unsigned char DesKeyNumber,
+                                 unsigned char LenOfAuthData, unsigned char* AuthData,
+                                 unsigned char* LenOfAuthResult, unsigned char* AuthResult,
+                                 unsigned short* ExeStatus);
+
+  /** SELECT (00 A4 FileMode NextFile, Le 00) of the file named by the
+   *  LenOfFileIDName bytes of FileIDName (a file identifier or a DF name).
+   *  Declared here, provided only as the free function OV_FM_Select below
+   *  (call that one). */
+  int OV_FM_Select(int ReaderID, unsigned char FileMode, unsigned char LenOfFileIDName,
+                   unsigned char* FileIDName, unsigned char NextFile, unsigned char* LenOfFCI,
+                   unsigned char* FCI, unsigned short* ExeStatus);
+
+  /** READ BINARY (00 B0, Le LenForRead) of a transparent file. A non-zero
+   *  FileID is a short file identifier (P1 = 80 | FileID, P2 = low byte of
+   *  Offset, the offset's high byte is dropped); FileID 0 reads the current
+   *  file at Offset (up to 0x7FFF). The data go to FileData, their length to
+   *  LenOfFileData. */
+  int OV_FM_ReadBinary(int ReaderID, unsigned char FileID, short Offset, unsigned char LenForRead,
+                       unsigned char* LenOfFileData, unsigned char* FileData,
+                       unsigned short* ExeStatus);
+
+  /** READ RECORD (00 B2 RecordIndex, Le LenForRead): P2 is RecordMode for
+   *  FileID 0 (the current file), else FileID << 3 | RecordMode. The record
+   *  goes to FileData, its length to LenOfFileData. */
+  int OV_FM_ReadRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
+                       unsigned char RecordMode, unsigned char LenForRead,
+                       unsigned char* LenOfFileData, unsigned char* FileData,
+                       unsigned short* ExeStatus);
+
+  /** UPDATE BINARY (00 D6) with the LenOfFileData bytes of FileData; FileID
+   *  and Offset as for OV_FM_ReadBinary. */
+  int OV_FM_UpdateBinary(int ReaderID, unsigned char FileID, short Offset,
+                         unsigned char LenOfFileData, unsigned char* FileData,
+                         unsigned short* ExeStatus);
+
+  /** UPDATE RECORD (00 DC RecordIndex, P2 FileID << 3 | RecordMode) with the
+   *  LenOfFileData bytes of FileData. */
+  int OV_FM_UpdaterRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
+                          unsigned char RecordMode, unsigned char LenOfFileData,
+                          unsigned char* FileData, unsigned short* ExeStatus);
+
+  /** APPEND RECORD (00 E2 00, P2 FileID << 3) with the LenOfFileData bytes of
+   *  FileData. */
+  int OV_FM_AppendRecord(int ReaderID, unsigned char FileID, unsigned char LenOfFileData,
+                         unsigned char* FileData, unsigned short* ExeStatus);
+
+  /** VERIFY (00 20 00 KeyIndex) of the PIN Key (LenOfKey bytes). */
+  int OV_FM_VerifyPin(int ReaderID, unsigned char KeyIndex, unsigned char LenOfKey,
+                      unsigned char* Key, unsigned short* ExeStatus);
+
+  /** ERASE DF (80 0E 00 00 00): erases the current directory's contents. */
+  int OV_FM_EraseDF(int ReaderID, unsigned short* ExeStatus);
+
+  /** WRITE KEY (80 D4 KeyType KeyID) with the LenOfKey bytes of Key (the
+   *  key and its attributes, as the card wants them). */
+  int OV_FM_WriteKey(int ReaderID, unsigned char KeyType, unsigned char KeyID,
+                     unsigned char LenOfKey, unsigned char* Key, unsigned short* ExeStatus);
+
+  /** CREATE FILE (80 E0, P1 P2 = FileID high byte first) with the
+   *  LenOfFileInfo bytes of FileInfo (file type, size, access rights...). */
+  int OV_FM_CreateFile(int ReaderID, unsigned short FileID, unsigned char LenOfFileInfo,
+                       unsigned char* FileInfo, unsigned short* ExeStatus);
+
+  /** READ BINARY with secure messaging (04 B0, no Le): the LenOfKeyMAC bytes
+   *  of KeyMAC are the data field. A non-zero WithFileID makes FileID a
+   *  short file identifier, as for OV_FM_ReadBinary. The data go to FileData
+   *  (at most 998 bytes), their length to LenOfFileData (16-bit). */
+  int OV_FM_ReadBinaryWithProtected(int ReaderID, unsigned char WithFileID, unsigned char FileID,
+                                    short Offset, unsigned char LenOfKeyMAC, unsigned char* KeyMAC,
+                                    short* LenOfFileData, unsigned char* FileData,
+                                    unsigned short* ExeStatus);
+
+  /** CARD BLOCK (84 16 00 00) with the MAC (LenOfMac bytes): blocks the
+   *  card for good. */
+  int OV_FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                      unsigned short* ExeStatus);
+
+  /** APPLICATION UNBLOCK (84 18 00 00) with the MAC (LenOfMac bytes). */
+  int OV_FM_ApplicationUnblock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                               unsigned short* ExeStatus);
+
+  /** APPLICATION BLOCK (84 1E 00 BlockMode) with the MAC (LenOfMac bytes). */
+  int OV_FM_ApplicationBlock(int ReaderID, unsigned char BlockMode, unsigned char LenOfMac,
+                             unsigned char* Mac, unsigned short* ExeStatus);
+
+  /** PIN UNBLOCK (84 24 KeyID 00): the key number goes in P1. The data field
+   *  is the LenOfKey bytes of Key then the LenOfMac bytes of Mac. */
+  int OV_FM_PinUnblock(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
+                       unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
+                       unsigned short* ExeStatus);
+
+  /** RELOAD PIN (80 5E 00 KeyID): the new PIN Key (LenOfKey bytes) then the
+   *  MAC (LenOfMac bytes). */
+  int OV_FM_ReloadPin(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
+                      unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
+                      unsigned short* ExeStatus);
+
+  /** CHANGE PIN (80 5E 01 KeyID): the old PIN, one byte FF, the new PIN;
+   *  Lc counts all three. */
+  int OV_FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey,
+                      unsigned char* OldKey, unsigned char LenOfNewKey, unsigned char* NewKey,
+                      unsigned short* ExeStatus);
+
+  /* Electronic purse. A value transaction is two commands in a row to the
+   * same card: an initialize command, whose Result carries what the caller
+   * needs to compute the MAC of the second (balance, transaction counter,
+   * key version, algorithm, card random), then the credit or debit command
+   * with date (BCDDate, 4 BCD bytes), time (BCDTime, 3 BCD bytes) and that
+   * MAC (Mac, 4 bytes). Amounts and order numbers (int) go to the card as 4
+   * bytes least significant byte first: pass them already byte-swapped if
+   * the card expects big-endian amounts. ePursePos chooses the purse (P2),
+   * KeyID the card's key; PosCode is the terminal number (LenOfPosCode
+   * bytes, normally 6). Results and ExeStatus as above. */
+
+  /** INITIALIZE FOR LOAD (80 50 00 ePursePos, Lc LenOfPosCode + 5, Le 10).
+   *  The card's answer data go to Result (usually 16 bytes), their length
+   *  to LenOfResult. */
+  int OV_FM_InitializeForLoad(int ReaderID, unsigned char ePursePos, unsigned char KeyID, int Value,
+                              unsigned char LenOfPosCode, unsigned char* PosCode,
+                              unsigned char* LenOfResult, unsigned char* Result,
+                              unsigned short* ExeStatus);
+
+  /** CREDIT FOR LOAD (80 52 00 00, Le 10): the card's TAC goes to TAC
+   *  (usually 4 bytes), its length to LenOfTAC. */
+  int OV_FM_CreditForLoad(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
+                          unsigned char* Mac, unsigned char* LenOfTAC, unsigned char* TAC,
+                          unsigned short* ExeStatus);
+
+  /** INITIALIZE FOR PURCHASE (80 50 01 ePursePos, Lc LenOfPosCode + 5,
+   *  Le 0F). The answer data go to Result (usually 15 bytes), their length
+   *  to LenOfResult. */
+  int OV_FM_InitializeForPurchase(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                  int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
+                                  unsigned char* LenOfResult, unsigned char* Result,
+                                  unsigned short* ExeStatus);
+
+  /** DEBIT FOR PURCHASE (80 54 01 00, Le 08) with the terminal's order
+   *  number OrderNo: answer bytes 0-3 go to TAC and 4-7 to Mac2 (4 bytes
+   *  each, both lengths set to 4) once the card answered with data. */
+  int OV_FM_DebitForCappPurchase(int ReaderID, int OrderNo, unsigned char* BCDDate,
+                                 unsigned char* BCDTime, unsigned char* Mac,
+                                 unsigned char* LenOfTAC, unsigned char* TAC,
+                                 unsigned char* LenOfMac2, unsigned char* Mac2,
+                                 unsigned short* ExeStatus);
+
+  /** INITIALIZE FOR UNLOAD (80 50 05 ePursePos, Le 10). Lc is 0B, made for a
+   *  6-byte PosCode, whatever LenOfPosCode is (the LenOfPosCode bytes are
+   *  still sent). Result and LenOfResult as for OV_FM_InitializeForLoad. */
+  int OV_FM_InitializeForUnload(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
+                                unsigned char* LenOfResult, unsigned char* Result,
+                                unsigned short* ExeStatus);
+
+  /** CREDIT FOR UNLOAD (80 54 03 00, Le 04): the card's MAC3 goes to MAC3
+   *  (usually 4 bytes), its length to LenOfMAC3. */
+  int OV_FM_CreditForUnload(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
+                            unsigned char* Mac, unsigned char* LenOfMAC3, unsigned char* MAC3,
+                            unsigned short* ExeStatus);
+
+  /** INITIALIZE FOR CASH WITHDRAWAL (80 50 02 ePursePos, Lc 0B whatever
+   *  LenOfPosCode is, Le 0F). Result and LenOfResult as for
+   *  OV_FM_InitializeForPurchase. */
+  int OV_FM_InitializeForCashWithdraw(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                      int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
+                                      unsigned char* LenOfResult, unsigned char* Result,
+                                      unsigned short* ExeStatus);
+
+  /** DEBIT FOR CASH WITHDRAWAL (80 54 01 00, Le 08): TAC and MAC2 (4 bytes
+   *  each) as for OV_FM_DebitForCappPurchase. */
+  int OV_FM_DebitForCashWithdraw(int ReaderID, int OrderNo, unsigned char* BCDDate,
+                                 unsigned char* BCDTime, unsigned char* Mac,
+                                 unsigned char* LenOfTAC, unsigned char* TAC,
+                                 unsigned char* LenOfMAC2, unsigned char* MAC2,
+                                 unsigned short* ExeStatus);
+
+  /** UPDATE OVERDRAW LIMIT (80 58 00 00, Le 04) to NewLimitValue. The APDU
+   *  states Lc 0E and carries 15 data bytes (limit, date, time, MAC). Answer
+   *  bytes 0-3 go to TAC (4 bytes), LenOfTAC becomes 4. */
+  int OV_FM_UpdateOverdrawLimit(int ReaderID, int NewLimitValue, unsigned char* BCDDate,
+                                unsigned char* BCDTime, unsigned char* Mac,
+                                unsigned char* LenOfTAC, unsigned char* TAC,
+                                unsigned short* ExeStatus);
+
+  /** GET TRANSACTION PROOF (80 5A 00 ProveTypeID, Le 08) of the transaction
+   *  TranactionOrderNo (sent low byte first): answer bytes 0-3 go to MAC and
+   *  4-7 to TAC (4 bytes each, both lengths set to 4). */
+  int OV_FM_GetTransactionProve(int ReaderID, unsigned char ProveTypeID,
+                                unsigned short TranactionOrderNo, unsigned char* LenOfMAC,
+                                unsigned char* MAC, unsigned char* LenOfTAC, unsigned char* TAC,
+                                unsigned short* ExeStatus);
+
+  /** GET BALANCE (80 5C 00 ePursePos, Le 04): the purse's balance, answer
+   *  bytes 0-3 read least significant byte first, to Value once the card
+   *  answered with data; Value keeps its value otherwise. */
+  int OV_FM_GetBalance(int ReaderID, unsigned char ePursePos, int* Value, unsigned short* ExeStatus);
 
   /* ---- ORVEX-GROUP: card application ---- */
   /* The card application run by the reader firmware: a purse card with a
@@ -664,5 +939,117 @@ ORVEX_API int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsign
                        int* OutLen, unsigned char* OutResult);
 
 /* ---- ORVEX-FREE: later groups' exported free functions ---- */
+
+/* ---- NDEF message and tags ---- */
+
+/* One NDEF record header byte (NFC Forum): the bit fields from the least
+ * significant bit up, or the whole byte. */
+union NDEFHeader {
+  struct {
+    unsigned char TNF : 3; /* type name format; 1 = NFC Forum well-known type */
+    unsigned char IL : 1;  /* an ID length byte is present */
+    unsigned char SR : 1;  /* short record: one payload length byte */
+    unsigned char CF : 1;  /* chunk flag */
+    unsigned char ME : 1;  /* message end */
+    unsigned char MB : 1;  /* message begin */
+  } Header;
+  unsigned char Value;
+};
+
+/* One NDEF record carrying a URI or an English text, as a short record of
+ * well-known type "U" or "T". */
+class ORVEX_API NDEFRecord {
+ public:
+  NDEFHeader Header;
+  unsigned char TypeLength;
+  unsigned char PayloadLength; /* the one payload length the record has */
+  unsigned char IDLength;
+  char Type[255];
+  unsigned char ID[255];       /* only ever filled by decoding */
+  unsigned char Payload[255];
+  unsigned char MB;            /* message begin, 0 or 1 */
+  unsigned char ME;            /* message end, 0 or 1 */
+  unsigned char URI;           /* URI identifier code; 0 means a text record */
+  char string[255];            /* the URI after its code, or the text; not terminated */
+  int strLen;                  /* bytes of string in use */
+  bool NDEFFormat;             /* decoding recognised a text or URI record */
+
+  /** An item to encode: Len bytes of s (at most 255; a longer Len keeps 255,
+   *  a negative one none) and the URI identifier code uri (0 for a text). */
+  NDEFRecord(unsigned char uri, int Len, unsigned char* s);
+  /** An empty record to decode into (lengths 0, arrays zeroed). */
+  NDEFRecord();
+
+  /** Writes the record at buffer (at most 259 bytes) and returns its length:
+   *  header, type length 1, payload length, "U" or "T", then the payload
+   *  (the URI code and the URI, or 02 "en" and the text). The payload length
+   *  is one byte: keep a URI to 254 bytes and a text to 252. */
+  int EncodeTo(unsigned char* buffer);
+  /** Parses the record at buffer into this object. Returns the bytes it
+   *  occupies, or 0 when it is neither a text nor a URI record. */
+  int DecodeFrom(unsigned char* buffer);
+};
+
+/* An NDEF message of up to five records, as one NDEF Message TLV. */
+class ORVEX_API TLV {
+ public:
+  unsigned char TLVBlank;      /* NULL TLV tag 0x00 */
+  unsigned char TLVHeader;     /* NDEF Message TLV tag 0x03 */
+  unsigned char TLVTeminate;   /* Terminator TLV tag 0xFE */
+  int RecordCount;             /* records held, 0 to 5 */
+  NDEFRecord* NFCRecord[5];    /* the records in message order, owned */
+  unsigned char Key[6];        /* MIFARE key for saving and reading; FF x 6 */
+
+  TLV();
+  ~TLV();
+  TLV(const TLV&) = delete;
+  TLV& operator=(const TLV&) = delete;
+
+  /** Adds a record of the Len bytes of s: a URI with identifier code uri,
+   *  or a text when uri is 0. Returns the new record count (1 to 5); -1 when
+   *  five records are held, or Len is negative or longer than a record
+   *  carries (254 bytes of URI, 252 of text); nothing changes then. */
+  int AddReacord(unsigned char uri, int Len, unsigned char* s);
+  /** Deletes every record. */
+  void ClearAllRecord();
+  /** Replaces the records by those of the message TLV found in the BufferLen
+   *  bytes of Buffer (the first 0x03 byte is taken as its tag; its value must
+   *  be followed by 0xFE). Returns the records now held (at most five), or -1
+   *  when there is no tag or no terminator. Reads nothing outside Buffer. */
+  int DecodeAllBuffer(unsigned char* Buffer, int BufferLen);
+  /** Record Index: its URI code (0 for a text) to uri, its length to Len and
+   *  its Len bytes (at most 255, not terminated) to s. 1; 0 when there is no
+   *  record Index (nothing written). */
+  int GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s);
+  /** Writes the message TLV (03, length, the records, FE) at Buffer, at
+   *  most 5 x 259 + 3 = 1298 bytes, and returns its length. */
+  int CreateAllBuffer(unsigned char* Buffer);
+};
+
+/** Writes BufferLen bytes of Buffer (a message TLV image) to the card in the
+ *  field. On a MIFARE Classic 1K (ATQA 0x0004) it writes the NDEF directory
+ *  to sector 0 and the image from block 4 on, behind two zero bytes, with
+ *  the NDEF trailer in every sector it uses, authenticating each sector with
+ *  KeyMode and the 6-byte Key. On an NTAG (ATQA 0x0044) it writes the image
+ *  from page 4 on. 1 written; -1 no card answered the request; -2
+ *  anticollision or selection failed; -3 a sector's authentication failed;
+ *  -4 a block or page write failed (the blocks before it stay written);
+ *  -5 neither card type. */
+ORVEX_API int NFC_Write(int ReaderID, unsigned char KeyMode, unsigned char* Key, unsigned char* Buffer,
+                        int BufferLen);
+/** Reads the card's message TLV into Buffer, whole blocks or read answers at
+ *  a time (at most 272 bytes; on a MIFARE Classic the image starts with the
+ *  two bytes before the tag). Returns the bytes placed in Buffer; -1 to -5 as
+ *  NFC_Write (-4 a read failed); -6 no 0x03 tag where the message belongs. */
+ORVEX_API int NFC_Read(int ReaderID, unsigned char KeyMode, unsigned char* Key, unsigned char* Buffer);
+/* FMCOS */
+/** SELECT (00 A4 FileMode NextFile, Le 00) of the file named by the
+ *  LenOfFileIDName bytes of FileIDName (a file identifier such as 3F 00, or
+ *  a DF name). The FCI the card sends goes to FCI (at most 998 bytes), its
+ *  length to LenOfFCI (0 after any failure or when the card sent only its
+ *  status word). Result and ExeStatus as for the FMCOS methods of Orvex. */
+ORVEX_API int OV_FM_Select(int ReaderID, unsigned char FileMode, unsigned char LenOfFileIDName,
+                           unsigned char* FileIDName, unsigned char NextFile,
+                           unsigned char* LenOfFCI, unsigned char* FCI, unsigned short* ExeStatus);
 
 #endif /* ORVEX_H */

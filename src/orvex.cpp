@@ -6,6 +6,8 @@
 #include "cards/untNTag.h"
 #include "apps/untTamracpu.h"
 #include "crypto/DES3.h"
+#include "apps/untFMCOS.h"
+#include "cards/untSAM.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
 #include "reader/untVela.h"
@@ -262,6 +264,26 @@ int Orvex::OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int*
 // ---- ORVEX-GROUP: ISO 15693 ----
 
 // ---- ORVEX-GROUP: SAM slots ----
+int Orvex::OV_SAM_ResetBaud(int ReaderID, int SAMIndex, int BaudIndex) {
+  return SAM_Bound(ReaderID, SAMIndex, BaudIndex);
+}
+int Orvex::OV_SAM_PPSBaud(int ReaderID, int SAMIndex, int BaudIndex) {
+  return SAM_PPSBound(ReaderID, SAMIndex, BaudIndex);
+}
+int Orvex::OV_SAM_PPSBaudEx(int ReaderID, int SAMIndex, int BaudIndex, int Protocol) {
+  return SAM_PPSBaud2(ReaderID, SAMIndex, BaudIndex, Protocol);
+}
+int Orvex::OV_SAM_Reset(int ReaderID, int SAMIndex, int* rtLen, unsigned char* pData) {
+  return SAM_Reset(ReaderID, SAMIndex, rtLen, pData);
+}
+int Orvex::OV_SAM_ResetEx(int ReaderID, int SAMIndex, unsigned char SAMVoltage, int* rtLen,
+                          unsigned char* pData) {
+  return SAM_Reset2(ReaderID, SAMIndex, SAMVoltage, rtLen, pData);
+}
+int Orvex::OV_SAM_COS(int ReaderID, int SAMIndex, int LenCOS, unsigned char* Com_COS, int* rtLen,
+                      unsigned char* pData) {
+  return SAM_COS(ReaderID, SAMIndex, LenCOS, Com_COS, rtLen, pData);
+}
 
 // ---- ORVEX-GROUP: MIFARE Plus ----
 
@@ -294,6 +316,172 @@ int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
 // ---- ORVEX-GROUP: SLE4442 ----
 
 // ---- ORVEX-GROUP: FMCOS ----
+int Orvex::OV_FM_GetChallenge(int ReaderID, unsigned char BytesNumber, unsigned char* Challenge,
+                              unsigned short* ExeStatus) {
+  return FM_GetChallenge(ReaderID, BytesNumber, Challenge, ExeStatus);
+}
+int Orvex::OV_FM_ExternalAuthenticate(int ReaderID, unsigned char KeyIndex,
+                                      unsigned char LenOfAuthData, unsigned char* AuthData,
+                                      unsigned short* ExeStatus) {
+  return FM_ExternalAuthenticate(ReaderID, KeyIndex, LenOfAuthData, AuthData, ExeStatus);
+}
+int Orvex::OV_FM_InternalAuthenticate(int ReaderID, unsigned char EncodeMode,
+                                      unsigned char DesKeyNumber, unsigned char LenOfAuthData,
+                                      unsigned char* AuthData, unsigned char* LenOfAuthResult,
+                                      unsigned char* AuthResult, unsigned short* ExeStatus) {
+  return FM_InternalAuthenticate(ReaderID, EncodeMode, DesKeyNumber, LenOfAuthData, AuthData,
+                                 LenOfAuthResult, AuthResult, ExeStatus);
+}
+int Orvex::OV_FM_ReadBinary(int ReaderID, unsigned char FileID, short Offset,
+                            unsigned char LenForRead, unsigned char* LenOfFileData,
+                            unsigned char* FileData, unsigned short* ExeStatus) {
+  return FM_ReadBinary(ReaderID, FileID, Offset, LenForRead, LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_ReadRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
+                            unsigned char RecordMode, unsigned char LenForRead,
+                            unsigned char* LenOfFileData, unsigned char* FileData,
+                            unsigned short* ExeStatus) {
+  return FM_ReadRecord(ReaderID, FileID, RecordIndex, RecordMode, LenForRead, LenOfFileData,
+                       FileData, ExeStatus);
+}
+int Orvex::OV_FM_UpdateBinary(int ReaderID, unsigned char FileID, short Offset,
+                              unsigned char LenOfFileData, unsigned char* FileData,
+                              unsigned short* ExeStatus) {
+  return FM_UpdateBinary(ReaderID, FileID, Offset, LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_UpdaterRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
+                               unsigned char RecordMode, unsigned char LenOfFileData,
+                               unsigned char* FileData, unsigned short* ExeStatus) {
+  return FM_UpdaterRecord(ReaderID, FileID, RecordIndex, RecordMode, LenOfFileData, FileData,
+                          ExeStatus);
+}
+int Orvex::OV_FM_AppendRecord(int ReaderID, unsigned char FileID, unsigned char LenOfFileData,
+                              unsigned char* FileData, unsigned short* ExeStatus) {
+  return FM_AppendRecord(ReaderID, FileID, LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_VerifyPin(int ReaderID, unsigned char KeyIndex, unsigned char LenOfKey,
+                           unsigned char* Key, unsigned short* ExeStatus) {
+  return FM_VerifyPin(ReaderID, KeyIndex, LenOfKey, Key, ExeStatus);
+}
+int Orvex::OV_FM_EraseDF(int ReaderID, unsigned short* ExeStatus) {
+  return FM_EraseDF(ReaderID, ExeStatus);
+}
+int Orvex::OV_FM_WriteKey(int ReaderID, unsigned char KeyType, unsigned char KeyID,
+                          unsigned char LenOfKey, unsigned char* Key, unsigned short* ExeStatus) {
+  return FM_WriteKey(ReaderID, KeyType, KeyID, LenOfKey, Key, ExeStatus);
+}
+int Orvex::OV_FM_CreateFile(int ReaderID, unsigned short FileID, unsigned char LenOfFileInfo,
+                            unsigned char* FileInfo, unsigned short* ExeStatus) {
+  return FM_CreateFile(ReaderID, FileID, LenOfFileInfo, FileInfo, ExeStatus);
+}
+int Orvex::OV_FM_ReadBinaryWithProtected(int ReaderID, unsigned char WithFileID,
+                                         unsigned char FileID, short Offset,
+                                         unsigned char LenOfKeyMAC, unsigned char* KeyMAC,
+                                         short* LenOfFileData, unsigned char* FileData,
+                                         unsigned short* ExeStatus) {
+  return FM_ReadBinaryWithProtected(ReaderID, WithFileID, FileID, Offset, LenOfKeyMAC, KeyMAC,
+                                    LenOfFileData, FileData, ExeStatus);
+}
+int Orvex::OV_FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                           unsigned short* ExeStatus) {
+  return FM_CardBlock(ReaderID, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ApplicationUnblock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                                    unsigned short* ExeStatus) {
+  return FM_ApplicationUnblock(ReaderID, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ApplicationBlock(int ReaderID, unsigned char BlockMode, unsigned char LenOfMac,
+                                  unsigned char* Mac, unsigned short* ExeStatus) {
+  return FM_ApplicationBlock(ReaderID, BlockMode, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_PinUnblock(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
+                            unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
+                            unsigned short* ExeStatus) {
+  return FM_PinUnblock(ReaderID, KeyID, LenOfKey, Key, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ReloadPin(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
+                           unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
+                           unsigned short* ExeStatus) {
+  return FM_ReloadPin(ReaderID, KeyID, LenOfKey, Key, LenOfMac, Mac, ExeStatus);
+}
+int Orvex::OV_FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey,
+                           unsigned char* OldKey, unsigned char LenOfNewKey, unsigned char* NewKey,
+                           unsigned short* ExeStatus) {
+  return FM_ChangePin(ReaderID, KeyID, LenOfOldKey, OldKey, LenOfNewKey, NewKey, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForLoad(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                   int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
+                                   unsigned char* LenOfResult, unsigned char* Result,
+                                   unsigned short* ExeStatus) {
+  return FM_InitializeForLoad(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                              LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_CreditForLoad(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
+                               unsigned char* Mac, unsigned char* LenOfTAC, unsigned char* TAC,
+                               unsigned short* ExeStatus) {
+  return FM_CreditForLoad(ReaderID, BCDDate, BCDTime, Mac, LenOfTAC, TAC, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForPurchase(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                       int Value, unsigned char LenOfPosCode,
+                                       unsigned char* PosCode, unsigned char* LenOfResult,
+                                       unsigned char* Result, unsigned short* ExeStatus) {
+  return FM_InitializeForPurchase(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                                  LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_DebitForCappPurchase(int ReaderID, int OrderNo, unsigned char* BCDDate,
+                                      unsigned char* BCDTime, unsigned char* Mac,
+                                      unsigned char* LenOfTAC, unsigned char* TAC,
+                                      unsigned char* LenOfMac2, unsigned char* Mac2,
+                                      unsigned short* ExeStatus) {
+  return FM_DebitForCappPurchase(ReaderID, OrderNo, BCDDate, BCDTime, Mac, LenOfTAC, TAC,
+                                 LenOfMac2, Mac2, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForUnload(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
+                                     int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
+                                     unsigned char* LenOfResult, unsigned char* Result,
+                                     unsigned short* ExeStatus) {
+  return FM_InitializeForUnload(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                                LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_CreditForUnload(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
+                                 unsigned char* Mac, unsigned char* LenOfMAC3,
+                                 unsigned char* MAC3, unsigned short* ExeStatus) {
+  return FM_CreditForUnload(ReaderID, BCDDate, BCDTime, Mac, LenOfMAC3, MAC3, ExeStatus);
+}
+int Orvex::OV_FM_InitializeForCashWithdraw(int ReaderID, unsigned char ePursePos,
+                                           unsigned char KeyID, int Value,
+                                           unsigned char LenOfPosCode, unsigned char* PosCode,
+                                           unsigned char* LenOfResult, unsigned char* Result,
+                                           unsigned short* ExeStatus) {
+  return FM_InitializeForCashWithdraw(ReaderID, ePursePos, KeyID, Value, LenOfPosCode, PosCode,
+                                      LenOfResult, Result, ExeStatus);
+}
+int Orvex::OV_FM_DebitForCashWithdraw(int ReaderID, int OrderNo, unsigned char* BCDDate,
+                                      unsigned char* BCDTime, unsigned char* Mac,
+                                      unsigned char* LenOfTAC, unsigned char* TAC,
+                                      unsigned char* LenOfMAC2, unsigned char* MAC2,
+                                      unsigned short* ExeStatus) {
+  return FM_DebitForCashWithdraw(ReaderID, OrderNo, BCDDate, BCDTime, Mac, LenOfTAC, TAC,
+                                 LenOfMAC2, MAC2, ExeStatus);
+}
+int Orvex::OV_FM_UpdateOverdrawLimit(int ReaderID, int NewLimitValue, unsigned char* BCDDate,
+                                     unsigned char* BCDTime, unsigned char* Mac,
+                                     unsigned char* LenOfTAC, unsigned char* TAC,
+                                     unsigned short* ExeStatus) {
+  return FM_UpdateOverdrawLimit(ReaderID, NewLimitValue, BCDDate, BCDTime, Mac, LenOfTAC, TAC,
+                                ExeStatus);
+}
+int Orvex::OV_FM_GetTransactionProve(int ReaderID, unsigned char ProveTypeID,
+                                     unsigned short TranactionOrderNo, unsigned char* LenOfMAC,
+                                     unsigned char* MAC, unsigned char* LenOfTAC,
+                                     unsigned char* TAC, unsigned short* ExeStatus) {
+  return FM_GetTransactionProve(ReaderID, ProveTypeID, TranactionOrderNo, LenOfMAC, MAC, LenOfTAC,
+                                TAC, ExeStatus);
+}
+int Orvex::OV_FM_GetBalance(int ReaderID, unsigned char ePursePos, int* Value,
+                            unsigned short* ExeStatus) {
+  return FM_GetBalance(ReaderID, ePursePos, Value, ExeStatus);
+}
 
 // ---- ORVEX-GROUP: card application ----
 int Orvex::OV_KORU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataLen,

@@ -4,8 +4,11 @@
 #include <map>
 #include <vector>
 
+#include "orvexsim/cpu_card.h"
 #include "orvexsim/lf_card.h"
 #include "orvexsim/mifare_classic.h"
+#include "orvexsim/ntag.h"
+#include "orvexsim/topaz.h"
 
 namespace orvexsim {
 namespace {
@@ -32,6 +35,24 @@ const std::map<std::string, Kind>& Kinds() {
       {"mfc4k",
        {{4, 7}, [](int i) { return DefaultId({0xA4}, 4, i); },
         [](const Bytes& id) { return std::make_shared<MifareClassic>(MifareClassic::Size::k4K, id); }}},
+      {"ntag213",
+       {{7}, [](int i) { return DefaultId({0x04}, 7, 3 * i); },
+        [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::k213, id); }}},
+      {"ntag215",
+       {{7}, [](int i) { return DefaultId({0x04}, 7, 3 * i + 1); },
+        [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::k215, id); }}},
+      {"ntag216",
+       {{7}, [](int i) { return DefaultId({0x04}, 7, 3 * i + 2); },
+        [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::k216, id); }}},
+      {"topaz",
+       {{4}, [](int i) { return DefaultId({0x92}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<Topaz>(id); }}},
+      {"cpu",
+       {{4, 7}, [](int i) { return DefaultId({0xC1}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<CpuCard>(id); }}},
+      {"cpu-blank",
+       {{4, 7}, [](int i) { return DefaultId({0xC2}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<CpuCard>(id, false); }}},
       {"lf",
        {{5}, [](int i) { return DefaultId({0x1A}, 5, i); },
         [](const Bytes& id) { return std::make_shared<LfCard>(id); }}},
@@ -78,6 +99,12 @@ std::shared_ptr<Card> MakeCard(const std::string& spec, int index, std::string& 
 const char* CardKindsHelp() {
   return "  mfc1k[:UID4|UID7]     MIFARE Classic 1K, blank (transport keys)\n"
          "  mfc4k[:UID4|UID7]     MIFARE Classic 4K, blank (transport keys)\n"
+         "  ntag213[:UID7]        NTAG213 (144 bytes of user memory)\n"
+         "  ntag215[:UID7]        NTAG215 (504 bytes)\n"
+         "  ntag216[:UID7]        NTAG216 (888 bytes)\n"
+         "  cpu[:UID4|UID7]       ISO 14443-4 CPU card, FMCOS-style, with the purse application\n"
+         "  cpu-blank[:UID4|UID7] the same with an empty MF\n"
+         "  topaz[:UID4]          Topaz 512 (NFC Forum Type 1)\n"
          "  lf[:ID5]              a 125 kHz identification card\n";
 }
 

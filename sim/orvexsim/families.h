@@ -9,5 +9,7 @@ namespace orvexsim {
 
 std::unique_ptr<Family> MakeReaderManagement(Context& ctx);
 std::unique_ptr<Family> MakeTypeA(Context& ctx);
+std::unique_ptr<Family> MakeTransparent(Context& ctx);
+std::unique_ptr<Family> MakeDisplayCommands(Context& ctx, std::shared_ptr<Display> lcd);
 
 }  // namespace orvexsim

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "orvexsim/display.h"
 #include "orvexsim/families.h"
 
 namespace orvexsim {
@@ -47,6 +48,11 @@ Simulator::Simulator(ReaderModel model) {
   r.memory.assign(65536, 0x00);
   families_.push_back(MakeReaderManagement(ctx_));
   families_.push_back(MakeTypeA(ctx_));
+  families_.push_back(MakeTransparent(ctx_));
+  if (model == ReaderModel::kDisplayReader) {
+    display_ = std::make_shared<Display>();
+    families_.push_back(MakeDisplayCommands(ctx_, display_));
+  }
 }
 
 Simulator::~Simulator() = default;
@@ -137,6 +143,7 @@ void Simulator::InsertSam(int slot, std::shared_ptr<ContactCard> card) {
 void Simulator::set_display_listener(std::function<void(const Display&)> f) {
   auto lock = Lock();
   display_listener_ = std::move(f);
+  if (display_ && display_listener_) display_listener_(*display_);
 }
 
 void Simulator::Tick() {
@@ -145,6 +152,10 @@ void Simulator::Tick() {
   NotifyDisplay();
 }
 
-void Simulator::NotifyDisplay() {}
+void Simulator::NotifyDisplay() {
+  if (!display_ || display_->generation() == shown_generation_) return;
+  shown_generation_ = display_->generation();
+  if (display_listener_) display_listener_(*display_);
+}
 
 }  // namespace orvexsim

@@ -150,7 +150,8 @@ class Simulator {
   // ---- The display reader ----
   // The LCD, clock and flash (nullptr on the card reader).
   Display* display() { return display_.get(); }
-  // Called, under the lock, after anything the LCD shows changed.
+  // Called, under the lock, after anything the LCD shows changed (and once
+  // when set).
   void set_display_listener(std::function<void(const Display&)> f);
   // Lets time-driven state advance (the clock, the power-on form giving way
   // to the running form); the serial server calls it a few times a second.
@@ -168,6 +169,7 @@ class Simulator {
   std::shared_ptr<Display> display_;
   std::vector<std::unique_ptr<Family>> families_;
   std::function<void(const Display&)> display_listener_;
+  uint64_t shown_generation_ = 0;
 };
 
 }  // namespace orvexsim

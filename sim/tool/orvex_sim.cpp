@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "orvexsim/card_spec.h"
+#include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
@@ -54,9 +55,11 @@ void Usage(FILE* f) {
                "                        card's) to FILE at exit\n"
                "  --baud N              paced mode: answers no faster than a line at N bit/s\n"
                "  --trace               print every frame in and out, decoded\n"
+               "  --lcd-png FILE        display reader: rewrite FILE as a PNG of the LCD after\n"
+               "                        each change\n"
                "  --link PATH           also make PATH a symbolic link to the device\n"
                "  -h, --help            this text\n\n"
-               "Without --card or --empty the field holds a blank MIFARE Classic 1K.\n"
+               "Without --card, --empty or --display the field holds a blank MIFARE Classic 1K.\n"
                "Card SPECs (IDs in hex):\n%s\n"
                "Standard input: place SPEC | remove N|all | list\n",
                CardKindsHelp());
@@ -70,6 +73,7 @@ struct Options {
   std::string load, save;
   int baud = 0;
   bool trace = false;
+  std::string lcd_png;
   std::string link;
 };
 
@@ -121,6 +125,9 @@ bool Parse(int argc, char** argv, Options& o) {
     } else if (a == "--save") {
       if (!value(v)) return false;
       o.save = v;
+    } else if (a == "--lcd-png") {
+      if (!value(v)) return false;
+      o.lcd_png = v;
     } else if (a == "--link") {
       if (!value(v)) return false;
       o.link = v;
@@ -196,7 +203,7 @@ int main(int argc, char** argv) {
   sim.set_reader_number(static_cast<uint16_t>(o.reader_id));
   Placer placer(sim);
   std::vector<std::string> cards = o.cards;
-  if (cards.empty() && !o.empty && o.load.empty()) cards.push_back("mfc1k");
+  if (cards.empty() && !o.empty && o.load.empty() && !o.display) cards.push_back("mfc1k");
   std::shared_ptr<MifareClassic> dumped;
   if (!o.load.empty()) {
     std::string error;
@@ -213,6 +220,17 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "orvex-sim: --card %s: %s\n", spec.c_str(), error.c_str());
       return 2;
     }
+  }
+
+  if (!o.lcd_png.empty()) {
+    if (!sim.display()) {
+      std::fprintf(stderr, "orvex-sim: --lcd-png needs --display\n");
+      return 2;
+    }
+    sim.set_display_listener([path = o.lcd_png](const Display& lcd) {
+      std::string error;
+      if (!lcd.WritePng(path, error)) std::fprintf(stderr, "orvex-sim: %s\n", error.c_str());
+    });
   }
 
   SerialOptions so;

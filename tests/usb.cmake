@@ -1,0 +1,25 @@
+# USB HID tests: the library's real libusb-1.0 calls against an emulated
+# reader (support/fake_hid, on umockdev's testbed). The programs run with
+# umockdev's preload library, which gives them the emulated /sys and /dev.
+pkg_check_modules(UMOCKDEV REQUIRED IMPORTED_TARGET umockdev-1.0)
+
+add_library(orvex_fake_hid STATIC ${CMAKE_CURRENT_SOURCE_DIR}/support/fake_hid.cpp)
+target_include_directories(orvex_fake_hid PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/support)
+target_link_libraries(orvex_fake_hid PUBLIC orvex_test_support PkgConfig::UMOCKDEV PkgConfig::LIBUSB)
+
+add_executable(usb_hid_tests ${CMAKE_CURRENT_SOURCE_DIR}/usb/usb_hid_tests.cpp)
+# The serial redirection keeps the failed-serial-open cases off the host's ports.
+target_link_libraries(usb_hid_tests PRIVATE orvex_fake_hid orvex_ttys_redirect GTest::gtest_main)
+gtest_discover_tests(usb_hid_tests TEST_LIST ORVEX_USB_HID_TESTS
+  DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+
+# The environment is set once the discovered tests are known (a list value
+# does not survive gtest_discover_tests' PROPERTIES). Under the sanitizers
+# the preload library is loaded before the ASan runtime; that is expected.
+set(ORVEX_USB_ENV_FILE ${CMAKE_CURRENT_BINARY_DIR}/usb_hid_tests_env.cmake)
+file(WRITE ${ORVEX_USB_ENV_FILE}
+  "if(ORVEX_USB_HID_TESTS)\n"
+  "  set_tests_properties(\${ORVEX_USB_HID_TESTS} PROPERTIES ENVIRONMENT\n"
+  "    \"LD_PRELOAD=libumockdev-preload.so.0;ASAN_OPTIONS=verify_asan_link_order=0\")\n"
+  "endif()\n")
+set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${ORVEX_USB_ENV_FILE})
