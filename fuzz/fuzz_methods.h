@@ -104,6 +104,51 @@ inline std::vector<Method> All() {
   add("OV_RequestAntiandSelect", [](Orvex& o) { std::unique_ptr<unsigned short[]> a4(new unsigned short[1]()); Out a5(1); Out a6(1); Out a7(kAll); o.OV_RequestAntiandSelect(1, 1, 1, a4.get(), a5.get(), a6.get(), a7.get()); });
   add("OV_WriteM1MultiBlock", [](Orvex& o) { Out a5(kAll); o.OV_WriteM1MultiBlock(1, 1, 2, 16, a5.get()); });
   add("OV_ReadM1MultiBlock", [](Orvex& o) { std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_ReadM1MultiBlock(1, 1, 2, a4.get(), a5.get()); });
+  add("OV_TypeB_Request", [](Orvex& o) { Out a3(kAll); std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_TypeB_Request(1, 1, a3.get(), a4.get(), a5.get()); });
+  add("OV_TypeB_ResetEx", [](Orvex& o) { Out a3(kAll); std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_TypeB_ResetEx(1, 1, a3.get(), a4.get(), a5.get()); });
+  add("OV_TypeB_Reset", [](Orvex& o) { std::unique_ptr<int[]> a3(new int[1]()); Out a4(kAll); o.OV_TypeB_Reset(1, 1, a3.get(), a4.get()); });
+  add("OV_TypeB_COS", [](Orvex& o) { Out a3(kAll); std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_TypeB_COS(1, 5, a3.get(), a4.get(), a5.get()); });
+  add("OV_TypeB_Halt", [](Orvex& o) { Out a2(kAll); o.OV_TypeB_Halt(1, a2.get()); });
+  add("OV_AT88RF020_Check", [](Orvex& o) { Out a2(24); o.OV_AT88RF020_Check(1, a2.get()); });
+  add("OV_AT88RF020_Read", [](Orvex& o) { Out a3(kAll); o.OV_AT88RF020_Read(1, 1, a3.get()); });
+  add("OV_AT88RF020_Write", [](Orvex& o) { Out a3(kAll); o.OV_AT88RF020_Write(1, 1, a3.get()); });
+  add("OV_AT88RF020_Lock", [](Orvex& o) { Out a2(1); o.OV_AT88RF020_Lock(1, a2.get()); });
+  add("OV_AT88RF020_Count", [](Orvex& o) { Out a2(kAll); o.OV_AT88RF020_Count(1, a2.get()); });
+  add("OV_AT88RF020_DeSel", [](Orvex& o) { o.OV_AT88RF020_DeSel(1); });
+  add("OV_AT88RF020_ReadMulti", [](Orvex& o) { std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_AT88RF020_ReadMulti(1, 1, 2, a4.get(), a5.get()); });
+  add("OV_AT88RF020_WriteMulti", [](Orvex& o) { Out a5(kAll); o.OV_AT88RF020_WriteMulti(1, 1, 2, 16, a5.get()); });
+  add("OV_ST_Active", [](Orvex& o) { Out a2(1); o.OV_ST_Active(1, a2.get()); });
+  add("OV_ST_DeActive", [](Orvex& o) { o.OV_ST_DeActive(1); });
+  add("OV_SR176_GetUID", [](Orvex& o) { Out a2(kAll); o.OV_SR176_GetUID(1, a2.get()); });
+  add("OV_SR176_Read", [](Orvex& o) { Out a3(kAll); o.OV_SR176_Read(1, 1, a3.get()); });
+  add("OV_SR176_Write", [](Orvex& o) { Out a3(kAll); o.OV_SR176_Write(1, 1, a3.get()); });
+  add("OV_SR176_Lock", [](Orvex& o) { o.OV_SR176_Lock(1, 1); });
+  add("OV_SR176_LockStatus", [](Orvex& o) { Out a2(1); o.OV_SR176_LockStatus(1, a2.get()); });
+  add("OV_SR176_ReadMulti", [](Orvex& o) { std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_SR176_ReadMulti(1, 1, 2, a4.get(), a5.get()); });
+  add("OV_SR176_WriteMulti", [](Orvex& o) { Out a5(kAll); o.OV_SR176_WriteMulti(1, 1, 2, 16, a5.get()); });
+  add("OV_SR512_Read", [](Orvex& o) { Out a3(kAll); o.OV_SR512_Read(1, 1, a3.get()); });
+  add("OV_SR512_Write", [](Orvex& o) { Out a3(kAll); o.OV_SR512_Write(1, 1, a3.get()); });
+  add("OV_SRIX4K_Check", [](Orvex& o) { Out a2(24); Out a3(kAll); o.OV_SRIX4K_Check(1, a2.get(), a3.get()); });
+  add("OV_SR512_GetUID", [](Orvex& o) { Out a2(kAll); o.OV_SR512_GetUID(1, a2.get()); });
+  add("OV_SR512_Lock", [](Orvex& o) { o.OV_SR512_Lock(1, 1); });
+  add("OV_SR512_LockStatus", [](Orvex& o) { std::unique_ptr<unsigned short[]> a2(new unsigned short[1]()); o.OV_SR512_LockStatus(1, a2.get()); });
+  add("OV_SR512_ReadMulti", [](Orvex& o) { std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_SR512_ReadMulti(1, 1, 2, a4.get(), a5.get()); });
+  add("OV_SR512_WriteMulti", [](Orvex& o) { Out a5(kAll); o.OV_SR512_WriteMulti(1, 1, 2, 16, a5.get()); });
+  add("OV_ISO15693_Inventory", [](Orvex& o) { Out a2(kAll); Out a3(1); o.OV_ISO15693_Inventory(1, a2.get(), a3.get()); });
+  add("OV_ISO15693_Stay_Quiet", [](Orvex& o) { Out a2(kAll); o.OV_ISO15693_Stay_Quiet(1, a2.get()); });
+  add("OV_ISO15693_Select", [](Orvex& o) { Out a3(kAll); o.OV_ISO15693_Select(1, 1, a3.get()); });
+  add("OV_ISO15693_Reset_To_Ready", [](Orvex& o) { Out a3(kAll); o.OV_ISO15693_Reset_To_Ready(1, 1, a3.get()); });
+  add("OV_ISO15693_Read", [](Orvex& o) { Out a3(kAll); Out a6(kAll); Out a7(1); o.OV_ISO15693_Read(1, 1, a3.get(), 1, 2, a6.get(), a7.get()); });
+  add("OV_ISO15693_Write", [](Orvex& o) { Out a3(kAll); Out a6(kAll); o.OV_ISO15693_Write(1, 1, a3.get(), 1, 16, a6.get()); });
+  add("OV_ISO15693_Lock_Block", [](Orvex& o) { Out a3(kAll); o.OV_ISO15693_Lock_Block(1, 1, a3.get(), 1); });
+  add("OV_ISO15693_Write_AFI", [](Orvex& o) { Out a3(kAll); o.OV_ISO15693_Write_AFI(1, 1, a3.get(), 1); });
+  add("OV_ISO15693_Lock_AFI", [](Orvex& o) { Out a3(kAll); o.OV_ISO15693_Lock_AFI(1, 1, a3.get()); });
+  add("OV_ISO15693_Write_DSFID", [](Orvex& o) { Out a3(kAll); o.OV_ISO15693_Write_DSFID(1, 1, a3.get(), 1); });
+  add("OV_ISO15693_Lock_DSFID", [](Orvex& o) { Out a3(kAll); o.OV_ISO15693_Lock_DSFID(1, 1, a3.get()); });
+  add("OV_ISO15693_Get_System_Information", [](Orvex& o) { Out a3(kAll); Out a4(kAll); Out a5(1); o.OV_ISO15693_Get_System_Information(1, 1, a3.get(), a4.get(), a5.get()); });
+  add("OV_ISO15693_Get_Block_Security", [](Orvex& o) { Out a3(kAll); Out a6(kAll); Out a7(1); o.OV_ISO15693_Get_Block_Security(1, 1, a3.get(), 1, 2, a6.get(), a7.get()); });
+  add("OV_ISO15693_Multi_Inventory", [](Orvex& o) { Out a4(kAll); Out a5(1); o.OV_ISO15693_Multi_Inventory(1, 1, 1, a4.get(), a5.get()); });
+  add("OV_ISO15693_MultiWrite", [](Orvex& o) { Out a3(kAll); Out a7(kAll); o.OV_ISO15693_MultiWrite(1, 1, a3.get(), 1, 2, 16, a7.get()); });
   add("OV_SAM_ResetBaud", [](Orvex& o) { o.OV_SAM_ResetBaud(1, 1, 1); });
   add("OV_SAM_PPSBaud", [](Orvex& o) { o.OV_SAM_PPSBaud(1, 1, 1); });
   add("OV_SAM_PPSBaudEx", [](Orvex& o) { o.OV_SAM_PPSBaudEx(1, 1, 1, 1); });
@@ -177,239 +222,6 @@ inline std::vector<Method> All() {
     unsigned char lenFci = 0;
     unsigned short sw = 0;
     OV_FM_Select(1, 0, 2, name.get(), 0, &lenFci, fci.get(), &sw);
-  });
-
-  // ---- ISO 15693 ----
-  add("OV_ISO15693_Inventory", [](Orvex& o) { Out b(kAll), l(1); o.OV_ISO15693_Inventory(1, b.get(), l.get()); });
-  add("OV_ISO15693_Stay_Quiet", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Stay_Quiet(1, u.get()); });
-  add("OV_ISO15693_Select", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Select(1, 0x22, u.get()); });
-  add("OV_ISO15693_Reset_To_Ready", [](Orvex& o) {
-    Out u = In(8);
-    o.OV_ISO15693_Reset_To_Ready(1, 0x22, u.get());
-  });
-  add("OV_ISO15693_Read", [](Orvex& o) {
-    Out u = In(8), b(kAll), l(1);
-    o.OV_ISO15693_Read(1, 0x22, u.get(), 0, 4, b.get(), l.get());
-  });
-  add("OV_ISO15693_Write", [](Orvex& o) {
-    Out u = In(8), d = In(4);
-    o.OV_ISO15693_Write(1, 0x22, u.get(), 0, 4, d.get());
-  });
-  add("OV_ISO15693_Lock_Block", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_Block(1, 0x22, u.get(), 3); });
-  add("OV_ISO15693_Write_AFI", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Write_AFI(1, 0x22, u.get(), 1); });
-  add("OV_ISO15693_Lock_AFI", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_AFI(1, 0x22, u.get()); });
-  add("OV_ISO15693_Write_DSFID", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Write_DSFID(1, 0x22, u.get(), 1); });
-  add("OV_ISO15693_Lock_DSFID", [](Orvex& o) { Out u = In(8); o.OV_ISO15693_Lock_DSFID(1, 0x22, u.get()); });
-  add("OV_ISO15693_Get_System_Information", [](Orvex& o) {
-    Out u = In(8), b(kAll), l(1);
-    o.OV_ISO15693_Get_System_Information(1, 0x22, u.get(), b.get(), l.get());
-  });
-  add("OV_ISO15693_Get_Block_Security", [](Orvex& o) {
-    Out u = In(8), b(kAll), l(1);
-    o.OV_ISO15693_Get_Block_Security(1, 0x22, u.get(), 0, 4, b.get(), l.get());
-  });
-  add("OV_ISO15693_Multi_Inventory", [](Orvex& o) {
-    Out b(kAll), l(1);
-    o.OV_ISO15693_Multi_Inventory(1, 1, 0, b.get(), l.get());
-  });
-  add("OV_ISO15693_MultiWrite", [](Orvex& o) {
-    Out u = In(8), d = In(8);
-    o.OV_ISO15693_MultiWrite(1, 0x22, u.get(), 0, 2, 8, d.get());
-  });
-
-  // ---- ISO 14443-B and memory tags ----
-  add("OV_TypeB_Request", [](Orvex& o) {
-    Out a = In(4), b(kAll);
-    int len = 0;
-    o.OV_TypeB_Request(1, 0, a.get(), &len, b.get());
-  });
-  add("OV_TypeB_ResetEx", [](Orvex& o) {
-    Out a = In(4), b(kAll);
-    int len = 0;
-    o.OV_TypeB_ResetEx(1, 0, a.get(), &len, b.get());
-  });
-  add("OV_TypeB_Reset", [](Orvex& o) {
-    Out b(kAll);
-    int len = 0;
-    o.OV_TypeB_Reset(1, 0x53, &len, b.get());
-  });
-  add("OV_TypeB_COS", [](Orvex& o) {
-    Out c = In(5), b(kAll);
-    int len = 0;
-    o.OV_TypeB_COS(1, 5, c.get(), &len, b.get());
-  });
-  add("OV_TypeB_Halt", [](Orvex& o) { Out p = In(4); o.OV_TypeB_Halt(1, p.get()); });
-  add("OV_AT88RF020_Check", [](Orvex& o) { Out k = In(8); o.OV_AT88RF020_Check(1, k.get()); });
-  add("OV_AT88RF020_Read", [](Orvex& o) { Out b(kAll); o.OV_AT88RF020_Read(1, 1, b.get()); });
-  add("OV_AT88RF020_Write", [](Orvex& o) { Out d = In(8); o.OV_AT88RF020_Write(1, 1, d.get()); });
-  add("OV_AT88RF020_Lock", [](Orvex& o) { Out d = In(4); o.OV_AT88RF020_Lock(1, d.get()); });
-  add("OV_AT88RF020_Count", [](Orvex& o) { Out d = In(6); o.OV_AT88RF020_Count(1, d.get()); });
-  add("OV_AT88RF020_DeSel", [](Orvex& o) { o.OV_AT88RF020_DeSel(1); });
-  add("OV_AT88RF020_ReadMulti", [](Orvex& o) {
-    Out b(kAll);
-    int len = 0;
-    o.OV_AT88RF020_ReadMulti(1, 0, 2, &len, b.get());
-  });
-  add("OV_AT88RF020_WriteMulti", [](Orvex& o) { Out d = In(16); o.OV_AT88RF020_WriteMulti(1, 0, 2, 16, d.get()); });
-  add("OV_ST_Active", [](Orvex& o) { Out b(1); o.OV_ST_Active(1, b.get()); });
-  add("OV_ST_DeActive", [](Orvex& o) { o.OV_ST_DeActive(1); });
-  add("OV_SR176_GetUID", [](Orvex& o) { Out b(8); o.OV_SR176_GetUID(1, b.get()); });
-  add("OV_SR176_Read", [](Orvex& o) { Out b(kAll); o.OV_SR176_Read(1, 1, b.get()); });
-  add("OV_SR176_Write", [](Orvex& o) { Out d = In(2); o.OV_SR176_Write(1, 1, d.get()); });
-  add("OV_SR176_Lock", [](Orvex& o) { o.OV_SR176_Lock(1, 1); });
-  add("OV_SR176_LockStatus", [](Orvex& o) { Out b(1); o.OV_SR176_LockStatus(1, b.get()); });
-  add("OV_SR176_ReadMulti", [](Orvex& o) {
-    Out b(kAll);
-    int len = 0;
-    o.OV_SR176_ReadMulti(1, 0, 2, &len, b.get());
-  });
-  add("OV_SR176_WriteMulti", [](Orvex& o) { Out d = In(4); o.OV_SR176_WriteMulti(1, 0, 2, 4, d.get()); });
-  add("OV_SR512_Read", [](Orvex& o) { Out b(kAll); o.OV_SR512_Read(1, 1, b.get()); });
-  add("OV_SR512_Write", [](Orvex& o) { Out d = In(4); o.OV_SR512_Write(1, 1, d.get()); });
-  add("OV_SRIX4K_Check", [](Orvex& o) { Out k = In(6), b(kAll); o.OV_SRIX4K_Check(1, k.get(), b.get()); });
-  add("OV_SR512_GetUID", [](Orvex& o) { Out b(kAll); o.OV_SR512_GetUID(1, b.get()); });
-  add("OV_SR512_Lock", [](Orvex& o) { o.OV_SR512_Lock(1, 0x0101); });
-  add("OV_SR512_LockStatus", [](Orvex& o) {
-    unsigned short lock = 0;
-    o.OV_SR512_LockStatus(1, &lock);
-  });
-  add("OV_SR512_ReadMulti", [](Orvex& o) {
-    Out b(kAll);
-    int len = 0;
-    o.OV_SR512_ReadMulti(1, 0, 2, &len, b.get());
-  });
-  add("OV_SR512_WriteMulti", [](Orvex& o) { Out d = In(8); o.OV_SR512_WriteMulti(1, 0, 2, 8, d.get()); });
-
-  // ---- SAM slots ----
-  add("OV_SAM_ResetBaud", [](Orvex& o) { o.OV_SAM_ResetBaud(1, 2, 1); });
-  add("OV_SAM_PPSBaud", [](Orvex& o) { o.OV_SAM_PPSBaud(1, 2, 1); });
-  add("OV_SAM_PPSBaudEx", [](Orvex& o) { o.OV_SAM_PPSBaudEx(1, 3, 1, 1); });
-  add("OV_SAM_Reset", [](Orvex& o) {
-    Out b(kAll);
-    int len = 0;
-    o.OV_SAM_Reset(1, 1, &len, b.get());
-  });
-  add("OV_SAM_ResetEx", [](Orvex& o) {
-    Out b(kAll);
-    int len = 0;
-    o.OV_SAM_ResetEx(1, 1, 3, &len, b.get());
-  });
-  add("OV_SAM_COS", [](Orvex& o) {
-    Out a = In(100), b(kAll);
-    int len = 0;
-    o.OV_SAM_COS(1, 1, 100, a.get(), &len, b.get());
-  });
-
-  // ---- FMCOS ----
-  // Inputs are 255 bytes (every length argument is one byte); response
-  // buffers hold the documented 998 bytes, 4-byte fields 4, a challenge the
-  // count asked for.
-  using u8 = unsigned char;
-  using Sw = unsigned short;
-  constexpr size_t kResponse = 998;
-  auto status = [&](const char* name, std::function<void(Orvex&, u8*, Sw*)> f) {
-    add(name, [f](Orvex& o) {
-      Out in = In(255);
-      Sw sw = 0;
-      f(o, in.get(), &sw);
-    });
-  };
-  auto response = [&](const char* name, std::function<void(Orvex&, u8*, u8*, u8*, Sw*)> f) {
-    add(name, [f](Orvex& o) {
-      Out in = In(255), b(kResponse);
-      u8 len = 0;
-      Sw sw = 0;
-      f(o, in.get(), &len, b.get(), &sw);
-    });
-  };
-  auto fields = [&](const char* name, std::function<void(Orvex&, u8*, u8*, u8*, u8*, u8*, Sw*)> f) {
-    add(name, [f](Orvex& o) {
-      Out in = In(255), a(4), b(4);
-      u8 la = 0, lb = 0;
-      Sw sw = 0;
-      f(o, in.get(), &la, a.get(), &lb, b.get(), &sw);
-    });
-  };
-  add("OV_FM_GetChallenge", [](Orvex& o) {
-    Out b(8);
-    Sw sw = 0;
-    o.OV_FM_GetChallenge(1, 8, b.get(), &sw);
-  });
-  status("OV_FM_ExternalAuthenticate",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ExternalAuthenticate(1, 0, 8, in, sw); });
-  response("OV_FM_InternalAuthenticate", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_InternalAuthenticate(1, 0, 1, 8, in, l, b, sw);
-  });
-  response("OV_FM_Select",
-           [](Orvex&, u8* in, u8* l, u8* b, Sw* sw) { OV_FM_Select(1, 0, 2, in, 0, l, b, sw); });
-  response("OV_FM_ReadBinary",
-           [](Orvex& o, u8*, u8* l, u8* b, Sw* sw) { o.OV_FM_ReadBinary(1, 1, 0, 0, l, b, sw); });
-  response("OV_FM_ReadRecord", [](Orvex& o, u8*, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_ReadRecord(1, 1, 1, 4, 0, l, b, sw);
-  });
-  status("OV_FM_UpdateBinary",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_UpdateBinary(1, 1, 0, 16, in, sw); });
-  status("OV_FM_UpdaterRecord",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_UpdaterRecord(1, 1, 1, 4, 16, in, sw); });
-  status("OV_FM_AppendRecord",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_AppendRecord(1, 1, 16, in, sw); });
-  status("OV_FM_VerifyPin", [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_VerifyPin(1, 0, 3, in, sw); });
-  status("OV_FM_EraseDF", [](Orvex& o, u8*, Sw* sw) { o.OV_FM_EraseDF(1, sw); });
-  status("OV_FM_WriteKey",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_WriteKey(1, 0x39, 0, 21, in, sw); });
-  status("OV_FM_CreateFile",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_CreateFile(1, 0xDF01, 7, in, sw); });
-  add("OV_FM_ReadBinaryWithProtected", [](Orvex& o) {
-    Out in = In(4), b(kResponse);
-    short len = 0;
-    Sw sw = 0;
-    o.OV_FM_ReadBinaryWithProtected(1, 1, 1, 0, 4, in.get(), &len, b.get(), &sw);
-  });
-  status("OV_FM_CardBlock", [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_CardBlock(1, 4, in, sw); });
-  status("OV_FM_ApplicationUnblock",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ApplicationUnblock(1, 4, in, sw); });
-  status("OV_FM_ApplicationBlock",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ApplicationBlock(1, 1, 4, in, sw); });
-  status("OV_FM_PinUnblock",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_PinUnblock(1, 0, 8, in, 4, in, sw); });
-  status("OV_FM_ReloadPin",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ReloadPin(1, 0, 8, in, 4, in, sw); });
-  status("OV_FM_ChangePin",
-         [](Orvex& o, u8* in, Sw* sw) { o.OV_FM_ChangePin(1, 0, 8, in, 8, in, sw); });
-  response("OV_FM_InitializeForLoad", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_InitializeForLoad(1, 1, 1, 100, 6, in, l, b, sw);
-  });
-  response("OV_FM_CreditForLoad", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_CreditForLoad(1, in, in, in, l, b, sw);
-  });
-  response("OV_FM_InitializeForPurchase", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_InitializeForPurchase(1, 1, 1, 100, 6, in, l, b, sw);
-  });
-  fields("OV_FM_DebitForCappPurchase", [](Orvex& o, u8* in, u8* la, u8* a, u8* lb, u8* b, Sw* sw) {
-    o.OV_FM_DebitForCappPurchase(1, 1, in, in, in, la, a, lb, b, sw);
-  });
-  response("OV_FM_InitializeForUnload", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_InitializeForUnload(1, 1, 1, 100, 6, in, l, b, sw);
-  });
-  response("OV_FM_CreditForUnload", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_CreditForUnload(1, in, in, in, l, b, sw);
-  });
-  response("OV_FM_InitializeForCashWithdraw", [](Orvex& o, u8* in, u8* l, u8* b, Sw* sw) {
-    o.OV_FM_InitializeForCashWithdraw(1, 1, 1, 100, 6, in, l, b, sw);
-  });
-  fields("OV_FM_DebitForCashWithdraw", [](Orvex& o, u8* in, u8* la, u8* a, u8* lb, u8* b, Sw* sw) {
-    o.OV_FM_DebitForCashWithdraw(1, 1, in, in, in, la, a, lb, b, sw);
-  });
-  fields("OV_FM_UpdateOverdrawLimit", [](Orvex& o, u8* in, u8* la, u8* a, u8*, u8*, Sw* sw) {
-    o.OV_FM_UpdateOverdrawLimit(1, 100, in, in, in, la, a, sw);
-  });
-  fields("OV_FM_GetTransactionProve", [](Orvex& o, u8*, u8* la, u8* a, u8* lb, u8* b, Sw* sw) {
-    o.OV_FM_GetTransactionProve(1, 6, 1, la, a, lb, b, sw);
-  });
-  add("OV_FM_GetBalance", [](Orvex& o) {
-    int v = 0;
-    Sw sw = 0;
-    o.OV_FM_GetBalance(1, 1, &v, &sw);
   });
   return m;
 }
