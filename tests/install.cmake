@@ -11,6 +11,7 @@ add_test(NAME install_and_use
     -DWORK=${CMAKE_CURRENT_BINARY_DIR}/install-test/work
     -DLIBDIR=${CMAKE_INSTALL_LIBDIR}
     -DCONSUMER=${CMAKE_CURRENT_SOURCE_DIR}/install/consumer
+    -DEXAMPLES=${PROJECT_SOURCE_DIR}/examples
     -DCXX=${CMAKE_CXX_COMPILER}
     -DFLAGS=${ORVEX_INSTALL_TEST_FLAGS}
     -P ${CMAKE_CURRENT_SOURCE_DIR}/install/install_and_use.cmake)

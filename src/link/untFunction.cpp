@@ -255,7 +255,9 @@ static int SerialCollect(unsigned char* In, int DelayTimes) {
                                                    static_cast<size_t>(kMaxRawAnswer - t),
                                                    static_cast<int>(left));
       if (got == transport::kLineHungUp) break;  // nothing more can arrive
-      if (got == 0 && left == static_cast<uint64_t>(transport::g_FirstByteTimeoutMs)) break;
+      // With no deadline at all (a negative DelayTimes), a whole first-byte
+      // wait without a byte ends the wait rather than running for ever.
+      if (got == 0 && DelayTimes < 0) break;
       t += got;  // a failed read returns -1 and so takes one byte back
     }
     bCycle = ElapsedMs() < deadline;

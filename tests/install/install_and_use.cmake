@@ -69,3 +69,28 @@ run("find_package: configure" ${CMAKE_COMMAND} -S ${CONSUMER} -B ${WORK}/cmake
     "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${FLAGS}")
 run("find_package: build" ${CMAKE_COMMAND} --build ${WORK}/cmake)
 check_program(${WORK}/cmake/consumer "find_package")
+
+# The SDK's examples build against the installed copy too, both ways.
+if(EXAMPLES)
+  run("examples: find_package configure" ${CMAKE_COMMAND} -S ${EXAMPLES} -B ${WORK}/examples
+      -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_COMPILER=${CXX}
+      "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${FLAGS}")
+  run("examples: find_package build" ${CMAKE_COMMAND} --build ${WORK}/examples)
+  file(GLOB sources ${EXAMPLES}/*.cpp)
+  foreach(src ${sources})
+    file(READ ${src} text)
+    string(REGEX MATCHALL "OV_[A-Za-z_0-9]+" used "${text}")
+    file(READ ${PREFIX}/include/orvex.h header)
+    set(ok TRUE)
+    foreach(name ${used})
+      if(NOT header MATCHES "${name}")
+        set(ok FALSE)
+      endif()
+    endforeach()
+    if(ok)
+      get_filename_component(name ${src} NAME_WE)
+      run("examples: pkg-config ${name}" ${CXX} ${extra} ${src} ${pc_flags} -o ${WORK}/pc_${name})
+      message(STATUS "example ${name} builds with pkg-config")
+    endif()
+  endforeach()
+endif()
