@@ -5,6 +5,7 @@
 #include "cards/untISO14443.h"
 #include "cards/untNTag.h"
 #include "link/untFunction.h"
+#include "ndef/untNDEFRW.h"
 #include "reader/untReader.h"
 
 using namespace orvex;
@@ -188,5 +189,17 @@ int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
 // ---- ORVEX-GROUP: card application ----
 
 // ---- ORVEX-GROUP: NDEF ----
+int Orvex::OV_NDEF_Initial() { return NDEF_Initial_(); }
+int Orvex::OV_NDEF_Free() { return NDEF_Free_(); }
+int Orvex::OV_NDEF_SetKey(unsigned char* Key) { return NDEF_SetKey_(Key); }
+int Orvex::OV_NDEF_AddRecord(unsigned char uri, int sLen, unsigned char* s) {
+  return NDEF_AddRecord_(uri, sLen, s);
+}
+int Orvex::OV_NDEF_GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s) {
+  return NDEF_GetRecord_(Index, uri, Len, s);
+}
+int Orvex::OV_NDEF_ClearRecords() { return NDEF_ClearRecords_(); }
+int Orvex::OV_NDEF_Save(int ReaderID) { return NDEF_Save_(ReaderID); }
+int Orvex::OV_NDEF_Read(int ReaderID) { return NDEF_Read_(ReaderID); }
 
 // ---- ORVEX-GROUP: DES ----
