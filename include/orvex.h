@@ -1066,6 +1066,52 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: NDEF ---- */
 
+  /* ==================================================================== */
+  /* NDEF                                                                  */
+  /* ==================================================================== */
+  /* One NDEF message buffer per process, shared by all Orvex objects: fill
+   * it with up to five text or URI records, save it to the card in the
+   * field, or read the card's message into it (see NFC_Write and NFC_Read
+   * for the card layouts). */
+
+  /** Creates the message buffer (no records, key FF x 6). 1 created; 0 it
+   *  already existed (it keeps its records and key). */
+  int OV_NDEF_Initial();
+
+  /** Destroys the message buffer and its records. Always 1. */
+  int OV_NDEF_Free();
+
+  /** Sets the 6-byte MIFARE key (key B) that saving and reading
+   *  authenticate with. 1; -1 no buffer. */
+  int OV_NDEF_SetKey(unsigned char* Key);
+
+  /** Adds a record of the sLen bytes of s: a text (language "en") when uri
+   *  is 0, else a URI with identifier code uri (1 "http://www.", 2
+   *  "https://www.", 3 "http://", 4 "https://", ...) followed by s. The new
+   *  record count (1 to 5); -1 no buffer, five records held already, or sLen
+   *  negative or longer than a record carries (252 bytes of text, 254 of
+   *  URI). A saved message holds at most 255 bytes of records. */
+  int OV_NDEF_AddRecord(unsigned char uri, int sLen, unsigned char* s);
+
+  /** Record Index (from 0): its URI code (0 for a text) to uri, its length
+   *  to Len, its Len bytes (at most 255, not terminated) to s. 1; 0 no such
+   *  record; -1 no buffer. */
+  int OV_NDEF_GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s);
+
+  /** Removes every record. 1; -1 no buffer. */
+  int OV_NDEF_ClearRecords();
+
+  /** Writes the buffer's message to the card in the field, authenticating
+   *  MIFARE Classic sectors with key B and the buffer's key. The records stay.
+   *  Results as NFC_Write; -1 also when there is no buffer. */
+  int OV_NDEF_Save(int ReaderID);
+
+  /** Reads the card's message into the buffer, replacing its records.
+   *  The number of records read (0 to 5); -1 no buffer, no card, or no
+   *  message found. A failed card read is not told apart: what was read
+   *  before the failure is decoded. */
+  int OV_NDEF_Read(int ReaderID);
+
   /* ---- ORVEX-GROUP: DES ---- */
   /* DES and two-key triple-DES on single 8-byte blocks, for the application's
    * own use; no link needed. Key parity bits are ignored. One computation at

@@ -11,6 +11,7 @@
 #include "cards/untISO14443B.h"
 #include "cards/untISO15693.h"
 #include "link/untFunction.h"
+#include "ndef/untNDEFRW.h"
 #include "reader/untReader.h"
 #include "reader/untVela.h"
 
@@ -679,6 +680,18 @@ unsigned short Orvex::OV_KORU_GetStatus(int ReaderID, int mode) {
 }
 
 // ---- ORVEX-GROUP: NDEF ----
+int Orvex::OV_NDEF_Initial() { return NDEF_Initial_(); }
+int Orvex::OV_NDEF_Free() { return NDEF_Free_(); }
+int Orvex::OV_NDEF_SetKey(unsigned char* Key) { return NDEF_SetKey_(Key); }
+int Orvex::OV_NDEF_AddRecord(unsigned char uri, int sLen, unsigned char* s) {
+  return NDEF_AddRecord_(uri, sLen, s);
+}
+int Orvex::OV_NDEF_GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s) {
+  return NDEF_GetRecord_(Index, uri, Len, s);
+}
+int Orvex::OV_NDEF_ClearRecords() { return NDEF_ClearRecords_(); }
+int Orvex::OV_NDEF_Save(int ReaderID) { return NDEF_Save_(ReaderID); }
+int Orvex::OV_NDEF_Read(int ReaderID) { return NDEF_Read_(ReaderID); }
 
 // ---- ORVEX-GROUP: DES ----
 int Orvex::DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out) {
