@@ -208,6 +208,14 @@ inline std::vector<Method> All() {
   add("OV_KORU_Debit", [](Orvex& o) { Out a4(kAll); Out a5(kAll); o.OV_KORU_Debit(1, 1, 1, a4.get(), a5.get()); });
   add("OV_KORU_Consume", [](Orvex& o) { Out a4(kAll); Out a5(kAll); o.OV_KORU_Consume(1, 1, 1, a4.get(), a5.get()); });
   add("OV_KORU_Record", [](Orvex& o) { int a2 = 0; Out a3(kAll); o.OV_KORU_Record(1, a2, a3.get()); });
+  add("OV_NDEF_Initial", [](Orvex& o) { o.OV_NDEF_Initial(); });
+  add("OV_NDEF_Free", [](Orvex& o) { o.OV_NDEF_Free(); });
+  add("OV_NDEF_SetKey", [](Orvex& o) { Out a1(24); o.OV_NDEF_SetKey(a1.get()); });
+  add("OV_NDEF_AddRecord", [](Orvex& o) { Out a3(kAll); o.OV_NDEF_AddRecord(1, 5, a3.get()); });
+  add("OV_NDEF_GetRecord", [](Orvex& o) { Out a2(1); std::unique_ptr<int[]> a3(new int[1]()); Out a4(kAll); o.OV_NDEF_GetRecord(1, a2.get(), a3.get(), a4.get()); });
+  add("OV_NDEF_ClearRecords", [](Orvex& o) { o.OV_NDEF_ClearRecords(); });
+  add("OV_NDEF_Save", [](Orvex& o) { o.OV_NDEF_Initial(); unsigned char t[] = "hi"; o.OV_NDEF_AddRecord(0, 2, t); o.OV_NDEF_Save(1); });
+  add("OV_NDEF_Read", [](Orvex& o) { o.OV_NDEF_Initial(); o.OV_NDEF_Read(1); });
   add("DES", [](Orvex& o) { Out a2(8); Out a3(8); Out a4(8); o.DES(1, a2.get(), a3.get(), a4.get()); });
   add("DES3", [](Orvex& o) { Out a2(24); Out a3(8); Out a4(8); o.DES3(1, a2.get(), a3.get(), a4.get()); });
   add("DES3_CBC", [](Orvex& o) { Out a2(24); Out a3(8); Out a4(8); Out a5(8); o.DES3_CBC(1, a2.get(), a3.get(), a4.get(), a5.get()); });
