@@ -2,6 +2,8 @@
 // library's own implementations; no reader needed.
 #include "commands.h"
 
+#include <memory>
+
 namespace orvextool {
 
 namespace {
@@ -48,14 +50,17 @@ void Run(Context& ctx, Mode mode, const CryptoOptions& o) {
 }
 
 void Add(CLI::App& app, Context& ctx, const char* name, const char* what, Mode mode) {
-  auto* o = new CryptoOptions;  // lives as long as the program
+  // The options are owned by the registered action, which the context keeps
+  // for the life of the program; CLI11 writes into them while parsing.
+  auto owned = std::make_shared<CryptoOptions>();
+  CryptoOptions* o = owned.get();
   auto* sub = app.add_subcommand(name, what);
   sub->add_option("-k,--key", o->key, mode == Mode::kDes ? "8-byte key in hex" : "16-byte key (K1 K2) in hex")
       ->required();
   if (mode == Mode::kDes3Cbc) sub->add_option("--iv", o->iv, "8-byte IV in hex (default zero)");
   sub->add_flag("-D,--decrypt", o->decrypt, "decrypt (default: encrypt)");
   sub->add_option("DATA", o->data, "the data in hex, whole 8-byte blocks")->required();
-  ctx.Register(sub, [&ctx, mode, o] { Run(ctx, mode, *o); });
+  ctx.Register(sub, [&ctx, mode, owned] { Run(ctx, mode, *owned); });
 }
 
 }  // namespace
