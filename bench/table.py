@@ -80,8 +80,10 @@ def main():
             f"{fmt(pct, 4)} %", "< 1 %", None if pct is None else pct < 1.0)
     if any(k.startswith("BM_Hid") for k in runs):
         for k in sorted(r for r in runs if r.startswith("BM_Hid")):
-            add("5 USB HID", k, f"{fmt(med(runs, k, 'lib_us') / 1000, 2)} ms",
-                f"pauses {fmt(med(runs, k, 'pause_us') / 1000, 2)} ms", fmt(med(runs, k, "ratio")),
+            reports = med(runs, k, "reports")
+            what = "OV_GetReaderVersion" if "data:2/" in k else "OV_ReadReaderMemory, 120 bytes"
+            add("5 USB HID", f"{what} ({fmt(reports, 0)} report(s))", f"{fmt(med(runs, k, 'lib_ms'), 2)} ms",
+                f"pauses {fmt(med(runs, k, 'pause_ms'), 1)} ms", fmt(med(runs, k, "ratio")),
                 "reported", None)
     else:
         add("5 USB HID", "not measured: no emulated USB device", "", "", "", "", None)
