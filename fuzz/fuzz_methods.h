@@ -169,6 +169,34 @@ inline std::vector<Method> All() {
     o.OV_SR512_ReadMulti(1, 0, 2, &len, b.get());
   });
   add("OV_SR512_WriteMulti", [](Orvex& o) { Out d = In(8); o.OV_SR512_WriteMulti(1, 0, 2, 8, d.get()); });
+
+  // ---- MIFARE Plus ----
+  add("OV_MFP_L0_WritePerso", [](Orvex& o) { Out d = In(16); o.OV_MFP_L0_WritePerso(1, 0x9000, d.get()); });
+  add("OV_MFP_L0_CommitPerso", [](Orvex& o) { o.OV_MFP_L0_CommitPerso(1); });
+  add("OV_MFP_SwitchToLevel", [](Orvex& o) { Out k = In(16); o.OV_MFP_SwitchToLevel(1, 3, k.get()); });
+  add("OV_MFP_L3_Authorization", [](Orvex& o) { Out k = In(16); o.OV_MFP_L3_Authorization(1, 0x60, 4, k.get()); });
+  add("OV_MFP_L3_Read", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_MFP_L3_Read(1, 4, 2, &len, b.get());
+  });
+  add("OV_MFP_L3_Write", [](Orvex& o) { Out d = In(32); o.OV_MFP_L3_Write(1, 4, 2, d.get()); });
+  add("OV_MFP_L3_Purse_Initial", [](Orvex& o) { o.OV_MFP_L3_Purse_Initial(1, 5, 100); });
+  add("OV_MFP_L3_Purse_Read", [](Orvex& o) {
+    int value = 0;
+    o.OV_MFP_L3_Purse_Read(1, 5, &value);
+  });
+  add("OV_MFP_L3_Purse_Charge", [](Orvex& o) { o.OV_MFP_L3_Purse_Charge(1, 5, 10); });
+  add("OV_MFP_L3_Purse_Decrease", [](Orvex& o) { o.OV_MFP_L3_Purse_Decrease(1, 5, 10); });
+  add("OV_MFP_L3_Purse_Backup", [](Orvex& o) { o.OV_MFP_L3_Purse_Backup(1, 5, 6); });
+  add("OV_MFP_Authorization_First", [](Orvex& o) { Out k = In(16); o.OV_MFP_Authorization_First(1, 0x4000, k.get()); });
+  add("OV_MFP_Authorization_Follow", [](Orvex& o) { Out k = In(16); o.OV_MFP_Authorization_Follow(1, 0x4000, k.get()); });
+  add("OV_MFP_CommonRead", [](Orvex& o) {
+    Out b(kAll);
+    int len = 0;
+    o.OV_MFP_CommonRead(1, 0x4004, 2, &len, b.get());
+  });
+  add("OV_MFP_CommonWrite", [](Orvex& o) { Out d = In(32); o.OV_MFP_CommonWrite(1, 0x4004, 2, d.get()); });
   return m;
 }
 
