@@ -197,6 +197,41 @@ inline std::vector<Method> All() {
     o.OV_MFP_CommonRead(1, 0x4004, 2, &len, b.get());
   });
   add("OV_MFP_CommonWrite", [](Orvex& o) { Out d = In(32); o.OV_MFP_CommonWrite(1, 0x4004, 2, d.get()); });
+
+  // ---- Topaz ----
+  add("OV_TOPAZ_ReadUID", [](Orvex& o) {
+    Out h0(1), h1(1), b(kAll);
+    int len = 0;
+    o.OV_TOPAZ_ReadUID(1, h0.get(), h1.get(), &len, b.get());
+  });
+  add("OV_TOPAZ_ReadAll", [](Orvex& o) {
+    Out u = In(4), b(kAll);
+    int len = 0;
+    o.OV_TOPAZ_ReadAll(1, u.get(), &len, b.get());
+  });
+  add("OV_TOPAZ_ReadByte", [](Orvex& o) { Out u = In(4), b(1); o.OV_TOPAZ_ReadByte(1, u.get(), 1, 2, b.get()); });
+  add("OV_TOPAZ_WriteByteAfterErase", [](Orvex& o) {
+    Out u = In(4), b(1);
+    o.OV_TOPAZ_WriteByteAfterErase(1, u.get(), 1, 2, 0x55, b.get());
+  });
+  add("OV_TOPAZ_WriteByteWithoutErase", [](Orvex& o) {
+    Out u = In(4), b(1);
+    o.OV_TOPAZ_WriteByteWithoutErase(1, u.get(), 1, 2, 0x55, b.get());
+  });
+  add("OV_TOPAZ_ReadSegment", [](Orvex& o) {
+    Out u = In(4), b(kAll);
+    int len = 0;
+    o.OV_TOPAZ_ReadSegment(1, u.get(), 1, &len, b.get());
+  });
+  add("OV_TOPAZ_ReadBlock", [](Orvex& o) { Out u = In(4), b(8); o.OV_TOPAZ_ReadBlock(1, u.get(), 1, b.get()); });
+  add("OV_TOPAZ_WriteBlockAfterErase", [](Orvex& o) {
+    Out u = In(4), d = In(8), b(8);
+    o.OV_TOPAZ_WriteBlockAfterErase(1, u.get(), 1, d.get(), b.get());
+  });
+  add("OV_TOPAZ_WriteBlockWithoutErase", [](Orvex& o) {
+    Out u = In(4), d = In(8), b(8);
+    o.OV_TOPAZ_WriteBlockWithoutErase(1, u.get(), 1, d.get(), b.get());
+  });
   return m;
 }
 

@@ -466,6 +466,65 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: Topaz ---- */
 
+  /* ==================================================================== */
+  /* Topaz                                                                 */
+  /* ==================================================================== */
+  /* Topaz (NFC Forum Type 1) tags. UID is the tag's 4-byte UID, sent as it
+   * stands. A byte address is BlockID x 8 + the low three bits of ByteAddr,
+   * one byte. Outputs described as "the response" receive the tag's bytes
+   * as they come (at most ORVEX_MAX_ANSWER). Unless a method says
+   * otherwise: 1 done, -1 link failure, -3 the reader refused or the tag did
+   * not answer, -2 the tag's response names another address than the one
+   * sent. Nothing is written on failure. */
+
+  /** Reads the tag's identification (RID). HR0 and HR1 receive the header
+   *  ROM bytes (1 byte each), pDataRet the rest of the response (the UID
+   *  part), DataLenRet its length (the response length less 2). */
+  int OV_TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet,
+                       unsigned char* pDataRet);
+
+  /** Reads all memory (RALL): pDataRet receives the response after its two
+   *  header ROM bytes (usually 120 bytes), DataLenRet that length. */
+  int OV_TOPAZ_ReadAll(int ReaderID, unsigned char* UID, int* DataLenRet, unsigned char* pDataRet);
+
+  /** Reads one byte (READ). When the tag's response is exactly 2 bytes, its
+   *  first must be the address sent (else -2) and pDataRet[0] receives the
+   *  byte; a response of another length returns 1 and writes nothing. */
+  int OV_TOPAZ_ReadByte(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char ByteAddr,
+                        unsigned char* pDataRet);
+
+  /** Erases and writes one byte (WRITE-E); the byte read back goes to
+   *  pDataRet[0] under the rules of OV_TOPAZ_ReadByte. */
+  int OV_TOPAZ_WriteByteAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                   unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet);
+
+  /** Writes one byte without erasing (WRITE-NE), as
+   *  OV_TOPAZ_WriteByteAfterErase. */
+  int OV_TOPAZ_WriteByteWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                     unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet);
+
+  /** Reads segment Segment (RSEG; 0 to 3, only the low two bits count).
+   *  The response's first byte must be the segment address sent (else -2);
+   *  pDataRet receives the rest (128 bytes on a segment), DataLenRet its
+   *  length. */
+  int OV_TOPAZ_ReadSegment(int ReaderID, unsigned char* UID, unsigned char Segment, int* DataLenRet,
+                           unsigned char* pDataRet);
+
+  /** Reads 8-byte block BlockID (READ8). The response's first byte must be
+   *  BlockID (else -2); pDataRet receives the next 8 bytes (always 8; zeros
+   *  where the response is shorter). */
+  int OV_TOPAZ_ReadBlock(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char* pDataRet);
+
+  /** Erases and writes the 8 bytes of DataWrite to block BlockID (WRITE-E8);
+   *  the 8 bytes read back go to pDataRet as in OV_TOPAZ_ReadBlock. */
+  int OV_TOPAZ_WriteBlockAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                    unsigned char* DataWrite, unsigned char* pDataRet);
+
+  /** Writes the 8 bytes of DataWrite to block BlockID without erasing
+   *  (WRITE-NE8), as OV_TOPAZ_WriteBlockAfterErase. */
+  int OV_TOPAZ_WriteBlockWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                      unsigned char* DataWrite, unsigned char* pDataRet);
+
   /* ---- ORVEX-GROUP: NTAG ---- */
 
   /* ---- ORVEX-GROUP: SLE4442 ---- */

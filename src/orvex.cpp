@@ -6,6 +6,7 @@
 #include "cards/untISO14443B.h"
 #include "cards/untISO15693.h"
 #include "cards/untMifarePlus.h"
+#include "cards/untTopAZ.h"
 #include "link/untFunction.h"
 #include "reader/untReader.h"
 
@@ -260,6 +261,41 @@ int Orvex::OV_MFP_CommonWrite(int ReaderID, int BlockID, int BlockNums, unsigned
 // ---- ORVEX-GROUP: FeliCa and ID-card number ----
 
 // ---- ORVEX-GROUP: Topaz ----
+int Orvex::OV_TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet,
+                            unsigned char* pDataRet) {
+  return TOPAZ_ReadUID(ReaderID, HR0, HR1, DataLenRet, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadAll(int ReaderID, unsigned char* UID, int* DataLenRet, unsigned char* pDataRet) {
+  return TOPAZ_ReadAll(ReaderID, UID, DataLenRet, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadByte(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char ByteAddr,
+                             unsigned char* pDataRet) {
+  return TOPAZ_ReadByte(ReaderID, UID, BlockID, ByteAddr, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteByteAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                        unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet) {
+  return TOPAZ_WriteByteAfterErase(ReaderID, UID, BlockID, ByteAddr, DataWrite, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteByteWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                          unsigned char ByteAddr, unsigned char DataWrite,
+                                          unsigned char* pDataRet) {
+  return TOPAZ_WriteByteWithoutErase(ReaderID, UID, BlockID, ByteAddr, DataWrite, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadSegment(int ReaderID, unsigned char* UID, unsigned char Segment, int* DataLenRet,
+                                unsigned char* pDataRet) {
+  return TOPAZ_ReadSegment(ReaderID, UID, Segment, DataLenRet, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadBlock(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char* pDataRet) {
+  return TOPAZ_ReadBlock(ReaderID, UID, BlockID, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteBlockAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                         unsigned char* DataWrite, unsigned char* pDataRet) {
+  return TOPAZ_WriteBlockAfterErase(ReaderID, UID, BlockID, DataWrite, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteBlockWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                           unsigned char* DataWrite, unsigned char* pDataRet) {
+  return TOPAZ_WriteBlockWithoutErase(ReaderID, UID, BlockID, DataWrite, pDataRet);
+}
 
 // ---- ORVEX-GROUP: NTAG ----
 
