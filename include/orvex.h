@@ -685,9 +685,139 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: MIFARE Plus ---- */
 
+  /* ==================================================================== */
+  /* MIFARE Plus                                                           */
+  /* ==================================================================== */
+  /* Select the card first with the ISO 14443-A methods. Blocks are 16
+   * bytes; AES keys are 16 bytes. Addresses of the level 0 write, the AES
+   * authentications and the common read and write go out as 2 bytes, high
+   * byte first; the L3 methods send a one-byte block number (the low byte).
+   * Amounts are signed 32-bit, least significant byte first. Unless a
+   * method says otherwise: 1 done, -1 link failure, -3 the reader refused
+   * (no card, authentication failed, wrong security level). Nothing is
+   * written on failure. */
+
+  /** Security level 0: writes the 16 bytes of pData (configuration or AES
+   *  key) to card address Address. */
+  int OV_MFP_L0_WritePerso(int ReaderID, int Address, unsigned char* pData);
+
+  /** Security level 0: commits the personalisation written so far. */
+  int OV_MFP_L0_CommitPerso(int ReaderID);
+
+  /** Switches the card to security level DesLevel (one byte) with the
+   *  16-byte SwitchKey. */
+  int OV_MFP_SwitchToLevel(int ReaderID, int DesLevel, unsigned char* SwitchKey);
+
+  /** L3 authentication of block BlockID with the 16-byte Key. KeyMode takes
+   *  the MIFARE codes: 0x61 selects key B; any other value key A. The reader
+   *  gets 500 ms. */
+  int OV_MFP_L3_Authorization(int ReaderID, int KeyMode, int BlockID, unsigned char* Key);
+
+  /** Reads BlockNums blocks from StartBlock; the reader gets BlockNums x
+   *  100 ms. pData receives the whole answer (16 x BlockNums bytes, at most
+   *  ORVEX_MAX_ANSWER), DataLen its length. */
+  int OV_MFP_L3_Read(int ReaderID, int StartBlock, int BlockNums, int* DataLen, unsigned char* pData);
+
+  /** Writes 16 x BlockNums bytes of pData to BlockNums blocks from
+   *  StartBlock; the reader gets BlockNums x 100 ms. More than one command
+   *  can carry fails with -1 before anything is sent. */
+  int OV_MFP_L3_Write(int ReaderID, int StartBlock, int BlockNums, unsigned char* pData);
+
+  /** Makes block BlockID a value block holding InitialValue. */
+  int OV_MFP_L3_Purse_Initial(int ReaderID, int BlockID, int InitialValue);
+
+  /** Reads the value of block BlockID into Value. */
+  int OV_MFP_L3_Purse_Read(int ReaderID, int BlockID, int* Value);
+
+  /** Adds Value to the value of block BlockID. */
+  int OV_MFP_L3_Purse_Charge(int ReaderID, int BlockID, int Value);
+
+  /** Subtracts Value from the value of block BlockID. */
+  int OV_MFP_L3_Purse_Decrease(int ReaderID, int BlockID, int Value);
+
+  /** Copies the value of block BlockID to block DesBlockID. */
+  int OV_MFP_L3_Purse_Backup(int ReaderID, int BlockID, int DesBlockID);
+
+  /** First AES authentication on a selected card, with the 16-byte AESKey
+   *  for key address AESKeyAddr. The reader gets 500 ms. */
+  int OV_MFP_Authorization_First(int ReaderID, int AESKeyAddr, unsigned char* AESKey);
+
+  /** Each further AES authentication while the card stays authenticated.
+   *  The reader gets 500 ms. */
+  int OV_MFP_Authorization_Follow(int ReaderID, int AESKeyAddr, unsigned char* AESKey);
+
+  /** Reads BlockNums blocks from block address BlockID; the reader gets
+   *  BlockNums x 100 ms. pData receives the whole answer (16 x BlockNums
+   *  bytes, at most ORVEX_MAX_ANSWER), DataLen its length. */
+  int OV_MFP_CommonRead(int ReaderID, int BlockID, int BlockNums, int* DataLen, unsigned char* pData);
+
+  /** Writes 16 x BlockNums bytes of pData to BlockNums blocks from block
+   *  address BlockID; the reader gets BlockNums x 100 ms. More than one
+   *  command can carry fails with -1 before anything is sent. */
+  int OV_MFP_CommonWrite(int ReaderID, int BlockID, int BlockNums, unsigned char* pData);
+
   /* ---- ORVEX-GROUP: FeliCa and ID-card number ---- */
 
   /* ---- ORVEX-GROUP: Topaz ---- */
+
+  /* ==================================================================== */
+  /* Topaz                                                                 */
+  /* ==================================================================== */
+  /* Topaz (NFC Forum Type 1) tags. UID is the tag's 4-byte UID, sent as it
+   * stands. A byte address is BlockID x 8 + the low three bits of ByteAddr,
+   * one byte. Outputs described as "the response" receive the tag's bytes
+   * as they come (at most ORVEX_MAX_ANSWER). Unless a method says
+   * otherwise: 1 done, -1 link failure, -3 the reader refused or the tag did
+   * not answer, -2 the tag's response names another address than the one
+   * sent. Nothing is written on failure. */
+
+  /** Reads the tag's identification (RID). HR0 and HR1 receive the header
+   *  ROM bytes (1 byte each), pDataRet the rest of the response (the UID
+   *  part), DataLenRet its length (the response length less 2). */
+  int OV_TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet,
+                       unsigned char* pDataRet);
+
+  /** Reads all memory (RALL): pDataRet receives the response after its two
+   *  header ROM bytes (usually 120 bytes), DataLenRet that length. */
+  int OV_TOPAZ_ReadAll(int ReaderID, unsigned char* UID, int* DataLenRet, unsigned char* pDataRet);
+
+  /** Reads one byte (READ). When the tag's response is exactly 2 bytes, its
+   *  first must be the address sent (else -2) and pDataRet[0] receives the
+   *  byte; a response of another length returns 1 and writes nothing. */
+  int OV_TOPAZ_ReadByte(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char ByteAddr,
+                        unsigned char* pDataRet);
+
+  /** Erases and writes one byte (WRITE-E); the byte read back goes to
+   *  pDataRet[0] under the rules of OV_TOPAZ_ReadByte. */
+  int OV_TOPAZ_WriteByteAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                   unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet);
+
+  /** Writes one byte without erasing (WRITE-NE), as
+   *  OV_TOPAZ_WriteByteAfterErase. */
+  int OV_TOPAZ_WriteByteWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                     unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet);
+
+  /** Reads segment Segment (RSEG; 0 to 3, only the low two bits count).
+   *  The response's first byte must be the segment address sent (else -2);
+   *  pDataRet receives the rest (128 bytes on a segment), DataLenRet its
+   *  length. */
+  int OV_TOPAZ_ReadSegment(int ReaderID, unsigned char* UID, unsigned char Segment, int* DataLenRet,
+                           unsigned char* pDataRet);
+
+  /** Reads 8-byte block BlockID (READ8). The response's first byte must be
+   *  BlockID (else -2); pDataRet receives the next 8 bytes (always 8; zeros
+   *  where the response is shorter). */
+  int OV_TOPAZ_ReadBlock(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char* pDataRet);
+
+  /** Erases and writes the 8 bytes of DataWrite to block BlockID (WRITE-E8);
+   *  the 8 bytes read back go to pDataRet as in OV_TOPAZ_ReadBlock. */
+  int OV_TOPAZ_WriteBlockAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                    unsigned char* DataWrite, unsigned char* pDataRet);
+
+  /** Writes the 8 bytes of DataWrite to block BlockID without erasing
+   *  (WRITE-NE8), as OV_TOPAZ_WriteBlockAfterErase. */
+  int OV_TOPAZ_WriteBlockWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                      unsigned char* DataWrite, unsigned char* pDataRet);
 
   /* ---- ORVEX-GROUP: NTAG ---- */
 
@@ -1310,5 +1440,24 @@ ORVEX_API int NFC_Read(int ReaderID, unsigned char KeyMode, unsigned char* Key, 
 ORVEX_API int OV_FM_Select(int ReaderID, unsigned char FileMode, unsigned char LenOfFileIDName,
                            unsigned char* FileIDName, unsigned char NextFile,
                            unsigned char* LenOfFCI, unsigned char* FCI, unsigned short* ExeStatus);
+/* MIFARE Plus commands, as the OV_MFP_ methods of the same meaning:
+ * MPlus_L0_Write_ is OV_MFP_L0_WritePerso, MPlus_L0_To_L13_
+ * OV_MFP_L0_CommitPerso, MPlus_L0_To_L23_ OV_MFP_SwitchToLevel, and every
+ * other MPlus_<name>_ is OV_MFP_<name>. */
+ORVEX_API int MPlus_L0_Write_(int ReaderID, int BlockID, unsigned char* pData);
+ORVEX_API int MPlus_L0_To_L13_(int ReaderID);
+ORVEX_API int MPlus_L0_To_L23_(int ReaderID, int DesLevel, unsigned char* SwitchKey);
+ORVEX_API int MPlus_L3_Authorization_(int ReaderID, int KeyMode, int BlockID, unsigned char* Key);
+ORVEX_API int MPlus_L3_Read_(int ReaderID, int StartBlock, int BlockNums, int* DataLen, unsigned char* pData);
+ORVEX_API int MPlus_L3_Write_(int ReaderID, int StartBlock, int BlockNums, unsigned char* pData);
+ORVEX_API int MPlus_L3_Purse_Initial_(int ReaderID, int BlockID, int InitialValue);
+ORVEX_API int MPlus_L3_Purse_Read_(int ReaderID, int BlockID, int* Value);
+ORVEX_API int MPlus_L3_Purse_Charge_(int ReaderID, int BlockID, int Value);
+ORVEX_API int MPlus_L3_Purse_Decrease_(int ReaderID, int BlockID, int Value);
+ORVEX_API int MPlus_L3_Purse_Backup_(int ReaderID, int BlockID, int DesBlockID);
+ORVEX_API int MPlus_Authorization_First_(int ReaderID, int AESKeyAddr, unsigned char* AESKey);
+ORVEX_API int MPlus_Authorization_Follow_(int ReaderID, int AESKeyAddr, unsigned char* AESKey);
+ORVEX_API int MPlus_CommonRead_(int ReaderID, int BlockID, int BlockNums, int* DataLen, unsigned char* pData);
+ORVEX_API int MPlus_CommonWrite_(int ReaderID, int BlockID, int BlockNums, unsigned char* pData);
 
 #endif /* ORVEX_H */

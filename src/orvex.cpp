@@ -10,6 +10,8 @@
 #include "cards/untSAM.h"
 #include "cards/untISO14443B.h"
 #include "cards/untISO15693.h"
+#include "cards/untMifarePlus.h"
+#include "cards/untTopAZ.h"
 #include "link/untFunction.h"
 #include "ndef/untNDEFRW.h"
 #include "reader/untReader.h"
@@ -422,10 +424,88 @@ int Orvex::OV_SAM_COS(int ReaderID, int SAMIndex, int LenCOS, unsigned char* Com
 }
 
 // ---- ORVEX-GROUP: MIFARE Plus ----
+int Orvex::OV_MFP_L0_WritePerso(int ReaderID, int Address, unsigned char* pData) {
+  return MPlus_L0_Write_(ReaderID, Address, pData);
+}
+int Orvex::OV_MFP_L0_CommitPerso(int ReaderID) { return MPlus_L0_To_L13_(ReaderID); }
+int Orvex::OV_MFP_SwitchToLevel(int ReaderID, int DesLevel, unsigned char* SwitchKey) {
+  return MPlus_L0_To_L23_(ReaderID, DesLevel, SwitchKey);
+}
+int Orvex::OV_MFP_L3_Authorization(int ReaderID, int KeyMode, int BlockID, unsigned char* Key) {
+  return MPlus_L3_Authorization_(ReaderID, KeyMode, BlockID, Key);
+}
+int Orvex::OV_MFP_L3_Read(int ReaderID, int StartBlock, int BlockNums, int* DataLen, unsigned char* pData) {
+  return MPlus_L3_Read_(ReaderID, StartBlock, BlockNums, DataLen, pData);
+}
+int Orvex::OV_MFP_L3_Write(int ReaderID, int StartBlock, int BlockNums, unsigned char* pData) {
+  return MPlus_L3_Write_(ReaderID, StartBlock, BlockNums, pData);
+}
+int Orvex::OV_MFP_L3_Purse_Initial(int ReaderID, int BlockID, int InitialValue) {
+  return MPlus_L3_Purse_Initial_(ReaderID, BlockID, InitialValue);
+}
+int Orvex::OV_MFP_L3_Purse_Read(int ReaderID, int BlockID, int* Value) {
+  return MPlus_L3_Purse_Read_(ReaderID, BlockID, Value);
+}
+int Orvex::OV_MFP_L3_Purse_Charge(int ReaderID, int BlockID, int Value) {
+  return MPlus_L3_Purse_Charge_(ReaderID, BlockID, Value);
+}
+int Orvex::OV_MFP_L3_Purse_Decrease(int ReaderID, int BlockID, int Value) {
+  return MPlus_L3_Purse_Decrease_(ReaderID, BlockID, Value);
+}
+int Orvex::OV_MFP_L3_Purse_Backup(int ReaderID, int BlockID, int DesBlockID) {
+  return MPlus_L3_Purse_Backup_(ReaderID, BlockID, DesBlockID);
+}
+int Orvex::OV_MFP_Authorization_First(int ReaderID, int AESKeyAddr, unsigned char* AESKey) {
+  return MPlus_Authorization_First_(ReaderID, AESKeyAddr, AESKey);
+}
+int Orvex::OV_MFP_Authorization_Follow(int ReaderID, int AESKeyAddr, unsigned char* AESKey) {
+  return MPlus_Authorization_Follow_(ReaderID, AESKeyAddr, AESKey);
+}
+int Orvex::OV_MFP_CommonRead(int ReaderID, int BlockID, int BlockNums, int* DataLen, unsigned char* pData) {
+  return MPlus_CommonRead_(ReaderID, BlockID, BlockNums, DataLen, pData);
+}
+int Orvex::OV_MFP_CommonWrite(int ReaderID, int BlockID, int BlockNums, unsigned char* pData) {
+  return MPlus_CommonWrite_(ReaderID, BlockID, BlockNums, pData);
+}
 
 // ---- ORVEX-GROUP: FeliCa and ID-card number ----
 
 // ---- ORVEX-GROUP: Topaz ----
+int Orvex::OV_TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet,
+                            unsigned char* pDataRet) {
+  return TOPAZ_ReadUID(ReaderID, HR0, HR1, DataLenRet, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadAll(int ReaderID, unsigned char* UID, int* DataLenRet, unsigned char* pDataRet) {
+  return TOPAZ_ReadAll(ReaderID, UID, DataLenRet, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadByte(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char ByteAddr,
+                             unsigned char* pDataRet) {
+  return TOPAZ_ReadByte(ReaderID, UID, BlockID, ByteAddr, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteByteAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                        unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet) {
+  return TOPAZ_WriteByteAfterErase(ReaderID, UID, BlockID, ByteAddr, DataWrite, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteByteWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                          unsigned char ByteAddr, unsigned char DataWrite,
+                                          unsigned char* pDataRet) {
+  return TOPAZ_WriteByteWithoutErase(ReaderID, UID, BlockID, ByteAddr, DataWrite, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadSegment(int ReaderID, unsigned char* UID, unsigned char Segment, int* DataLenRet,
+                                unsigned char* pDataRet) {
+  return TOPAZ_ReadSegment(ReaderID, UID, Segment, DataLenRet, pDataRet);
+}
+int Orvex::OV_TOPAZ_ReadBlock(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char* pDataRet) {
+  return TOPAZ_ReadBlock(ReaderID, UID, BlockID, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteBlockAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                         unsigned char* DataWrite, unsigned char* pDataRet) {
+  return TOPAZ_WriteBlockAfterErase(ReaderID, UID, BlockID, DataWrite, pDataRet);
+}
+int Orvex::OV_TOPAZ_WriteBlockWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
+                                           unsigned char* DataWrite, unsigned char* pDataRet) {
+  return TOPAZ_WriteBlockWithoutErase(ReaderID, UID, BlockID, DataWrite, pDataRet);
+}
 
 // ---- ORVEX-GROUP: NTAG ----
 int Orvex::OV_NTag_GetVersion(int ReaderID, unsigned char* pData) { return NTAG_GetVersion(ReaderID, pData); }
