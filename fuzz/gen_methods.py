@@ -30,7 +30,12 @@ WIDTH = {
 # One-byte outputs (unsigned char* that receive a single value).
 ONE_BYTE = {"LenSNO", "SAK", "CardMem", "SNLen", "Enable", "Line", "Column", "Font", "config",
             "timespan", "width", "height", "line", "column", "len", "ChipID", "LockByte",
-            "PLen", "LenOfFCI", "Status"}
+            "PLen", "LenOfFCI", "Status", "uri"}
+# Methods that need state first: the NDEF message buffer with a record.
+PRELUDE = {
+    "OV_NDEF_Save": 'o.OV_NDEF_Initial(); unsigned char t[] = "hi"; o.OV_NDEF_AddRecord(0, 2, t);',
+    "OV_NDEF_Read": "o.OV_NDEF_Initial();",
+}
 # Inputs: sizes of what the method reads.
 INPUT_SIZE = {"Key": "24", "pkey": "8", "pKey": "24", "in": "8", "pInData": "8", "pIV": "8",
               "LEDText": None}
@@ -75,7 +80,8 @@ def entry(name, params):
             args.append("true")
         else:
             args.append(INT_VALUE.get(pname, "1"))
-    body = " ".join(setup + [f"o.{name}({', '.join(args)});"])
+    body = " ".join(([PRELUDE[name]] if name in PRELUDE else []) + setup +
+                    [f"o.{name}({', '.join(args)});"])
     return f'  add("{name}", [](Orvex& o) {{ {body} }});'
 
 

@@ -428,7 +428,220 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: ISO 14443-B and memory tags ---- */
 
+  /* ==================================================================== */
+  /* ISO 14443-B and memory tags                                           */
+  /* ==================================================================== */
+  /* Block numbers and block counts are sent as their low byte. Outputs
+   * described as "the whole answer" receive every answer byte (at most
+   * ORVEX_MAX_ANSWER). Unless a method says otherwise: 1 done, -1 link
+   * failure, -3 the reader refused (no card, wrong key, locked block).
+   * Nothing is written on failure. */
+
+  /** Requests an ISO 14443-B card: Mode and the 4 ATTRIB parameter bytes of
+   *  Attrib go to the reader as they stand. pData receives the whole answer,
+   *  rtLen its length. The reader gets 400 ms to answer. */
+  int OV_TypeB_Request(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen,
+                       unsigned char* pData);
+
+  /** The same command as OV_TypeB_Request, with the same parameters. */
+  int OV_TypeB_ResetEx(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen,
+                       unsigned char* pData);
+
+  /** Resets an ISO 14443-B card. The reader receives 1 when Mode is 0x53
+   *  ('S') and 0 for any other Mode. pData receives the whole answer, rtLen
+   *  its length. The reader gets 400 ms to answer. */
+  int OV_TypeB_Reset(int ReaderID, unsigned char Mode, int* rtLen, unsigned char* pData);
+
+  /** Sends the LenCOS-byte command APDU Com_COS to the activated type B CPU
+   *  card, through the same reader command as OV_TypeA_COS. pData receives
+   *  the response APDU, data then SW1 SW2 (at most ORVEX_MAX_ANSWER bytes),
+   *  rtLen its length. 1 whatever SW1 SW2 say. */
+  int OV_TypeB_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen, unsigned char* pData);
+
+  /** Puts the card with the 4-byte PUPI to sleep (HLTB). */
+  int OV_TypeB_Halt(int ReaderID, unsigned char* PUPI);
+
+  /** Checks the 8-byte Key of an AT88RF020. The reader gets 300 ms. */
+  int OV_AT88RF020_Check(int ReaderID, unsigned char* Key);
+
+  /** Reads AT88RF020 block BlockID: pData receives the whole answer (the
+   *  8-byte block). */
+  int OV_AT88RF020_Read(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Writes the 8 bytes of pData to AT88RF020 block BlockID. */
+  int OV_AT88RF020_Write(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Sends the 4 bytes of LockByte to lock AT88RF020 blocks. */
+  int OV_AT88RF020_Lock(int ReaderID, unsigned char* LockByte);
+
+  /** Sends the 6-byte Signature with the AT88RF020 count command. */
+  int OV_AT88RF020_Count(int ReaderID, unsigned char* Signature);
+
+  /** Deselects the AT88RF020. */
+  int OV_AT88RF020_DeSel(int ReaderID);
+
+  /** Reads BlockNums AT88RF020 blocks from BlockID; the reader gets
+   *  BlockNums x 100 ms. LenData receives the answer length n (its leading
+   *  byte included) and pData n bytes from the answer's second byte on, the
+   *  last of them a zero (pData must hold 8 x BlockNums + 1 bytes, at most
+   *  ORVEX_MAX_ANSWER). Result when done: the leading answer byte (0 to 255;
+   *  0 is a success too); -1; -3. */
+  int OV_AT88RF020_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData);
+
+  /** Writes the LenData bytes of pData to BlockNums AT88RF020 blocks from
+   *  BlockID; the reader gets BlockNums x 100 ms. Result when done: the
+   *  leading answer byte (0 to 255; 0 is a success too); -1; -3. */
+  int OV_AT88RF020_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData);
+
+  /** Activates an ST memory tag (SR176, SR512, SRIX4K). ChipID receives the
+   *  tag's chip id (1 byte). */
+  int OV_ST_Active(int ReaderID, unsigned char* ChipID);
+
+  /** Deactivates the ST tag. */
+  int OV_ST_DeActive(int ReaderID);
+
+  /** Reads the SR176's 8-byte identifier from its blocks 3, 2, 1 and 0, in
+   *  that order, into UID (8 bytes, highest block first). Stops at the first
+   *  failing read and returns its result; the blocks read before it stay in
+   *  UID. A block answer that would run past the 8 bytes of UID fails with
+   *  -1. */
+  int OV_SR176_GetUID(int ReaderID, unsigned char* UID);
+
+  /** Reads SR176 block BlockID: pData receives the whole answer (the 2-byte
+   *  block). */
+  int OV_SR176_Read(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Writes the 2 bytes of pData to SR176 block BlockID. */
+  int OV_SR176_Write(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Writes the SR176 lock byte. */
+  int OV_SR176_Lock(int ReaderID, unsigned char LockByte);
+
+  /** Reads the SR176 lock byte into LockByte (1 byte). */
+  int OV_SR176_LockStatus(int ReaderID, unsigned char* LockByte);
+
+  /** Reads BlockNums SR176 blocks from BlockID; the reader gets BlockNums x
+   *  100 ms. LenData receives the number of data bytes (the answer length
+   *  less its leading byte) and pData those bytes (2 x BlockNums). Result
+   *  when done: the leading answer byte (0 to 255; 0 is a success too). */
+  int OV_SR176_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData);
+
+  /** Writes the LenData bytes of pData to BlockNums SR176 blocks from
+   *  BlockID; the reader gets BlockNums x 100 ms. Result when done: the
+   *  leading answer byte (0 to 255). */
+  int OV_SR176_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData);
+
+  /** Reads SR512 / SRIX4K block BlockID: pData receives the whole answer
+   *  (the 4-byte block). */
+  int OV_SR512_Read(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Writes the 4 bytes of pData to SR512 / SRIX4K block BlockID. */
+  int OV_SR512_Write(int ReaderID, int BlockID, unsigned char* pData);
+
+  /** Authenticates an SRIX4K with the 6-byte Key. Signature receives the
+   *  whole answer (the tag's signature). */
+  int OV_SRIX4K_Check(int ReaderID, unsigned char* Key, unsigned char* Signature);
+
+  /** Reads the SR512 / SRIX4K identifier: UID receives the whole answer
+   *  (8 bytes on these tags). */
+  int OV_SR512_GetUID(int ReaderID, unsigned char* UID);
+
+  /** Locks SR512 / SRIX4K blocks. The reader receives two flags: 1 when the
+   *  high byte of LockByte is non-zero, then 1 when LockByte is non-zero
+   *  (0 otherwise). */
+  int OV_SR512_Lock(int ReaderID, unsigned short LockByte);
+
+  /** Reads the SR512 / SRIX4K lock bits from block 255: LockByte receives
+   *  the block's first byte plus its second byte x 256. An answer longer
+   *  than the 4-byte block fails with -1. */
+  int OV_SR512_LockStatus(int ReaderID, unsigned short* LockByte);
+
+  /** Reads BlockNums SR512 / SRIX4K blocks from BlockID, as
+   *  OV_SR176_ReadMulti (pData receives 4 x BlockNums bytes). */
+  int OV_SR512_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData);
+
+  /** Writes the LenData bytes of pData to BlockNums SR512 / SRIX4K blocks
+   *  from BlockID, as OV_SR176_WriteMulti. */
+  int OV_SR512_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData);
+
   /* ---- ORVEX-GROUP: ISO 15693 ---- */
+
+  /* ==================================================================== */
+  /* ISO 15693                                                             */
+  /* ==================================================================== */
+  /* PUID is the tag's 8-byte UID, sent as it stands in the buffer. Model is
+   * the request's addressing mode, one byte the reader interprets. PLen
+   * receives an answer length cut to one byte; PData all answer bytes (at
+   * most ORVEX_MAX_ANSWER). Unless a method says otherwise: 1 done, -1 link
+   * failure, -3 the reader refused (no tag, tag error). Nothing is written on
+   * failure. */
+
+  /** Inventory of the tags in the field: PData receives the reader's tag
+   *  records as they come, PLen their length. */
+  int OV_ISO15693_Inventory(int ReaderID, unsigned char* PData, unsigned char* PLen);
+
+  /** Puts the tag PUID into the quiet state. */
+  int OV_ISO15693_Stay_Quiet(int ReaderID, unsigned char* PUID);
+
+  /** Selects the tag PUID. Model is accepted and not sent: the request is
+   *  the UID alone. */
+  int OV_ISO15693_Select(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Returns the tag PUID to the ready state. */
+  int OV_ISO15693_Reset_To_Ready(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Reads BlockNums blocks from StartBlockID: PData receives the answer
+   *  (block bytes as the reader gives them), PLen its length. The reader
+   *  gets 200 ms to answer. */
+  int OV_ISO15693_Read(int ReaderID, unsigned char Model, unsigned char* PUID,
+                       unsigned char StartBlockID, unsigned char BlockNums, unsigned char* PData,
+                       unsigned char* PLen);
+
+  /** Writes the DataLen bytes of PData to block BlockID (the reader takes
+   *  the length from the request). The reader gets 400 ms to answer. */
+  int OV_ISO15693_Write(int ReaderID, unsigned char Model, unsigned char* PUID, unsigned char BlockID,
+                        unsigned char DataLen, unsigned char* PData);
+
+  /** Locks block BlockID for good. */
+  int OV_ISO15693_Lock_Block(int ReaderID, unsigned char Model, unsigned char* PUID,
+                             unsigned char BlockID);
+
+  /** Writes the tag's AFI. */
+  int OV_ISO15693_Write_AFI(int ReaderID, unsigned char Model, unsigned char* PUID, unsigned char AFI);
+
+  /** Locks the tag's AFI. */
+  int OV_ISO15693_Lock_AFI(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Writes the tag's DSFID. */
+  int OV_ISO15693_Write_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID,
+                              unsigned char DSFID);
+
+  /** Locks the tag's DSFID. */
+  int OV_ISO15693_Lock_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID);
+
+  /** Reads the tag's system information: PData receives it as the reader
+   *  gives it, PLen its length. */
+  int OV_ISO15693_Get_System_Information(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                         unsigned char* PData, unsigned char* PLen);
+
+  /** Reads the security status of BlockNums blocks from StartBlockID into
+   *  PData, its length into PLen. The reader gets 100 ms, not the 200 ms of
+   *  a read. */
+  int OV_ISO15693_Get_Block_Security(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                     unsigned char StartBlockID, unsigned char BlockNums,
+                                     unsigned char* PData, unsigned char* PLen);
+
+  /** Inventory of several tags, restricted to application family AFI when
+   *  AFIEnable says so (one byte the reader interprets). PData receives the
+   *  tag records, PLen their length. */
+  int OV_ISO15693_Multi_Inventory(int ReaderID, unsigned char AFIEnable, unsigned char AFI,
+                                  unsigned char* PData, unsigned char* PLen);
+
+  /** Writes the DataLen bytes of PData to BlockNums blocks from BlockID. The
+   *  reader gets 400 ms to answer. */
+  int OV_ISO15693_MultiWrite(int ReaderID, unsigned char Model, unsigned char* PUID,
+                             unsigned char BlockID, unsigned char BlockNums, unsigned char DataLen,
+                             unsigned char* PData);
 
   /* ---- ORVEX-GROUP: SAM slots ---- */
 
@@ -852,6 +1065,52 @@ class ORVEX_API Orvex {
   unsigned short OV_KORU_GetStatus(int ReaderID, int mode);
 
   /* ---- ORVEX-GROUP: NDEF ---- */
+
+  /* ==================================================================== */
+  /* NDEF                                                                  */
+  /* ==================================================================== */
+  /* One NDEF message buffer per process, shared by all Orvex objects: fill
+   * it with up to five text or URI records, save it to the card in the
+   * field, or read the card's message into it (see NFC_Write and NFC_Read
+   * for the card layouts). */
+
+  /** Creates the message buffer (no records, key FF x 6). 1 created; 0 it
+   *  already existed (it keeps its records and key). */
+  int OV_NDEF_Initial();
+
+  /** Destroys the message buffer and its records. Always 1. */
+  int OV_NDEF_Free();
+
+  /** Sets the 6-byte MIFARE key (key B) that saving and reading
+   *  authenticate with. 1; -1 no buffer. */
+  int OV_NDEF_SetKey(unsigned char* Key);
+
+  /** Adds a record of the sLen bytes of s: a text (language "en") when uri
+   *  is 0, else a URI with identifier code uri (1 "http://www.", 2
+   *  "https://www.", 3 "http://", 4 "https://", ...) followed by s. The new
+   *  record count (1 to 5); -1 no buffer, five records held already, or sLen
+   *  negative or longer than a record carries (252 bytes of text, 254 of
+   *  URI). A saved message holds at most 255 bytes of records. */
+  int OV_NDEF_AddRecord(unsigned char uri, int sLen, unsigned char* s);
+
+  /** Record Index (from 0): its URI code (0 for a text) to uri, its length
+   *  to Len, its Len bytes (at most 255, not terminated) to s. 1; 0 no such
+   *  record; -1 no buffer. */
+  int OV_NDEF_GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s);
+
+  /** Removes every record. 1; -1 no buffer. */
+  int OV_NDEF_ClearRecords();
+
+  /** Writes the buffer's message to the card in the field, authenticating
+   *  MIFARE Classic sectors with key B and the buffer's key. The records stay.
+   *  Results as NFC_Write; -1 also when there is no buffer. */
+  int OV_NDEF_Save(int ReaderID);
+
+  /** Reads the card's message into the buffer, replacing its records.
+   *  The number of records read (0 to 5); -1 no buffer, no card, or no
+   *  message found. A failed card read is not told apart: what was read
+   *  before the failure is decoded. */
+  int OV_NDEF_Read(int ReaderID);
 
   /* ---- ORVEX-GROUP: DES ---- */
   /* DES and two-key triple-DES on single 8-byte blocks, for the application's

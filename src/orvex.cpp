@@ -8,7 +8,10 @@
 #include "crypto/DES3.h"
 #include "apps/untFMCOS.h"
 #include "cards/untSAM.h"
+#include "cards/untISO14443B.h"
+#include "cards/untISO15693.h"
 #include "link/untFunction.h"
+#include "ndef/untNDEFRW.h"
 #include "reader/untReader.h"
 #include "reader/untVela.h"
 
@@ -260,8 +263,141 @@ int Orvex::OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int*
 }
 
 // ---- ORVEX-GROUP: ISO 14443-B and memory tags ----
+int Orvex::OV_TypeB_Request(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen,
+                            unsigned char* pData) {
+  return TypeB_Request(ReaderID, Mode, Attrib, rtLen, pData);
+}
+int Orvex::OV_TypeB_ResetEx(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen,
+                            unsigned char* pData) {
+  return TypeB_Request(ReaderID, Mode, Attrib, rtLen, pData);
+}
+int Orvex::OV_TypeB_Reset(int ReaderID, unsigned char Mode, int* rtLen, unsigned char* pData) {
+  return TypeB_Reset_(ReaderID, Mode, rtLen, pData);
+}
+int Orvex::OV_TypeB_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen, unsigned char* pData) {
+  return TypeACPU_COS(ReaderID, LenCOS, Com_COS, rtLen, pData);
+}
+int Orvex::OV_TypeB_Halt(int ReaderID, unsigned char* PUPI) { return TypeB_Sleep_(ReaderID, PUPI); }
+int Orvex::OV_AT88RF020_Check(int ReaderID, unsigned char* Key) { return AT88RF020_Check_(ReaderID, Key); }
+int Orvex::OV_AT88RF020_Read(int ReaderID, int BlockID, unsigned char* pData) {
+  return AT88RF020_Read_(ReaderID, BlockID, pData);
+}
+int Orvex::OV_AT88RF020_Write(int ReaderID, int BlockID, unsigned char* pData) {
+  return AT88RF020_Write_(ReaderID, BlockID, pData);
+}
+int Orvex::OV_AT88RF020_Lock(int ReaderID, unsigned char* LockByte) {
+  return AT88RF020_Lock_(ReaderID, LockByte);
+}
+int Orvex::OV_AT88RF020_Count(int ReaderID, unsigned char* Signature) {
+  return AT88RF020_Count_(ReaderID, Signature);
+}
+int Orvex::OV_AT88RF020_DeSel(int ReaderID) { return AT88RF020_DeSel_(ReaderID); }
+int Orvex::OV_AT88RF020_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData,
+                                  unsigned char* pData) {
+  return AT88RF020_ReadMulti_(ReaderID, BlockID, BlockNums, LenData, pData);
+}
+int Orvex::OV_AT88RF020_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData,
+                                   unsigned char* pData) {
+  return AT88RF020_WriteMulti_(ReaderID, BlockID, BlockNums, LenData, pData);
+}
+int Orvex::OV_ST_Active(int ReaderID, unsigned char* ChipID) { return ST_Active_(ReaderID, ChipID); }
+int Orvex::OV_ST_DeActive(int ReaderID) { return ST_DeActive_(ReaderID); }
+int Orvex::OV_SR176_GetUID(int ReaderID, unsigned char* UID) { return SR176_GetUID_(ReaderID, UID); }
+int Orvex::OV_SR176_Read(int ReaderID, int BlockID, unsigned char* pData) {
+  return SR176_Read_(ReaderID, BlockID, pData);
+}
+int Orvex::OV_SR176_Write(int ReaderID, int BlockID, unsigned char* pData) {
+  return SR176_Write_(ReaderID, BlockID, pData);
+}
+int Orvex::OV_SR176_Lock(int ReaderID, unsigned char LockByte) { return SR176_Lock_(ReaderID, LockByte); }
+int Orvex::OV_SR176_LockStatus(int ReaderID, unsigned char* LockByte) {
+  return SR176_LockStatus_(ReaderID, LockByte);
+}
+int Orvex::OV_SR176_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData) {
+  return SR176_ReadMulti_(ReaderID, BlockID, BlockNums, LenData, pData);
+}
+int Orvex::OV_SR176_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData) {
+  return SR176_WriteMulti_(ReaderID, BlockID, BlockNums, LenData, pData);
+}
+int Orvex::OV_SR512_Read(int ReaderID, int BlockID, unsigned char* pData) {
+  return SR512_Read_(ReaderID, BlockID, pData);
+}
+int Orvex::OV_SR512_Write(int ReaderID, int BlockID, unsigned char* pData) {
+  return SR512_Write_(ReaderID, BlockID, pData);
+}
+int Orvex::OV_SRIX4K_Check(int ReaderID, unsigned char* Key, unsigned char* Signature) {
+  return SRIX4K_Check_(ReaderID, Key, Signature);
+}
+int Orvex::OV_SR512_GetUID(int ReaderID, unsigned char* UID) { return SR512_GetUID_(ReaderID, UID); }
+int Orvex::OV_SR512_Lock(int ReaderID, unsigned short LockByte) { return SR512_Lock_(ReaderID, LockByte); }
+int Orvex::OV_SR512_LockStatus(int ReaderID, unsigned short* LockByte) {
+  return SR512_LockStatus_(ReaderID, LockByte);
+}
+int Orvex::OV_SR512_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData) {
+  return SR512_ReadMulti_(ReaderID, BlockID, BlockNums, LenData, pData);
+}
+int Orvex::OV_SR512_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData) {
+  return SR512_WriteMulti_(ReaderID, BlockID, BlockNums, LenData, pData);
+}
 
 // ---- ORVEX-GROUP: ISO 15693 ----
+int Orvex::OV_ISO15693_Inventory(int ReaderID, unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Inventory(ReaderID, PData, PLen);
+}
+int Orvex::OV_ISO15693_Stay_Quiet(int ReaderID, unsigned char* PUID) {
+  return ISO15693_Stay_Quiet(ReaderID, PUID);
+}
+int Orvex::OV_ISO15693_Select(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Select(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Reset_To_Ready(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Reset_To_Ready(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Read(int ReaderID, unsigned char Model, unsigned char* PUID,
+                            unsigned char StartBlockID, unsigned char BlockNums, unsigned char* PData,
+                            unsigned char* PLen) {
+  return ISO15693_Read(ReaderID, Model, PUID, StartBlockID, BlockNums, PData, PLen);
+}
+int Orvex::OV_ISO15693_Write(int ReaderID, unsigned char Model, unsigned char* PUID,
+                             unsigned char BlockID, unsigned char DataLen, unsigned char* PData) {
+  return ISO15693_Write(ReaderID, Model, PUID, BlockID, DataLen, PData);
+}
+int Orvex::OV_ISO15693_Lock_Block(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                  unsigned char BlockID) {
+  return ISO15693_Lock_Block(ReaderID, Model, PUID, BlockID);
+}
+int Orvex::OV_ISO15693_Write_AFI(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                 unsigned char AFI) {
+  return ISO15693_Write_AFI(ReaderID, Model, PUID, AFI);
+}
+int Orvex::OV_ISO15693_Lock_AFI(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Lock_AFI(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Write_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                   unsigned char DSFID) {
+  return ISO15693_Write_DSFID(ReaderID, Model, PUID, DSFID);
+}
+int Orvex::OV_ISO15693_Lock_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID) {
+  return ISO15693_Lock_DSFID(ReaderID, Model, PUID);
+}
+int Orvex::OV_ISO15693_Get_System_Information(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                              unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Get_System_Information(ReaderID, Model, PUID, PData, PLen);
+}
+int Orvex::OV_ISO15693_Get_Block_Security(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                          unsigned char StartBlockID, unsigned char BlockNums,
+                                          unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Get_Block_Security(ReaderID, Model, PUID, StartBlockID, BlockNums, PData, PLen);
+}
+int Orvex::OV_ISO15693_Multi_Inventory(int ReaderID, unsigned char AFIEnable, unsigned char AFI,
+                                       unsigned char* PData, unsigned char* PLen) {
+  return ISO15693_Multi_Inventory(ReaderID, AFIEnable, AFI, PData, PLen);
+}
+int Orvex::OV_ISO15693_MultiWrite(int ReaderID, unsigned char Model, unsigned char* PUID,
+                                  unsigned char BlockID, unsigned char BlockNums, unsigned char DataLen,
+                                  unsigned char* PData) {
+  return ISO15693_MultiWrite(ReaderID, Model, PUID, BlockID, BlockNums, DataLen, PData);
+}
 
 // ---- ORVEX-GROUP: SAM slots ----
 int Orvex::OV_SAM_ResetBaud(int ReaderID, int SAMIndex, int BaudIndex) {
@@ -544,6 +680,18 @@ unsigned short Orvex::OV_KORU_GetStatus(int ReaderID, int mode) {
 }
 
 // ---- ORVEX-GROUP: NDEF ----
+int Orvex::OV_NDEF_Initial() { return NDEF_Initial_(); }
+int Orvex::OV_NDEF_Free() { return NDEF_Free_(); }
+int Orvex::OV_NDEF_SetKey(unsigned char* Key) { return NDEF_SetKey_(Key); }
+int Orvex::OV_NDEF_AddRecord(unsigned char uri, int sLen, unsigned char* s) {
+  return NDEF_AddRecord_(uri, sLen, s);
+}
+int Orvex::OV_NDEF_GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s) {
+  return NDEF_GetRecord_(Index, uri, Len, s);
+}
+int Orvex::OV_NDEF_ClearRecords() { return NDEF_ClearRecords_(); }
+int Orvex::OV_NDEF_Save(int ReaderID) { return NDEF_Save_(ReaderID); }
+int Orvex::OV_NDEF_Read(int ReaderID) { return NDEF_Read_(ReaderID); }
 
 // ---- ORVEX-GROUP: DES ----
 int Orvex::DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out) {

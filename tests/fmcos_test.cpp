@@ -83,7 +83,9 @@ const Bytes kStamp = Cat({B(kDate, 4), B(kTime, 3), B(kMac, 4)});
 
 std::vector<FmCase> Cases() {
   return {
-      {"GetChallenge", Kind::kChallenge, {0x00, 0x84, 0x00, 0x00, 0x08},
+      {"GetChallenge",
+       Kind::kChallenge,
+       {0x00, 0x84, 0x00, 0x00, 0x08},
        [](Orvex& o, Outs& x) { return o.OV_FM_GetChallenge(1, 8, x.b1(), &x.sw); }},
       {"ExternalAuthenticate", Kind::kExtAuth, Cat({{0x00, 0x82, 0x00, 0x02, 0x08}, B(kAuth, 8)}),
        [](Orvex& o, Outs& x) { return o.OV_FM_ExternalAuthenticate(1, 2, 8, kAuth, &x.sw); }},
@@ -91,29 +93,51 @@ std::vector<FmCase> Cases() {
        [](Orvex& o, Outs& x) {
          return o.OV_FM_InternalAuthenticate(1, 0x00, 0x01, 8, kAuth, &x.len1, x.b1(), &x.sw);
        }},
-      {"Select", Kind::kResponse, {0x00, 0xA4, 0x00, 0x00, 0x02, 0x3F, 0x00, 0x00},
+      {"Select",
+       Kind::kResponse,
+       {0x00, 0xA4, 0x00, 0x00, 0x02, 0x3F, 0x00, 0x00},
        [](Orvex&, Outs& x) { return OV_FM_Select(1, 0x00, 2, kMf, 0x00, &x.len1, x.b1(), &x.sw); }},
-      {"ReadBinary", Kind::kResponse, {0x00, 0xB0, 0x95, 0x10, 0x20},
-       [](Orvex& o, Outs& x) { return o.OV_FM_ReadBinary(1, 0x15, 0x0010, 0x20, &x.len1, x.b1(), &x.sw); }},
-      {"ReadRecord", Kind::kResponse, {0x00, 0xB2, 0x02, 0x2C, 0x10},
-       [](Orvex& o, Outs& x) { return o.OV_FM_ReadRecord(1, 5, 2, 4, 0x10, &x.len1, x.b1(), &x.sw); }},
-      {"UpdateBinary", Kind::kStatus, {0x00, 0xD6, 0x01, 0x23, 0x03, 0x01, 0x02, 0x03},
+      {"ReadBinary",
+       Kind::kResponse,
+       {0x00, 0xB0, 0x95, 0x10, 0x20},
+       [](Orvex& o, Outs& x) {
+         return o.OV_FM_ReadBinary(1, 0x15, 0x0010, 0x20, &x.len1, x.b1(), &x.sw);
+       }},
+      {"ReadRecord",
+       Kind::kResponse,
+       {0x00, 0xB2, 0x02, 0x2C, 0x10},
+       [](Orvex& o, Outs& x) {
+         return o.OV_FM_ReadRecord(1, 5, 2, 4, 0x10, &x.len1, x.b1(), &x.sw);
+       }},
+      {"UpdateBinary",
+       Kind::kStatus,
+       {0x00, 0xD6, 0x01, 0x23, 0x03, 0x01, 0x02, 0x03},
        [](Orvex& o, Outs& x) { return o.OV_FM_UpdateBinary(1, 0, 0x0123, 3, kData3, &x.sw); }},
-      {"UpdaterRecord", Kind::kStatus, {0x00, 0xDC, 0x01, 0x34, 0x02, 0xAA, 0xBB},
+      {"UpdaterRecord",
+       Kind::kStatus,
+       {0x00, 0xDC, 0x01, 0x34, 0x02, 0xAA, 0xBB},
        [](Orvex& o, Outs& x) { return o.OV_FM_UpdaterRecord(1, 6, 1, 4, 2, kData2, &x.sw); }},
-      {"AppendRecord", Kind::kStatus, {0x00, 0xE2, 0x00, 0x38, 0x02, 0xAA, 0xBB},
+      {"AppendRecord",
+       Kind::kStatus,
+       {0x00, 0xE2, 0x00, 0x38, 0x02, 0xAA, 0xBB},
        [](Orvex& o, Outs& x) { return o.OV_FM_AppendRecord(1, 7, 2, kData2, &x.sw); }},
-      {"VerifyPin", Kind::kStatus, {0x00, 0x20, 0x00, 0x01, 0x03, 0x12, 0x34, 0x56},
+      {"VerifyPin",
+       Kind::kStatus,
+       {0x00, 0x20, 0x00, 0x01, 0x03, 0x12, 0x34, 0x56},
        [](Orvex& o, Outs& x) { return o.OV_FM_VerifyPin(1, 1, 3, kPin, &x.sw); }},
-      {"EraseDF", Kind::kStatus, {0x80, 0x0E, 0x00, 0x00, 0x00},
+      {"EraseDF",
+       Kind::kStatus,
+       {0x80, 0x0E, 0x00, 0x00, 0x00},
        [](Orvex& o, Outs& x) { return o.OV_FM_EraseDF(1, &x.sw); }},
       {"WriteKey", Kind::kStatus, Cat({{0x80, 0xD4, 0x01, 0x00, 0x05}, B(kKey, 5)}),
        [](Orvex& o, Outs& x) { return o.OV_FM_WriteKey(1, 0x01, 0x00, 5, kKey, &x.sw); }},
       {"CreateFile", Kind::kStatus, Cat({{0x80, 0xE0, 0xDF, 0x01, 0x03}, B(kInfo, 3)}),
        [](Orvex& o, Outs& x) { return o.OV_FM_CreateFile(1, 0xDF01, 3, kInfo, &x.sw); }},
-      {"ReadBinaryWithProtected", Kind::kResponse16, Cat({{0x04, 0xB0, 0x96, 0x04, 0x04}, B(kMac, 4)}),
+      {"ReadBinaryWithProtected", Kind::kResponse16,
+       Cat({{0x04, 0xB0, 0x96, 0x04, 0x04}, B(kMac, 4)}),
        [](Orvex& o, Outs& x) {
-         return o.OV_FM_ReadBinaryWithProtected(1, 1, 0x16, 0x0004, 4, kMac, &x.len16, x.b1(), &x.sw);
+         return o.OV_FM_ReadBinaryWithProtected(1, 1, 0x16, 0x0004, 4, kMac, &x.len16, x.b1(),
+                                                &x.sw);
        }},
       {"CardBlock", Kind::kStatus, Cat({{0x84, 0x16, 0x00, 0x00, 0x04}, B(kMac, 4)}),
        [](Orvex& o, Outs& x) { return o.OV_FM_CardBlock(1, 4, kMac, &x.sw); }},
@@ -174,11 +198,15 @@ std::vector<FmCase> Cases() {
        [](Orvex& o, Outs& x) {
          return o.OV_FM_UpdateOverdrawLimit(1, 10000, kDate, kTime, kMac, &x.len1, x.b1(), &x.sw);
        }},
-      {"GetTransactionProve", Kind::kPair, {0x80, 0x5A, 0x00, 0x06, 0x02, 0x34, 0x12, 0x08},
+      {"GetTransactionProve",
+       Kind::kPair,
+       {0x80, 0x5A, 0x00, 0x06, 0x02, 0x34, 0x12, 0x08},
        [](Orvex& o, Outs& x) {
          return o.OV_FM_GetTransactionProve(1, 6, 0x1234, &x.len1, x.b1(), &x.len2, x.b2(), &x.sw);
        }},
-      {"GetBalance", Kind::kBalance, {0x80, 0x5C, 0x00, 0x02, 0x04},
+      {"GetBalance",
+       Kind::kBalance,
+       {0x80, 0x5C, 0x00, 0x02, 0x04},
        [](Orvex& o, Outs& x) { return o.OV_FM_GetBalance(1, 2, &x.value, &x.sw); }},
   };
 }
@@ -335,7 +363,9 @@ TEST_P(FmcosEach, CutAnswerIsMinusOneWithLengthsZeroed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllCommands, FmcosEach, ::testing::ValuesIn(Cases()),
-                         [](const ::testing::TestParamInfo<FmCase>& info) { return info.param.name; });
+                         [](const ::testing::TestParamInfo<FmCase>& info) {
+                           return info.param.name;
+                         });
 
 // ---- A silent reader, for a few -------------------------------------------------------
 
@@ -365,7 +395,8 @@ TEST_F(FakeReaderTest, FmAnswerDeadlineIsFourTenthsOfASecond) {
   EXPECT_EQ(1, ov.OV_FM_ReadRecord(1, 1, 1, 4, 2, &x.len1, x.b1(), &x.sw));
   EXPECT_EQ(2, x.len1);
   reader.Push(Reply::Ok({0x01, 0x02, 0x90, 0x00}).InPieces({3}, 1000));
-  long ms = ElapsedMs([&] { EXPECT_EQ(-1, ov.OV_FM_ReadRecord(1, 1, 1, 4, 2, &x.len1, x.b1(), &x.sw)); });
+  long ms =
+      ElapsedMs([&] { EXPECT_EQ(-1, ov.OV_FM_ReadRecord(1, 1, 1, 4, 2, &x.len1, x.b1(), &x.sw)); });
   EXPECT_GE(ms, 350);
   EXPECT_LT(ms, 900);
   EXPECT_EQ(0, x.len1);
@@ -462,7 +493,8 @@ TEST_F(FakeReaderTest, FmChangePinCountsTheSeparatorInLc) {
   Outs x;
   reader.Ok({0x90, 0x00});
   EXPECT_EQ(1, ov.OV_FM_ChangePin(1, 0, 3, kPin, 3, kNewPin, &x.sw));
-  ExpectSent(kApduCommand, {0x80, 0x5E, 0x01, 0x00, 0x07, 0x12, 0x34, 0x56, 0xFF, 0x65, 0x43, 0x21});
+  ExpectSent(kApduCommand,
+             {0x80, 0x5E, 0x01, 0x00, 0x07, 0x12, 0x34, 0x56, 0xFF, 0x65, 0x43, 0x21});
 }
 
 TEST_F(FakeReaderTest, FmPinUnblockPutsTheKeyInP1ReloadPinInP2) {
@@ -498,7 +530,8 @@ TEST_F(FakeReaderTest, FmExternalAuthenticateAlwaysSaysLc08) {
 TEST_F(FakeReaderTest, FmReadBinaryWithProtectedWithoutIdentifierHasNoLe) {
   Outs x;
   reader.Ok({0xD1, 0xD2, 0xD3, 0x90, 0x00});
-  EXPECT_EQ(1, ov.OV_FM_ReadBinaryWithProtected(1, 0, 0x16, 0x0205, 4, kMac, &x.len16, x.b1(), &x.sw));
+  EXPECT_EQ(1,
+            ov.OV_FM_ReadBinaryWithProtected(1, 0, 0x16, 0x0205, 4, kMac, &x.len16, x.b1(), &x.sw));
   ExpectSent(kApduCommand, Cat({{0x04, 0xB0, 0x02, 0x05, 0x04}, B(kMac, 4)}));
   EXPECT_EQ(3, x.len16);
   EXPECT_EQ(Bytes({0xD1, 0xD2, 0xD3}), Bytes(x.buf1.begin(), x.buf1.begin() + 3));
@@ -526,7 +559,8 @@ TEST_F(FakeReaderTest, FmLongestAnswerIsCutToWhatTheAnswerBufferHolds) {
   unsigned short sw = kSwUntouched;
   reader.Ok(answer);
   EXPECT_EQ(1, ov.OV_FM_ReadBinary(1, 1, 0, 0, &len, data.data(), &sw));
-  EXPECT_EQ(Bytes(answer.begin(), answer.begin() + kFmMaxResponse), Bytes(data.begin(), data.end()));
+  EXPECT_EQ(Bytes(answer.begin(), answer.begin() + kFmMaxResponse),
+            Bytes(data.begin(), data.end()));
   EXPECT_EQ(static_cast<unsigned char>(kFmMaxResponse), len);  // one byte: 998 reads 0xE6
   EXPECT_EQ(0x0090, sw);
 
@@ -535,7 +569,8 @@ TEST_F(FakeReaderTest, FmLongestAnswerIsCutToWhatTheAnswerBufferHolds) {
   reader.Ok(answer);
   EXPECT_EQ(1, ov.OV_FM_ReadBinaryWithProtected(1, 0, 0, 0, 4, kMac, &len16, data16.data(), &sw));
   EXPECT_EQ(kFmMaxResponse, len16);
-  EXPECT_EQ(Bytes(answer.begin(), answer.begin() + kFmMaxResponse), Bytes(data16.begin(), data16.end()));
+  EXPECT_EQ(Bytes(answer.begin(), answer.begin() + kFmMaxResponse),
+            Bytes(data16.begin(), data16.end()));
 }
 
 TEST_F(FakeReaderTest, FmFullShortApduResponseLengthReadsZeroInOneByte) {
@@ -556,9 +591,9 @@ TEST_F(FakeReaderTest, FmFullShortApduResponseLengthReadsZeroInOneByte) {
 TEST_F(FakeReaderTest, FmApduLongerThanTheCommandBufferIsNotSent) {
   std::vector<unsigned char> a(255, 0x11), b(255, 0x22);
   unsigned short sw = kSwUntouched;
-  EXPECT_EQ(-1, ov.OV_FM_ChangePin(1, 0, 255, a.data(), 255, b.data(), &sw));  // 516 bytes
+  EXPECT_EQ(-1, ov.OV_FM_ChangePin(1, 0, 255, a.data(), 255, b.data(), &sw));   // 516 bytes
   EXPECT_EQ(-1, ov.OV_FM_PinUnblock(1, 0, 255, a.data(), 255, b.data(), &sw));  // 515 bytes
-  EXPECT_EQ(-1, ov.OV_FM_ReloadPin(1, 0, 255, a.data(), 242, b.data(), &sw));  // 502 bytes
+  EXPECT_EQ(-1, ov.OV_FM_ReloadPin(1, 0, 255, a.data(), 242, b.data(), &sw));   // 502 bytes
   EXPECT_EQ(kSwUntouched, sw);
   EXPECT_TRUE(reader.commands().empty());
 
@@ -575,31 +610,36 @@ TEST_F(FakeReaderTest, FmApduLongerThanTheCommandBufferIsNotSent) {
   EXPECT_EQ(0x0090, sw);
 }
 
-// ---- Electronic purse: the oddities --------------------------------------------------------------
+// ---- Electronic purse: the oddities
+// --------------------------------------------------------------
 
 TEST_F(FakeReaderTest, FmInitializeForLoadSendsTheAmountLeastSignificantByteFirst) {
   Outs x;
   reader.Ok({0x90, 0x00});
   EXPECT_EQ(1, ov.OV_FM_InitializeForLoad(1, 2, 1, 100, 6, kPos, &x.len1, x.b1(), &x.sw));
-  ExpectSent(kApduCommand,
-             Cat({{0x80, 0x50, 0x00, 0x02, 0x0B, 0x01, 0x64, 0x00, 0x00, 0x00}, B(kPos, 6), {0x10}}));
+  ExpectSent(
+      kApduCommand,
+      Cat({{0x80, 0x50, 0x00, 0x02, 0x0B, 0x01, 0x64, 0x00, 0x00, 0x00}, B(kPos, 6), {0x10}}));
 }
 
 TEST_F(FakeReaderTest, FmInitializeForUnloadKeepsLc0BWhateverThePosCode) {
   Outs x;
   reader.Ok({0x90, 0x00});
   EXPECT_EQ(1, ov.OV_FM_InitializeForUnload(1, 1, 3, 1, 4, kPos, &x.len1, x.b1(), &x.sw));
-  ExpectSent(kApduCommand,
-             Cat({{0x80, 0x50, 0x05, 0x01, 0x0B, 0x03, 0x01, 0x00, 0x00, 0x00}, B(kPos, 4), {0x10}}));
+  ExpectSent(
+      kApduCommand,
+      Cat({{0x80, 0x50, 0x05, 0x01, 0x0B, 0x03, 0x01, 0x00, 0x00, 0x00}, B(kPos, 4), {0x10}}));
   reader.Ok({0x90, 0x00});
   EXPECT_EQ(1, ov.OV_FM_InitializeForCashWithdraw(1, 1, 3, 1, 4, kPos, &x.len1, x.b1(), &x.sw));
-  ExpectSent(kApduCommand,
-             Cat({{0x80, 0x50, 0x02, 0x01, 0x0B, 0x03, 0x01, 0x00, 0x00, 0x00}, B(kPos, 4), {0x0F}}));
+  ExpectSent(
+      kApduCommand,
+      Cat({{0x80, 0x50, 0x02, 0x01, 0x0B, 0x03, 0x01, 0x00, 0x00, 0x00}, B(kPos, 4), {0x0F}}));
   // Load and purchase count the terminal number.
   reader.Ok({0x90, 0x00});
   EXPECT_EQ(1, ov.OV_FM_InitializeForPurchase(1, 1, 3, 1, 4, kPos, &x.len1, x.b1(), &x.sw));
-  ExpectSent(kApduCommand,
-             Cat({{0x80, 0x50, 0x01, 0x01, 0x09, 0x03, 0x01, 0x00, 0x00, 0x00}, B(kPos, 4), {0x0F}}));
+  ExpectSent(
+      kApduCommand,
+      Cat({{0x80, 0x50, 0x01, 0x01, 0x09, 0x03, 0x01, 0x00, 0x00, 0x00}, B(kPos, 4), {0x0F}}));
 }
 
 TEST_F(FakeReaderTest, FmNegativeAmountGoesInTwosComplement) {
@@ -678,16 +718,17 @@ static Bytes HostMac(const unsigned char* result, int amount) {
 TEST_F(FakeReaderTest, FmPurchaseInitializeThenDebit) {
   // The card's answer to initialize for purchase: balance (4), transaction
   // counter (2), overdraw limit (3), key version, algorithm, random (4).
-  const Bytes init = {0x00, 0x00, 0x27, 0x10, 0x00, 0x05, 0x00, 0x00, 0x00,
-                      0x01, 0x00, 0xC1, 0xC2, 0xC3, 0xC4};
+  const Bytes init = {0x00, 0x00, 0x27, 0x10, 0x00, 0x05, 0x00, 0x00,
+                      0x00, 0x01, 0x00, 0xC1, 0xC2, 0xC3, 0xC4};
   reader.Ok(Cat({init, {0x90, 0x00}}));
   unsigned char lenResult = kLenUntouched;
   unsigned char result[32];
   unsigned short sw = kSwUntouched;
   const int amount = 250;
   ASSERT_EQ(1, ov.OV_FM_InitializeForPurchase(1, 2, 1, amount, 6, kPos, &lenResult, result, &sw));
-  ExpectSent(kApduCommand,
-             Cat({{0x80, 0x50, 0x01, 0x02, 0x0B, 0x01, 0xFA, 0x00, 0x00, 0x00}, B(kPos, 6), {0x0F}}));
+  ExpectSent(
+      kApduCommand,
+      Cat({{0x80, 0x50, 0x01, 0x02, 0x0B, 0x01, 0xFA, 0x00, 0x00, 0x00}, B(kPos, 6), {0x0F}}));
   ASSERT_EQ(0x0090, sw);
   ASSERT_EQ(15, lenResult);
   EXPECT_EQ(init, B(result, 15));
@@ -702,7 +743,10 @@ TEST_F(FakeReaderTest, FmPurchaseInitializeThenDebit) {
   ASSERT_EQ(1, ov.OV_FM_DebitForCappPurchase(1, 0x00000006, kDate, kTime, mac.data(), &lenTac, tac,
                                              &lenMac2, mac2, &sw));
   ExpectSent(kApduCommand, Cat({{0x80, 0x54, 0x01, 0x00, 0x0F, 0x06, 0x00, 0x00, 0x00},
-                                B(kDate, 4), B(kTime, 3), mac, {0x08}}));
+                                B(kDate, 4),
+                                B(kTime, 3),
+                                mac,
+                                {0x08}}));
   EXPECT_EQ(Bytes({0xC1 ^ 0x00 ^ 0xFA, 0xC2 ^ 0x05, 0xC3, 0xC4 ^ 0x05}), mac);
   EXPECT_EQ(0x0090, sw);
   EXPECT_EQ(4, lenTac);

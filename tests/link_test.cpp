@@ -112,6 +112,23 @@ TEST_F(FakeReaderTest, AnswerThatStopsMidFrameFailsAtTheDeadline) {
   EXPECT_LT(ms, 600);  // not the 15 s first-byte wait
 }
 
+TEST_F(FakeReaderTest, TailOfALateAnswerIsDroppedBeforeTheNextCommand) {
+  // The answer's tail comes after the deadline and waits on the line; the
+  // next command must not collect it in front of its own answer.
+  reader.Push(Reply::Ok({0x01, 0x07}).InPieces({4}, 200));
+  EXPECT_EQ(-1, Version(ov));
+  usleep(250 * 1000);
+  reader.Ok({0x00, 0x09});
+  EXPECT_EQ(9, Version(ov));
+}
+
+TEST_F(FakeReaderTest, CleanExchangesFollowOneAnother) {
+  for (int i = 1; i <= 5; ++i) {
+    reader.Ok({0x00, static_cast<uint8_t>(i)});
+    EXPECT_EQ(i, Version(ov));
+  }
+}
+
 TEST_F(FakeReaderTest, SilentReaderFailsAfterTheFirstByteWait) {
   reader.Push(Reply::Silence());
   long ms = ElapsedMs([&] { EXPECT_EQ(-1, Version(ov)); });

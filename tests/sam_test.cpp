@@ -31,7 +31,9 @@ std::vector<Operation> Operations() {
       {"ResetBaud", 0x10, 0x14, 0x18,
        [](Orvex& o, int s, int*, unsigned char*) { return o.OV_SAM_ResetBaud(1, s, 2); }},
       {"Reset", 0x11, 0x15, 0x19,
-       [](Orvex& o, int s, int* len, unsigned char* out) { return o.OV_SAM_Reset(1, s, len, out); }},
+       [](Orvex& o, int s, int* len, unsigned char* out) {
+         return o.OV_SAM_Reset(1, s, len, out);
+       }},
       {"ResetEx", 0x11, 0x15, 0x19,
        [](Orvex& o, int s, int* len, unsigned char* out) {
          return o.OV_SAM_ResetEx(1, s, 1, len, out);
@@ -237,11 +239,11 @@ TEST_F(FakeReaderTest, SamCosRefusesAnApduLongerThanItsRequestBuffer) {
   EXPECT_EQ(2, len);
 }
 
-// ---- Deadlines -----------------------------------------------------------------------------------
-// A reply cut in two: the gap fits the deadline or it does not. The late half
-// of a failed reply is dropped by the next command's send. The fixture's short
-// first-byte wait would also bound the wait for the rest of a frame, so the
-// longer deadlines are tested with a long one.
+// ---- Deadlines
+// ----------------------------------------------------------------------------------- A reply cut
+// in two: the gap fits the deadline or it does not. The late half of a failed reply is dropped by
+// the next command's send. The fixture's short first-byte wait would also bound the wait for the
+// rest of a frame, so the longer deadlines are tested with a long one.
 
 TEST_F(FakeReaderTest, SamSpeedDeadlineIsOneTenthOfASecond) {
   reader.Push(Reply::Ok().InPieces({3}, 30));

@@ -42,7 +42,8 @@ class Apdu {
   Apdu& Body(const unsigned char* p, int n) { return Lc(n).Bytes(p, n); }
   // The purse's transaction stamp: date (4 BCD bytes), time (3 BCD bytes) and
   // the host's MAC (4 bytes).
-  Apdu& Stamp(const unsigned char* BCDDate, const unsigned char* BCDTime, const unsigned char* Mac) {
+  Apdu& Stamp(const unsigned char* BCDDate, const unsigned char* BCDTime,
+              const unsigned char* Mac) {
     return Bytes(BCDDate, 4).Bytes(BCDTime, 3).Bytes(Mac, 4);
   }
   Apdu& Le(int le) { return Byte(le); }
@@ -207,7 +208,8 @@ int FM_Select(int ReaderID, unsigned char FileMode, unsigned char LenOfFileIDNam
 }
 
 int FM_ReadBinary(int ReaderID, unsigned char FileID, short Offset, unsigned char LenForRead,
-                  unsigned char* LenOfFileData, unsigned char* FileData, unsigned short* ExeStatus) {
+                  unsigned char* LenOfFileData, unsigned char* FileData,
+                  unsigned short* ExeStatus) {
   Apdu apdu(0x00, 0xB0, TransparentP1(FileID != 0, FileID, Offset), Offset);
   apdu.Le(LenForRead);
   return ResponseTo(Send(ReaderID, apdu), LenOfFileData, FileData, ExeStatus);
@@ -280,7 +282,8 @@ int FM_ReadBinaryWithProtected(int ReaderID, unsigned char WithFileID, unsigned 
   return ResponseTo(Send(ReaderID, apdu), LenOfFileData, FileData, ExeStatus);
 }
 
-int FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac, unsigned short* ExeStatus) {
+int FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                 unsigned short* ExeStatus) {
   Apdu apdu(0x84, 0x16, 0x00, 0x00);
   apdu.Body(Mac, LenOfMac);
   return StatusOnly(Send(ReaderID, apdu), ExeStatus);
@@ -315,11 +318,15 @@ int FM_ReloadPin(int ReaderID, unsigned char KeyID, unsigned char LenOfKey, unsi
   return StatusOnly(Send(ReaderID, apdu), ExeStatus);
 }
 
-int FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey, unsigned char* OldKey,
-                 unsigned char LenOfNewKey, unsigned char* NewKey, unsigned short* ExeStatus) {
+int FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey,
+                 unsigned char* OldKey, unsigned char LenOfNewKey, unsigned char* NewKey,
+                 unsigned short* ExeStatus) {
   // Old and new PIN are separated by one byte FF, counted in Lc.
   Apdu apdu(0x80, 0x5E, 0x01, KeyID);
-  apdu.Lc(LenOfOldKey + LenOfNewKey + 1).Bytes(OldKey, LenOfOldKey).Byte(0xFF).Bytes(NewKey, LenOfNewKey);
+  apdu.Lc(LenOfOldKey + LenOfNewKey + 1)
+      .Bytes(OldKey, LenOfOldKey)
+      .Byte(0xFF)
+      .Bytes(NewKey, LenOfNewKey);
   return StatusOnly(Send(ReaderID, apdu), ExeStatus);
 }
 

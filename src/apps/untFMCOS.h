@@ -56,7 +56,8 @@ int FM_ReadBinaryWithProtected(int ReaderID, unsigned char WithFileID, unsigned 
                                short Offset, unsigned char LenOfKeyMAC, unsigned char* KeyMAC,
                                short* LenOfFileData, unsigned char* FileData,
                                unsigned short* ExeStatus);
-int FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac, unsigned short* ExeStatus);
+int FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
+                 unsigned short* ExeStatus);
 int FM_ApplicationUnblock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
                           unsigned short* ExeStatus);
 int FM_ApplicationBlock(int ReaderID, unsigned char BlockMode, unsigned char LenOfMac,
@@ -65,8 +66,9 @@ int FM_PinUnblock(int ReaderID, unsigned char KeyID, unsigned char LenOfKey, uns
                   unsigned char LenOfMac, unsigned char* Mac, unsigned short* ExeStatus);
 int FM_ReloadPin(int ReaderID, unsigned char KeyID, unsigned char LenOfKey, unsigned char* Key,
                  unsigned char LenOfMac, unsigned char* Mac, unsigned short* ExeStatus);
-int FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey, unsigned char* OldKey,
-                 unsigned char LenOfNewKey, unsigned char* NewKey, unsigned short* ExeStatus);
+int FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey,
+                 unsigned char* OldKey, unsigned char LenOfNewKey, unsigned char* NewKey,
+                 unsigned short* ExeStatus);
 
 // ---- Electronic purse ----
 int FM_InitializeForLoad(int ReaderID, unsigned char ePursePos, unsigned char KeyID, int Value,

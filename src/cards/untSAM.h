@@ -12,7 +12,8 @@ int SAM_Bound(int ReaderID, int SamIndex, int BoundIndex);
 int SAM_PPSBound(int ReaderID, int SamIndex, int BoundIndex);
 int SAM_PPSBaud2(int ReaderID, int SamIndex, int BaudIndex, int Protocol);
 int SAM_Reset(int ReaderID, int SamIndex, int* rtLen, unsigned char* pData);
-int SAM_Reset2(int ReaderID, int SamIndex, unsigned char SAMVoltage, int* rtLen, unsigned char* pData);
+int SAM_Reset2(int ReaderID, int SamIndex, unsigned char SAMVoltage, int* rtLen,
+               unsigned char* pData);
 // The APDU request buffer: a longer (or negative-length) APDU is refused
 // with -1 before anything is sent.
 constexpr int kSamMaxApdu = 100;

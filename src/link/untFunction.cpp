@@ -9,6 +9,10 @@
 namespace orvex {
 
 static Line* g_line = nullptr;  // an in-process line in place of the port
+// The serial line may still hold input that belongs to no command: the last
+// answer wait did not end on the last byte of a whole frame, or what it
+// collected did not decode. Opening the port discards pending input itself.
+static bool g_lineUnsettled = false;
 
 int FaceID = 0;
 int h_Serial = 0;
@@ -159,6 +163,7 @@ static int SetSerial(int fd) {
   h_Serial = fd;
   if (h_Serial > 0) {
     FaceID = 1;
+    g_lineUnsettled = true;  // whatever came since the open is nobody's answer
     return 1;
   }
   return 0;
@@ -195,10 +200,13 @@ int SendData_(unsigned char* Out, int LenOut) {
   tmpLength = 0;
   if (g_line) return g_line->Write(Out, LenOut);
   if (h_Serial <= 0) return -1;
-  // Whatever still waits on the line (the tail of a flood, an answer that
-  // came after its deadline) belongs to no command: drop it, so the answer
-  // collected next is the answer to this command.
-  tcflush(h_Serial, TCIFLUSH);
+  // Whatever still waits on the line after an exchange that went wrong (the
+  // tail of a flood, an answer that came after its deadline) belongs to no
+  // command: drop it, so the answer collected next is the answer to this
+  // command. After a clean exchange the line is left alone: the flush is a
+  // system call on every command, a tenth of a round trip on a fast line.
+  if (g_lineUnsettled) tcflush(h_Serial, TCIFLUSH);
+  g_lineUnsettled = false;
   return transport::WriteData(h_Serial, Out, LenOut);
 }
 
@@ -247,12 +255,16 @@ static int SerialCollect(unsigned char* In, int DelayTimes) {
                                                    static_cast<size_t>(kMaxRawAnswer - t),
                                                    static_cast<int>(left));
       if (got == transport::kLineHungUp) break;  // nothing more can arrive
-      if (got == 0 && left == static_cast<uint64_t>(transport::g_FirstByteTimeoutMs)) break;
+      // With no deadline at all (a negative DelayTimes), a whole first-byte
+      // wait without a byte ends the wait rather than running for ever.
+      if (got == 0 && DelayTimes < 0) break;
       t += got;  // a failed read returns -1 and so takes one byte back
     }
     bCycle = ElapsedMs() < deadline;
   }
   bCycle = true;
+  // Settled only when the collection ended on the frame's own ETX.
+  g_lineUnsettled = !(complete && t > 0 && In[t - 1] == ETX);
   return t;
 }
 
@@ -284,7 +296,10 @@ Exchanged Exchange(unsigned char Cmd, int ReaderID, const Field& request, int De
   int reader = 0;
   unsigned char cmd = 0, status = 0;
   int m = DecodeByte_Receive(reader, cmd, status, n, raw, answer.data);
-  if (m < 0) return Exchanged::kUndecodable;
+  if (m < 0) {
+    g_lineUnsettled = true;
+    return Exchanged::kUndecodable;
+  }
   // data[] beyond m stays zero: callers may read fixed-width fields.
   std::memset(answer.data + m, 0, static_cast<size_t>(kMaxAnswerData - m));
   answer.reader = reader;

@@ -142,6 +142,17 @@ TEST_F(ComPortTest, ComInitialClosesTheOpenSerialPortBeforeTryingAnother) {
   EXPECT_TRUE(reader.commands().empty());
 }
 
+TEST_F(ComPortTest, ThePortCanBeOpenedAgainAtTheSameSpeed) {
+  // The line is then already as the open leaves it; the pseudo-terminal's
+  // fixed character size must not make the second open fail.
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(1, ov.OV_ComInitial(7, 19200)) << i;
+    reader.Ok({0x00, static_cast<uint8_t>(i)});
+    EXPECT_EQ(i, ov.OV_GetReaderVersion(1));
+    EXPECT_EQ(1, ov.OV_ComFree());
+  }
+}
+
 TEST_F(ComPortTest, ComFreeClosesThePort) {
   ASSERT_EQ(1, ov.OV_ComInitial(7, 19200));
   int fd = orvex::h_Serial;

@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <linux/usbdevice_fs.h>
 #include <stddef.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>

@@ -106,6 +106,11 @@ void FakeReader::Push(Reply r) {
   script_.push_back(std::move(r));
 }
 
+void FakeReader::SetResponder(std::function<Reply(const Command&)> responder) {
+  std::lock_guard<std::mutex> l(mu_);
+  responder_ = std::move(responder);
+}
+
 std::vector<Command> FakeReader::commands() {
   std::lock_guard<std::mutex> l(mu_);
   return received_;
@@ -183,6 +188,8 @@ void FakeReader::HandleFrame(const Bytes& raw) {
     if (!script_.empty()) {
       r = std::move(script_.front());
       script_.pop_front();
+    } else if (responder_) {
+      r = responder_(c);
     }
   }
   cv_.notify_all();

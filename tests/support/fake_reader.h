@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -110,6 +111,10 @@ class FakeReader {
   void Push(Reply r);
   void Ok(Bytes data = {}) { Push(Reply::Ok(std::move(data))); }
   void Refuse(uint8_t status = 0x01, Bytes data = {}) { Push(Reply::Frame(status, std::move(data))); }
+  // Computes the reply to every command that finds no queued reply (which
+  // otherwise gets silence): a stateful card, for example. It runs on the
+  // fake's thread with its lock held, so it must not call the FakeReader.
+  void SetResponder(std::function<Reply(const Command&)> responder);
 
   // The bytes the answer for a frame reply will carry on the wire.
   static Bytes Encode(const Reply& r, const Command& c);
@@ -142,6 +147,7 @@ class FakeReader {
   std::mutex mu_;
   std::condition_variable cv_;
   std::deque<Reply> script_;
+  std::function<Reply(const Command&)> responder_;
   std::vector<Command> received_;
   Bytes stray_;
   Bytes pending_;

@@ -1,0 +1,193 @@
+// ISO 14443-B and memory-tag commands. Each is one command exchange, except
+// the SR176 identifier and the SR512 lock status, which are built from block
+// reads. Block numbers and counts go out as their low byte.
+#include "cards/untISO14443B.h"
+
+#include "cards/untCardExchange.h"
+
+namespace orvex {
+
+static constexpr int kDelay = 1;
+static constexpr int kActivateDelay = 4;  // request and reset of a type B card
+static constexpr int kCheckDelay = 3;     // AT88RF020 key check
+
+// ---- Shared by the three tag families -------------------------------------------
+
+// The multi-block writes: BlockID, BlockNums, then the data. The reader gets
+// BlockNums x 100 ms, and its leading answer byte is the result (0 to 255,
+// so 0 is a success too).
+static int WriteRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums, int LenData,
+                    unsigned char* pData) {
+  Answer a;
+  int rt = Transact(cmd, ReaderID, Field().u8(BlockID).u8(BlockNums).bytes(pData, LenData), BlockNums, a);
+  return rt == 1 ? a.at(0) : rt;
+}
+
+// The multi-block reads, alike but for what they hand over: *LenData = n +
+// extra and that many bytes from the answer's second byte on. The SR tags
+// pass extra -1, the data behind the leading byte; the AT88RF020 passes 0 and
+// so hands over one byte past the answer's data (a zero).
+static int ReadRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums, int extra, int* LenData,
+                   unsigned char* pData) {
+  Answer a;
+  int rt = Transact(cmd, ReaderID, Field().u8(BlockID).u8(BlockNums), BlockNums, a);
+  if (rt != 1) return rt;
+  *LenData = a.len + extra;
+  a.CopyTo(pData, 1, a.len + extra);
+  return a.at(0);
+}
+
+// A single block read handing over the whole answer, into room bytes.
+static int ReadBlock(unsigned char cmd, int ReaderID, int BlockID, unsigned char* pData,
+                     int room = kMaxAnswerData) {
+  return ExecuteAll<int>(cmd, ReaderID, Field().u8(BlockID), kDelay, nullptr, pData, room);
+}
+
+// ---- ISO 14443-B cards -----------------------------------------------------------
+
+int TypeB_Request(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen, unsigned char* pData) {
+  return ExecuteAll(0x5F, ReaderID, Field().u8(Mode).bytes(Attrib, 4), kActivateDelay, rtLen, pData);
+}
+
+int TypeB_Reset_(int ReaderID, unsigned char Mode, int* rtLen, unsigned char* pData) {
+  // Only 'S' (0x53) asks for 1; every other mode is sent as 0.
+  return ExecuteAll(0x40, ReaderID, Field().u8(Mode == 0x53 ? 1 : 0), kActivateDelay, rtLen, pData);
+}
+
+int TypeB_Sleep_(int ReaderID, unsigned char* PUPI) {
+  return Execute(0x41, ReaderID, Field().bytes(PUPI, 4), kDelay);
+}
+
+// ---- AT88RF020 ---------------------------------------------------------------------
+
+int AT88RF020_Check_(int ReaderID, unsigned char* Key) {
+  return Execute(0x42, ReaderID, Field().bytes(Key, 8), kCheckDelay);
+}
+
+int AT88RF020_Read_(int ReaderID, int BlockID, unsigned char* pData) {
+  return ReadBlock(0x43, ReaderID, BlockID, pData);
+}
+
+int AT88RF020_Write_(int ReaderID, int BlockID, unsigned char* pData) {
+  return Execute(0x44, ReaderID, Field().u8(BlockID).bytes(pData, 8), kDelay);
+}
+
+int AT88RF020_Lock_(int ReaderID, unsigned char* LockByte) {
+  return Execute(0x45, ReaderID, Field().bytes(LockByte, 4), kDelay);
+}
+
+int AT88RF020_Count_(int ReaderID, unsigned char* Signature) {
+  return Execute(0x46, ReaderID, Field().bytes(Signature, 6), kDelay);
+}
+
+int AT88RF020_DeSel_(int ReaderID) { return Execute(0x47, ReaderID, Field(), kDelay); }
+
+int AT88RF020_ReadMulti_(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData) {
+  return ReadRun(0x48, ReaderID, BlockID, BlockNums, 0, LenData, pData);
+}
+
+int AT88RF020_WriteMulti_(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData) {
+  return WriteRun(0x49, ReaderID, BlockID, BlockNums, LenData, pData);
+}
+
+// ---- ST tags -----------------------------------------------------------------------
+
+int ST_Active_(int ReaderID, unsigned char* ChipID) {
+  Answer a;
+  int rt = Transact(0x4B, ReaderID, Field(), kDelay, a);
+  if (rt == 1) *ChipID = a.at(0);
+  return rt;
+}
+
+int ST_DeActive_(int ReaderID) { return Execute(0x4C, ReaderID, Field(), kDelay); }
+
+// ---- SR176 -------------------------------------------------------------------------
+
+static constexpr int kSR176UIDLen = 8;
+static constexpr int kSR176BlockLen = 2;
+
+int SR176_GetUID_(int ReaderID, unsigned char* UID) {
+  // Blocks 3, 2, 1, 0 in that order, each answer written at 0, 2, 4, 6: the
+  // identifier is assembled highest block first. An answer that would run
+  // past the 8 bytes of UID fails with -1; the blocks read before a failure
+  // stay in UID.
+  int rt = -1;
+  for (int block = 3; block >= 0; --block) {
+    int at = (3 - block) * kSR176BlockLen;
+    rt = ReadBlock(0x4D, ReaderID, block, UID + at, kSR176UIDLen - at);
+    if (rt < 0) return rt;
+  }
+  return rt;
+}
+
+int SR176_Read_(int ReaderID, int BlockID, unsigned char* pData) {
+  return ReadBlock(0x4D, ReaderID, BlockID, pData);
+}
+
+int SR176_Write_(int ReaderID, int BlockID, unsigned char* pData) {
+  return Execute(0x4E, ReaderID, Field().u8(BlockID).bytes(pData, kSR176BlockLen), kDelay);
+}
+
+int SR176_Lock_(int ReaderID, unsigned char LockByte) {
+  return Execute(0x4F, ReaderID, Field().u8(LockByte), kDelay);
+}
+
+int SR176_LockStatus_(int ReaderID, unsigned char* LockByte) {
+  Answer a;
+  int rt = Transact(0x50, ReaderID, Field(), kDelay, a);
+  if (rt == 1) *LockByte = a.at(0);
+  return rt;
+}
+
+int SR176_ReadMulti_(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData) {
+  return ReadRun(0x51, ReaderID, BlockID, BlockNums, -1, LenData, pData);
+}
+
+int SR176_WriteMulti_(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData) {
+  return WriteRun(0x52, ReaderID, BlockID, BlockNums, LenData, pData);
+}
+
+// ---- SR512 / SRIX4K ------------------------------------------------------------------
+
+static constexpr int kSR512BlockLen = 4;
+static constexpr int kSR512LockBlock = 255;
+
+int SR512_Read_(int ReaderID, int BlockID, unsigned char* pData) {
+  return ReadBlock(0x53, ReaderID, BlockID, pData);
+}
+
+int SR512_Write_(int ReaderID, int BlockID, unsigned char* pData) {
+  // Six bytes where the block needs five: the last carries nothing and is 0.
+  return Execute(0x54, ReaderID, Field().u8(BlockID).bytes(pData, kSR512BlockLen).u8(0), kDelay);
+}
+
+int SRIX4K_Check_(int ReaderID, unsigned char* Key, unsigned char* Signature) {
+  return ExecuteAll<int>(0x55, ReaderID, Field().bytes(Key, 6), kDelay, nullptr, Signature);
+}
+
+int SR512_GetUID_(int ReaderID, unsigned char* UID) {
+  return ExecuteAll<int>(0x56, ReaderID, Field(), kDelay, nullptr, UID);
+}
+
+int SR512_Lock_(int ReaderID, unsigned short Lock) {
+  // Two flags, not the lock bits: is the high byte set, is anything set.
+  return Execute(0x57, ReaderID, Field().u8((Lock >> 8) != 0 ? 1 : 0).u8(Lock != 0 ? 1 : 0), kDelay);
+}
+
+int SR512_LockStatus_(int ReaderID, unsigned short* Lock) {
+  // The lock bits live in block 255, read into one block's worth of room.
+  unsigned char block[kSR512BlockLen] = {};
+  int rt = ReadBlock(0x53, ReaderID, kSR512LockBlock, block, kSR512BlockLen);
+  if (rt >= 0) *Lock = static_cast<unsigned short>(block[0] + block[1] * 256);
+  return rt;
+}
+
+int SR512_ReadMulti_(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData) {
+  return ReadRun(0x58, ReaderID, BlockID, BlockNums, -1, LenData, pData);
+}
+
+int SR512_WriteMulti_(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData) {
+  return WriteRun(0x59, ReaderID, BlockID, BlockNums, LenData, pData);
+}
+
+}  // namespace orvex

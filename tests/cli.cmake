@@ -1,0 +1,10 @@
+# Tests of the orvex command-line tool: the real program run against the
+# simulated reader built into it, its output and exit status checked.
+if(TARGET orvex_tool)
+  find_package(nlohmann_json 3 REQUIRED)
+  add_executable(cli_test ${CMAKE_CURRENT_SOURCE_DIR}/cli/cli_test.cpp)
+  target_compile_definitions(cli_test PRIVATE ORVEX_TOOL="$<TARGET_FILE:orvex_tool>")
+  target_link_libraries(cli_test PRIVATE GTest::gtest_main nlohmann_json::nlohmann_json)
+  add_dependencies(cli_test orvex_tool)
+  gtest_discover_tests(cli_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endif()

@@ -1,0 +1,384 @@
+// The orvex program, run as a user would run it, against the simulated
+// reader it carries inside: output (text and JSON), exit status and the
+// error messages.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+struct Result {
+  int status = -1;  // exit status
+  std::string out, err;
+  nlohmann::json Json() const { return nlohmann::json::parse(out); }
+};
+
+std::string Slurp(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  std::stringstream s;
+  s << f.rdbuf();
+  return s.str();
+}
+
+class Cli : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/orvex_cli_XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    dir_ = tmpl;
+    unsetenv("ORVEX_DEVICE");
+  }
+  void TearDown() override {
+    std::string cmd = "rm -rf '" + dir_ + "'";
+    ASSERT_EQ(std::system(cmd.c_str()), 0);
+  }
+
+  std::string Path(const std::string& name) const { return dir_ + "/" + name; }
+
+  // Runs orvex with args; stdout and stderr go to files (not a terminal).
+  Result Run(const std::vector<std::string>& args) {
+    std::string out = Path("stdout"), err = Path("stderr");
+    pid_t pid = fork();
+    if (pid == 0) {
+      if (!freopen(out.c_str(), "w", stdout) || !freopen(err.c_str(), "w", stderr)) _exit(127);
+      std::vector<char*> argv;
+      argv.push_back(const_cast<char*>(ORVEX_TOOL));
+      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+      argv.push_back(nullptr);
+      execv(ORVEX_TOOL, argv.data());
+      _exit(127);
+    }
+    Result r;
+    int ws = 0;
+    waitpid(pid, &ws, 0);
+    r.status = WIFEXITED(ws) ? WEXITSTATUS(ws) : 128 + WTERMSIG(ws);
+    r.out = Slurp(out);
+    r.err = Slurp(err);
+    return r;
+  }
+
+  std::string dir_;
+};
+
+TEST_F(Cli, InfoOnTheSimulatedReaderByDefault) {
+  Result r = Run({"info"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.err.find("using the built-in simulated reader"), std::string::npos) << r.err;
+  EXPECT_NE(r.out.find("reader number:  1\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("version:        1.07\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("serial:         4F56000001234567\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("product:        OVX-C100\n"), std::string::npos) << r.out;
+}
+
+TEST_F(Cli, InfoAsJsonWithTheOptionAfterTheSubcommand) {
+  Result r = Run({"--device", "sim", "info", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  // An explicit device: no note about the default.
+  EXPECT_EQ(r.err.find("using the built-in"), std::string::npos) << r.err;
+  auto j = r.Json();
+  EXPECT_EQ(j["reader_number"], 1);
+  EXPECT_EQ(j["version"], "1.07");
+  EXPECT_EQ(j["serial"], "4F56000001234567");
+  EXPECT_EQ(j["product"], "OVX-C100");
+}
+
+TEST_F(Cli, DeviceFromTheEnvironment) {
+  setenv("ORVEX_DEVICE", "/dev/orvex-no-such-device", 1);
+  Result r = Run({"info"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("cannot open serial device /dev/orvex-no-such-device"), std::string::npos)
+      << r.err;
+  setenv("ORVEX_DEVICE", "sim", 1);
+  r = Run({"--json", "info"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["product"], "OVX-C100");
+}
+
+TEST_F(Cli, ScanOfAnEmptyFieldSaysSo) {
+  Result r = Run({"--sim-empty", "scan"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("no card in the field"), std::string::npos) << r.err;
+  EXPECT_EQ(r.out, "");
+  r = Run({"--sim-empty", "scan", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.Json()["error"], "scan: no card in the field");
+}
+
+TEST_F(Cli, ScanFindsALowFrequencyCard) {
+  Result r = Run({"--sim-card", "lf:1122334455", "scan"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "lf-125khz    1122334455\n");
+  r = Run({"--sim-card", "lf:A0B1C2D3E4", "scan", "-j"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  ASSERT_EQ(j["cards"].size(), 1u);
+  EXPECT_EQ(j["cards"][0]["family"], "lf-125khz");
+  EXPECT_EQ(j["cards"][0]["uid"], "A0B1C2D3E4");
+}
+
+TEST_F(Cli, BeepLedAndDisplay) {
+  Result r = Run({"beep", "-n", "3"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "beeped 3 time(s)\n");
+  r = Run({"led", "--lamp", "2", "--leave-lit", "1", "--json"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["lamp"], 2);
+  EXPECT_EQ(r.Json()["lit"], 1);
+  r = Run({"display", "12.34", "--align", "right"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "display shows \"12.34\"\n");
+}
+
+TEST_F(Cli, RawPassThroughEchoesInModeZero) {
+  Result r = Run({"raw", "01", "02:03", "a0b0"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "010203A0B0\n");
+  r = Run({"raw", "--json", "CAFE"});
+  EXPECT_EQ(r.Json()["answer"], "CAFE");
+}
+
+TEST_F(Cli, RawToNoSelectedCardFailsInWords) {
+  Result r = Run({"--sim-empty", "raw", "-m", "1", "-t", "2", "00"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("pass-through command: the reader did not answer within 200 ms"),
+            std::string::npos)
+      << r.err;
+}
+
+TEST_F(Cli, BadArgumentsAreUsageErrors) {
+  Result r = Run({});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("subcommand is required"), std::string::npos) << r.err;
+  r = Run({"raw", "0G"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("raw: \"0G \" is not hexadecimal"), std::string::npos) << r.err;
+  r = Run({"raw", "123"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("odd number of hex digits"), std::string::npos) << r.err;
+  r = Run({"beep", "--count", "300"});
+  EXPECT_EQ(r.status, 2);
+  r = Run({"--device", "floppy", "info"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("unknown device \"floppy\""), std::string::npos) << r.err;
+  r = Run({"--sim-card", "nosuchkind", "info", "--json"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.Json()["error"].get<std::string>().find("unknown card kind"), std::string::npos);
+  r = Run({"--baud", "1234", "info"});
+  EXPECT_EQ(r.status, 2);
+}
+
+// A 1K card image: UID 11 22 33 44 with its check byte, transport keys,
+// default access bits, and a recognisable pattern in the data blocks.
+std::string Image1K(bool sector3_keys = false) {
+  std::string m(1024, '\0');
+  const unsigned char b0[] = {0x11, 0x22, 0x33, 0x44, 0x11 ^ 0x22 ^ 0x33 ^ 0x44, 0x08, 0x04, 0x00};
+  for (int i = 0; i < 8; ++i) m[i] = static_cast<char>(b0[i]);
+  for (int block = 1; block < 64; ++block) {
+    char* b = &m[static_cast<size_t>(block) * 16];
+    if (block == 15 && sector3_keys) {
+      const unsigned char t[16] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xFF, 0x07,
+                                   0x80, 0x69, 0xB0, 0xB1, 0xB2, 0xB3, 0xB4, 0xB5};
+      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(t[i]);
+    } else if (block % 4 == 3) {
+      const unsigned char t[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x07,
+                                   0x80, 0x69, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(t[i]);
+    } else {
+      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(block * 16 + i);
+    }
+  }
+  return m;
+}
+
+void Write(const std::string& path, const std::string& data) {
+  std::ofstream f(path, std::ios::binary);
+  f << data;
+}
+
+TEST_F(Cli, CardImageRoundTripsThroughTheSimulatedField) {
+  Write(Path("in.mfd"), Image1K());
+  Result r = Run({"--sim-load", Path("in.mfd"), "--sim-save", Path("out.mfd"), "info"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(Slurp(Path("out.mfd")), Image1K());
+}
+
+TEST_F(Cli, CardImageOfTheWrongSizeIsRefused) {
+  Write(Path("short.mfd"), std::string(1000, '\0'));
+  Result r = Run({"--sim-load", Path("short.mfd"), "info"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("--sim-load " + Path("short.mfd")), std::string::npos) << r.err;
+}
+
+// The same card blank: block 0 as above, zero data, transport keys.
+std::string Blank1K() {
+  std::string blank = Image1K();
+  for (int block = 1; block < 64; ++block)
+    if (block % 4 != 3) std::fill_n(&blank[static_cast<size_t>(block) * 16], 16, '\0');
+  return blank;
+}
+
+TEST_F(Cli, ScanListsEveryCardInTheField) {
+  Result r = Run({"--sim-card", "mfc1k:11223344", "--sim-card", "mfc4k:55667788", "--sim-card",
+                  "ntag215:04112233445566", "--sim-card", "lf:1A2B3C4D5E", "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "iso14443a    11223344  ATQA 0004 SAK 08  MIFARE Classic 1K\n"
+            "iso14443a    55667788  ATQA 0002 SAK 18  MIFARE Classic 4K\n"
+            "iso14443a    04112233445566  ATQA 0044 SAK 00  Type 2 tag (Ultralight, NTAG)\n"
+            "lf-125khz    1A2B3C4D5E\n");
+  r = Run({"scan", "--json"});  // the default field: one blank MIFARE Classic 1K
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  ASSERT_EQ(j["cards"].size(), 1u);
+  EXPECT_EQ(j["cards"][0]["family"], "iso14443a");
+  EXPECT_EQ(j["cards"][0]["atqa"], "0004");
+  EXPECT_EQ(j["cards"][0]["sak"], "08");
+  EXPECT_EQ(j["cards"][0]["type"], "MIFARE Classic 1K");
+  EXPECT_EQ(j["cards"][0]["uid"].get<std::string>().size(), 8u);
+}
+
+TEST_F(Cli, MfcDumpIsTheCardByteForByteWithTheKeysFound) {
+  Write(Path("card.mfd"), Image1K(true));
+  Write(Path("keys"), "# transport key, then sector 3's\nFFFFFFFFFFFF\n a0a1a2a3a4a5 \n");
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "--keys",
+                  Path("keys"), "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(Slurp(Path("dump.mfd")), Image1K(true));
+  auto j = r.Json();
+  EXPECT_EQ(j["uid"], "11223344");
+  EXPECT_EQ(j["blocks"], 64);
+  ASSERT_EQ(j["sectors"].size(), 16u);
+  EXPECT_EQ(j["sectors"][0]["key_a"], "FFFFFFFFFFFF");
+  EXPECT_EQ(j["sectors"][3]["key_a"], "A0A1A2A3A4A5");
+  // No terminal: no progress bar on standard error.
+  EXPECT_EQ(r.err.find("dumping"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, MfcDumpRestoresByteIdentical) {
+  Write(Path("card.mfd"), Image1K(true));
+  Write(Path("keys"), "A0A1A2A3A4A5\nFFFFFFFFFFFF\n");
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "-k", Path("keys")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  // Onto a blank card with the same manufacturer block: every other block
+  // written, the new keys of sector 3 included.
+  Write(Path("blank.mfd"), Blank1K());
+  r = Run({"--sim-load", Path("blank.mfd"), "--sim-save", Path("after.mfd"), "mfc", "restore",
+           Path("dump.mfd")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "restored 63 blocks from " + Path("dump.mfd") + " to 11223344\n");
+  EXPECT_EQ(Slurp(Path("after.mfd")), Slurp(Path("dump.mfd")));
+  EXPECT_EQ(Slurp(Path("after.mfd")), Image1K(true));
+}
+
+TEST_F(Cli, MfcDumpOf4KHas4096Bytes) {
+  Result r = Run({"--sim-card", "mfc4k", "mfc", "dump", Path("4k.mfd")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::string d = Slurp(Path("4k.mfd"));
+  ASSERT_EQ(d.size(), 4096u);
+  // The last trailer carries the transport keys found.
+  EXPECT_EQ(d.substr(4080, 6), std::string(6, '\xFF'));
+  EXPECT_EQ(d.substr(4090, 6), std::string(6, '\xFF'));
+}
+
+TEST_F(Cli, MfcDumpWithAWrongKeyNamesTheSector) {
+  Write(Path("card.mfd"), Image1K(true));
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("authentication failed for sector 3"), std::string::npos) << r.err;
+  r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("card.mfd")});
+  // Restoring tries the dump's own keys: this one succeeds.
+  EXPECT_EQ(r.status, 0) << r.err;
+  Write(Path("other.mfd"), Image1K());
+  r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("other.mfd")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.Json()["error"].get<std::string>().find("authentication failed for sector 3"),
+            std::string::npos);
+}
+
+TEST_F(Cli, MfcErrorsInWords) {
+  Result r = Run({"--sim-empty", "mfc", "dump", Path("x.mfd")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("no card in the field"), std::string::npos) << r.err;
+  r = Run({"--sim-card", "ntag213:04112233445566", "mfc", "dump", Path("x.mfd")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("the card 04112233445566 is not a MIFARE Classic"), std::string::npos) << r.err;
+  Write(Path("keys"), "FFFFFFFFFF\n");
+  r = Run({"mfc", "dump", Path("x.mfd"), "-k", Path("keys")});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find(Path("keys") + ":1: a key has 12 hex digits"), std::string::npos) << r.err;
+  Write(Path("short.mfd"), std::string(100, '\0'));
+  r = Run({"mfc", "restore", Path("short.mfd")});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("1024 or 4096 bytes, not 100"), std::string::npos) << r.err;
+  r = Run({"mfc"});
+  EXPECT_EQ(r.status, 2);
+}
+
+TEST_F(Cli, ApduWithoutACpuCardSaysSo) {
+  Result r = Run({"apdu", "00A4040000"});  // only a MIFARE Classic in the field
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("activating the CPU card: no CPU card in the field"), std::string::npos)
+      << r.err;
+  r = Run({"apdu", "00A4"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("shorter than a 4-byte header"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, DesKnownAnswerBothWaysWithoutAReader) {
+  // The textbook DES example: key 133457799BBCDFF1, 0123456789ABCDEF.
+  Result r = Run({"des", "--key", "133457799BBCDFF1", "0123456789ABCDEF"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "85E813540F0AB405\n");
+  EXPECT_EQ(r.err, "");  // no reader opened, so no note about the default one
+  r = Run({"des", "-D", "-k", "133457799BBCDFF1", "85E813540F0AB405", "--json"});
+  EXPECT_EQ(r.Json()["result"], "0123456789ABCDEF");
+  EXPECT_EQ(r.Json()["operation"], "decrypt");
+  // Two-key triple-DES with K1 = K2 is single DES.
+  r = Run({"des3", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF"});
+  EXPECT_EQ(r.out, "85E813540F0AB405\n");
+}
+
+TEST_F(Cli, Des3CbcChainsBlocks) {
+  const std::string key = "0123456789ABCDEFFEDCBA9876543210";
+  Result ecb = Run({"des3", "-k", key, "1111111111111111"});
+  ASSERT_EQ(ecb.status, 0) << ecb.err;
+  std::string c1 = ecb.out.substr(0, 16);
+  // With a zero IV the first CBC block is the plain block cipher; the second
+  // is the cipher of (plain XOR c1).
+  Result cbc = Run({"des3-cbc", "-k", key, "1111111111111111", "0000000000000000"});
+  ASSERT_EQ(cbc.status, 0) << cbc.err;
+  EXPECT_EQ(cbc.out.substr(0, 16), c1);
+  Result second = Run({"des3", "-k", key, c1});
+  EXPECT_EQ(cbc.out.substr(16, 16), second.out.substr(0, 16));
+  Result back = Run({"des3-cbc", "-D", "-k", key, cbc.out.substr(0, 32)});
+  EXPECT_EQ(back.out, "11111111111111110000000000000000\n");
+  Result iv = Run({"des3-cbc", "-k", key, "--iv", "1111111111111111", "0000000000000000"});
+  EXPECT_EQ(iv.out.substr(0, 16), c1);
+}
+
+TEST_F(Cli, DesArgumentErrors) {
+  Result r = Run({"des", "-k", "0011", "0123456789ABCDEF"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("des: the key has 16 hex digits"), std::string::npos) << r.err;
+  r = Run({"des3", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("whole number of 8-byte blocks (got 2 bytes)"), std::string::npos) << r.err;
+  r = Run({"des", "0123456789ABCDEF"});
+  EXPECT_EQ(r.status, 2);
+}
+
+TEST_F(Cli, HelpExitsZero) {
+  Result r = Run({"--help"});
+  EXPECT_EQ(r.status, 0);
+  EXPECT_NE(r.out.find("scan"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,18 @@
+# Each example runs against the simulated reader with the card it needs.
+if(TARGET orvex-sim AND ORVEX_EXAMPLES)
+  set(example_sim_identify "--empty")
+  set(example_sim_read_block "--card mfc1k")
+  set(example_sim_purse_balance "--card cpu")
+  set(example_sim_write_ndef_uri "--card ntag215")
+  set(example_expect_identify "firmware version")
+  set(example_expect_read_block "block 4 00000000000000000000000000000000")
+  set(example_expect_purse_balance "purse balance 1000")
+  set(example_expect_write_ndef_uri "first: URI code 04, \"orvex.invalid/hello\"")
+  foreach(example ${ORVEX_EXAMPLES})
+    add_test(NAME example_${example}
+      COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/scripts/with_sim.sh $<TARGET_FILE:orvex-sim>
+              "${example_sim_${example}}" $<TARGET_FILE:example_${example}>)
+    set_tests_properties(example_${example} PROPERTIES
+      PASS_REGULAR_EXPRESSION "${example_expect_${example}}" TIMEOUT 60)
+  endforeach()
+endif()

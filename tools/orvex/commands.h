@@ -1,0 +1,63 @@
+// The orvex tool's subcommands: each group adds its own to the program.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "device.h"
+#include "orvex.h"
+#include "util.h"
+
+namespace orvextool {
+
+// Shared by every subcommand: the global options, the output and the link
+// (opened on first use, so that --help and argument errors need no reader).
+class Context {
+ public:
+  DeviceOptions device;
+  bool device_given = false;
+  int reader_id = 0;
+  bool json = false;
+
+  Output& out() { return *out_; }
+  void StartOutput() { out_ = std::make_unique<Output>(json); }
+  // Opens the link when not yet open.
+  void Open() {
+    if (link_) return;
+    if (!device_given)
+      std::fprintf(stderr, "orvex: no --device given, using the built-in simulated reader\n");
+    link_ = std::make_unique<Link>(device);
+  }
+  // After success: finishes the link (see Link::Finish) and closes it.
+  void Finish() {
+    if (link_) link_->Finish();
+    link_.reset();
+  }
+  void Close() { link_.reset(); }
+  Orvex ov;
+
+  // A subcommand's action, run after the whole command line was parsed.
+  void Register(CLI::App* sub, std::function<void()> action) { actions_[sub] = std::move(action); }
+  std::function<void()>* ActionFor(CLI::App* sub) {
+    auto it = actions_.find(sub);
+    return it == actions_.end() ? nullptr : &it->second;
+  }
+
+ private:
+  std::unique_ptr<Output> out_;
+  std::unique_ptr<Link> link_;
+  std::map<CLI::App*, std::function<void()>> actions_;
+};
+
+// Answer deadlines, in milliseconds, of the command groups the tool uses.
+constexpr int kReaderDeadlineMs = 100;
+
+void AddReaderCommands(CLI::App& app, Context& ctx);
+void AddCardCommands(CLI::App& app, Context& ctx);
+void AddMifareCommands(CLI::App& app, Context& ctx);
+void AddCryptoCommands(CLI::App& app, Context& ctx);
+
+}  // namespace orvextool

@@ -1,0 +1,53 @@
+// Opening the reader link for the orvex tool: a serial device, a numbered
+// serial port, USB HID, or the simulated reader run inside this process.
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace orvextool {
+
+// A failure the tool reports in words and exits with (1 by default; 2 for a
+// usage error).
+struct Failure : std::runtime_error {
+  explicit Failure(const std::string& what, int exit_code = 1)
+      : std::runtime_error(what), code(exit_code) {}
+  int code;
+};
+
+struct DeviceOptions {
+  std::string device;                 // "sim", a path, "ttyS:N" or "usb"
+  int baud = 19200;
+  std::vector<std::string> sim_cards;  // card specs for the simulated field
+  bool sim_empty = false;              // the simulated field starts empty
+  bool sim_display = false;            // simulate the display reader model
+  std::string sim_load;                // a MIFARE Classic card holding this .mfd dump
+  std::string sim_save;                // where the card's memory goes at the end
+};
+
+// The open link; closes it when destroyed. With "sim" it owns the simulated
+// reader and its serial server.
+class Link {
+ public:
+  explicit Link(const DeviceOptions& options);
+  ~Link();
+  // Closes the link after a successful run; with sim_save, writes the
+  // simulated MIFARE Classic card's memory to that file first.
+  void Finish();
+  Link(const Link&) = delete;
+  Link& operator=(const Link&) = delete;
+
+  // What was opened, in words ("simulated reader on /dev/pts/4").
+  const std::string& description() const { return description_; }
+
+ private:
+  struct Sim;
+  std::unique_ptr<Sim> sim_;
+  bool usb_ = false;
+  std::string sim_save_;
+  std::string description_;
+};
+
+}  // namespace orvextool

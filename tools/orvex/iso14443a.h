@@ -1,0 +1,25 @@
+// Finding and selecting ISO 14443-A cards, shared by scan and the card
+// subcommands.
+#pragma once
+
+#include <string>
+
+#include "commands.h"
+
+namespace orvextool {
+
+struct TypeACardInfo {
+  Bytes uid;
+  unsigned short atqa = 0;  // as the card sends it: first byte low
+  unsigned char sak = 0;
+  bool IsClassic() const { return sak == 0x08 || sak == 0x18 || sak == 0x09 || sak == 0x88; }
+  // What the SAK says the card is, in words.
+  std::string Kind() const;
+};
+
+// Requests (code 0x26 REQA: idle cards; 0x52 WUPA: halted ones too),
+// anticollides and selects one card. False when no card answered; a link
+// failure throws.
+bool SelectTypeA(Context& ctx, int request_code, TypeACardInfo& card);
+
+}  // namespace orvextool

@@ -1,0 +1,97 @@
+// orvex: drives an Orvex card reader from the command line.
+//
+//   orvex [global options] SUBCOMMAND [options] [arguments]
+//
+// Global options may also follow the subcommand. Every failure is printed in
+// words on standard error and ends the program with a non-zero status: 1
+// when the reader or card failed, 2 for a usage error.
+#include <cstdio>
+#include <cstdlib>
+
+#include "commands.h"
+#include "orvexsim/card_spec.h"
+
+using namespace orvextool;
+
+namespace {
+
+// The deepest subcommand given on the command line.
+CLI::App* Leaf(CLI::App* app) {
+  for (CLI::App* sub : app->get_subcommands()) return Leaf(sub);
+  return app;
+}
+
+void ReportError(const Context& ctx, const std::string& message) {
+  std::fprintf(stderr, "orvex: %s\n", message.c_str());
+  if (ctx.json) {
+    Json j = {{"error", message}};
+    std::printf("%s\n", j.dump(2).c_str());
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Context ctx;
+  CLI::App app{"Drives an Orvex card reader: the reader itself, the cards in its field, and\n"
+               "the simulated reader built into this program."};
+  app.name("orvex");
+  app.fallthrough();  // global options are accepted after the subcommand too
+  app.require_subcommand(1);
+
+  app.add_option("-d,--device", ctx.device.device,
+                 "sim (built-in simulated reader), a serial device path, ttyS:N or usb "
+                 "(default: $ORVEX_DEVICE, else sim)")
+      ->envname("ORVEX_DEVICE");
+  app.add_option("-b,--baud", ctx.device.baud, "serial line speed in bit/s (default 19200)")
+      ->check(CLI::IsMember({4800, 9600, 19200, 38400}));
+  app.add_option("-r,--reader-id", ctx.reader_id,
+                 "reader number to address (default 0, which any reader answers)")
+      ->check(CLI::Range(0, 65535));
+  app.add_flag("-j,--json", ctx.json, "machine-readable output (one JSON document)");
+  app.add_option("--sim-card", ctx.device.sim_cards,
+                 std::string("card in the simulated field (repeatable; default a blank MIFARE "
+                             "Classic 1K). Kinds:\n") + orvexsim::CardKindsHelp());
+  app.add_flag("--sim-empty", ctx.device.sim_empty, "start the simulated field empty");
+  app.add_option("--sim-load", ctx.device.sim_load,
+                 "simulated field: a MIFARE Classic card holding this raw dump (.mfd, 1024 or "
+                 "4096 bytes)");
+  app.add_option("--sim-save", ctx.device.sim_save,
+                 "simulated field: at the end, write the MIFARE Classic card's memory to this file");
+  app.add_flag("--sim-display", ctx.device.sim_display, "simulate the display reader model");
+
+  AddReaderCommands(app, ctx);
+  AddCardCommands(app, ctx);
+  AddMifareCommands(app, ctx);
+  AddCryptoCommands(app, ctx);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    ReportError(ctx, e.what() + std::string(" (try --help)"));
+    return 2;
+  }
+
+  ctx.device_given = !ctx.device.device.empty();
+  if (!ctx.device_given) ctx.device.device = "sim";
+  ctx.StartOutput();
+  auto* action = ctx.ActionFor(Leaf(&app));
+  if (!action) {
+    ReportError(ctx, "missing subcommand (try " + Leaf(&app)->get_name() + " --help)");
+    return 2;
+  }
+  try {
+    (*action)();
+    ctx.Finish();
+  } catch (const Failure& f) {
+    ctx.Close();
+    ReportError(ctx, f.what());
+    return f.code;
+  }
+  ctx.out().Finish();
+  return 0;
+}

@@ -1,0 +1,91 @@
+#include "util.h"
+
+#include <unistd.h>
+
+#include <cctype>
+
+namespace orvextool {
+
+Bytes ParseHex(const std::string& text, const std::string& what) {
+  Bytes out;
+  int hi = -1;
+  for (char c : text) {
+    if (c == ' ' || c == ':' || c == '-' || c == '\t') continue;
+    if (!std::isxdigit(static_cast<unsigned char>(c)))
+      throw Failure(what + ": \"" + text + "\" is not hexadecimal", 2);
+    int v = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (std::tolower(c) - 'a' + 10);
+    if (hi < 0) {
+      hi = v;
+    } else {
+      out.push_back(static_cast<uint8_t>(hi << 4 | v));
+      hi = -1;
+    }
+  }
+  if (hi >= 0) throw Failure(what + ": \"" + text + "\" has an odd number of hex digits", 2);
+  return out;
+}
+
+Bytes ParseHexArgs(const std::vector<std::string>& args, const std::string& what) {
+  std::string all;
+  for (const auto& a : args) all += a + " ";
+  return ParseHex(all, what);
+}
+
+std::string Hex(const uint8_t* p, size_t n) {
+  static const char* d = "0123456789ABCDEF";
+  std::string s;
+  for (size_t i = 0; i < n; ++i) {
+    s += d[p[i] >> 4];
+    s += d[p[i] & 15];
+  }
+  return s;
+}
+
+void CheckReader(int rc, const std::string& what, int deadline_ms) {
+  if (rc == 1) return;
+  if (rc == -1)
+    throw Failure(what + ": the reader did not answer within " + std::to_string(deadline_ms) +
+                  " ms, its answer was malformed, or it refused the command");
+  throw Failure(what + ": failed (result " + std::to_string(rc) + ")");
+}
+
+void CheckCard(int rc, const std::string& what, int deadline_ms, const std::string& refused) {
+  if (rc == 1) return;
+  if (rc == -1)
+    throw Failure(what + ": the reader did not answer within " + std::to_string(deadline_ms) +
+                  " ms, or its answer was malformed");
+  if (rc == -3) throw Failure(what + ": " + refused);
+  throw Failure(what + ": failed (result " + std::to_string(rc) + ")");
+}
+
+void Output::Field(const std::string& key, const std::string& label, const Json& value,
+                   const std::string& text) {
+  doc_[key] = value;
+  std::string l = label + ":";
+  if (l.size() < 16) l.resize(16, ' ');
+  Line(l + text);
+}
+
+void Output::Finish() {
+  if (json_) std::printf("%s\n", doc_.dump(2).c_str());
+  std::fflush(stdout);
+}
+
+Progress::Progress(const std::string& label, int total)
+    : label_(label), total_(total > 0 ? total : 1), tty_(isatty(2) == 1) {}
+
+Progress::~Progress() {
+  if (tty_) std::fprintf(stderr, "\n");
+}
+
+void Progress::Step(int done) {
+  if (!tty_) return;
+  const int width = 40;
+  int filled = done * width / total_;
+  std::string bar(static_cast<size_t>(filled), '#');
+  bar.resize(width, '.');
+  std::fprintf(stderr, "\r%s [%s] %d/%d", label_.c_str(), bar.c_str(), done, total_);
+  std::fflush(stderr);
+}
+
+}  // namespace orvextool

@@ -1,0 +1,67 @@
+// Small helpers of the orvex tool: hex text, result checks, output.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "device.h"
+
+namespace orvextool {
+
+using Bytes = std::vector<uint8_t>;
+using Json = nlohmann::ordered_json;
+
+// "00A4 04:00" -> bytes; separators (space, colon, dash) are skipped. Throws
+// a usage Failure naming `what` for anything else or an odd digit count.
+Bytes ParseHex(const std::string& text, const std::string& what);
+Bytes ParseHexArgs(const std::vector<std::string>& args, const std::string& what);
+std::string Hex(const uint8_t* p, size_t n);
+inline std::string Hex(const Bytes& b) { return Hex(b.data(), b.size()); }
+
+// Turns a library result into a Failure, in words. `what` names the step
+// ("reading the version"); deadline_ms is the answer deadline it had.
+// Commands on the reader itself give -1 for a refusal too.
+void CheckReader(int rc, const std::string& what, int deadline_ms);
+// Card commands: -1 link failure, -3 the reader refused (no card, wrong key).
+// `refused` words the refusal for this step.
+void CheckCard(int rc, const std::string& what, int deadline_ms, const std::string& refused);
+
+// Where results go: text lines on standard output, or one JSON document.
+class Output {
+ public:
+  explicit Output(bool json) : json_(json) {}
+  bool json() const { return json_; }
+  Json& doc() { return doc_; }
+  // A text line (dropped in JSON mode).
+  void Line(const std::string& s) {
+    if (!json_) std::printf("%s\n", s.c_str());
+  }
+  // Label and value, aligned, in text mode; the value also goes into the
+  // JSON document under key.
+  void Field(const std::string& key, const std::string& label, const Json& value,
+             const std::string& text);
+  void Finish();
+
+ private:
+  bool json_;
+  Json doc_ = Json::object();
+};
+
+// A progress bar on standard error, drawn only when it is a terminal.
+class Progress {
+ public:
+  Progress(const std::string& label, int total);
+  ~Progress();
+  void Step(int done);
+
+ private:
+  std::string label_;
+  int total_;
+  bool tty_;
+};
+
+}  // namespace orvextool
