@@ -5,12 +5,16 @@
 #include <vector>
 
 #include "orvexsim/cpu_card.h"
+#include "orvexsim/felica.h"
 #include "orvexsim/iso15693.h"
 #include "orvexsim/lf_card.h"
 #include "orvexsim/sle4442.h"
 #include "orvexsim/mifare_classic.h"
+#include "orvexsim/mifare_plus.h"
 #include "orvexsim/ntag.h"
+#include "orvexsim/sam.h"
 #include "orvexsim/topaz.h"
+#include "orvexsim/type_b.h"
 
 namespace orvexsim {
 namespace {
@@ -59,6 +63,33 @@ const std::map<std::string, Kind>& Kinds() {
        {{8}, [](int i) { return DefaultId({0xE0, 0x04, 0x01}, 8, i); },
         [](const Bytes& id) { return std::make_shared<VicinityTag>(id); }}},
       {"sle4442", {{}, [](int) { return Bytes{}; }, [](const Bytes&) { return std::make_shared<Sle4442>(); }}},
+      {"mfplus",
+       {{4, 7}, [](int i) { return DefaultId({0xB1}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<MifarePlus>(id); }}},
+      {"typeb",
+       {{4}, [](int i) { return DefaultId({0x5B}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<CpuCardB>(id); }}},
+      {"idcard",
+       {{8}, [](int i) { return DefaultId({0x11, 0x01}, 8, i); },
+        [](const Bytes& id) { return std::make_shared<IdCard>(id); }}},
+      {"sr176",
+       {{8}, [](int i) { return DefaultId({0xD0, 0x02}, 8, i); },
+        [](const Bytes& id) { return std::make_shared<StTag>(StTag::Model::kSr176, id); }}},
+      {"sr512",
+       {{8}, [](int i) { return DefaultId({0xD0, 0x02}, 8, 100 + i); },
+        [](const Bytes& id) { return std::make_shared<StTag>(StTag::Model::kSr512, id); }}},
+      {"srix4k",
+       {{8}, [](int i) { return DefaultId({0xD0, 0x02}, 8, 200 + i); },
+        [](const Bytes& id) { return std::make_shared<StTag>(StTag::Model::kSrix4k, id); }}},
+      {"at88rf020",
+       {{4}, [](int i) { return DefaultId({0xA8}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<At88rf020>(id); }}},
+      {"felica",
+       {{8}, [](int i) { return DefaultId({0x01, 0x2E}, 8, i); },
+        [](const Bytes& id) { return std::make_shared<FelicaCard>(id); }}},
+      {"sam",
+       {{4}, [](int i) { return DefaultId({0x5A}, 4, i); },
+        [](const Bytes& id) { return std::make_shared<SamCard>(id); }}},
       {"lf",
        {{5}, [](int i) { return DefaultId({0x1A}, 5, i); },
         [](const Bytes& id) { return std::make_shared<LfCard>(id); }}},
@@ -113,6 +144,13 @@ const char* CardKindsHelp() {
          "  topaz[:UID4]          Topaz 512 (NFC Forum Type 1)\n"
          "  iso15693[:UID8]       ISO 15693 tag, 28 blocks of 4 bytes (UID as written, E0 first)\n"
          "  sle4442               SLE4442 in the contact slot (PSC FF FF FF)\n"
+         "  mfplus[:UID4|UID7]    MIFARE Plus 4K at security level 0\n"
+         "  typeb[:PUPI4]         ISO 14443-B CPU card, same system as cpu\n"
+         "  idcard[:NUMBER8]      identity card (type B) whose number the reader reads\n"
+         "  sr176[:UID8] sr512[:UID8] srix4k[:UID8]   ST memory tags\n"
+         "  at88rf020[:PUPI4]     AT88RF020 (key FF x 8)\n"
+         "  felica[:IDM8]         FeliCa card, services 0009 and 000B\n"
+         "  sam[:SERIAL4]         a SAM into the first free SAM slot\n"
          "  lf[:ID5]              a 125 kHz identification card\n";
 }
 

@@ -8,6 +8,7 @@ Bytes CpuCardAts() {
 
 CpuCard::CpuCard(Bytes uid, bool personalised) : TypeACard(uid), cos_(uid) {
   if (personalised) fmcos_card::Personalise(cos_);
+  app.number = Concat({0x20, 0x26}, Pseudorandom(uid_, 6));
 }
 
 Bytes CpuCard::ats() const { return CpuCardAts(); }

@@ -7,6 +7,19 @@
 
 namespace orvexsim {
 
+// What the reader firmware's own card application keeps on a CPU card:
+// the card number, the application key, a public file (50 bytes), a holder
+// file (100 bytes), a user file, the balance and the last transaction.
+struct CardApplicationArea {
+  Bytes number;                 // 8 bytes
+  Bytes key = Bytes(16, 0xFF);  // the application key
+  Bytes public_file = Bytes(50, 0x00);
+  Bytes holder_file = Bytes(100, 0x00);
+  Bytes user_file = Bytes(4096, 0x00);
+  uint32_t balance = 0;
+  Bytes last_record;  // empty until the first transaction
+};
+
 class CpuCard : public TypeACard {
  public:
   // personalised: the default image (see cos.h); otherwise an empty MF.
@@ -17,6 +30,7 @@ class CpuCard : public TypeACard {
   Bytes ats() const override;
   ApduProcessor* apdu() override { return &cos_; }
   Cos& cos() { return cos_; }
+  CardApplicationArea app;
 
  protected:
   void Deactivated() override { cos_.Reset(); }

@@ -50,6 +50,11 @@ Simulator::Simulator(ReaderModel model) {
   families_.push_back(MakeTypeA(ctx_));
   families_.push_back(MakeTransparent(ctx_));
   families_.push_back(MakeVicinity(ctx_));
+  families_.push_back(MakeTypeB(ctx_));
+  families_.push_back(MakeFelica(ctx_));
+  families_.push_back(MakeMifarePlus(ctx_));
+  families_.push_back(MakeSamSlots(ctx_));
+  families_.push_back(MakeCardApplication(ctx_));
   if (model == ReaderModel::kDisplayReader) {
     display_ = std::make_shared<Display>();
     families_.push_back(MakeDisplayCommands(ctx_, display_));

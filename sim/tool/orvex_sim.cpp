@@ -22,6 +22,7 @@
 #include "orvexsim/card_spec.h"
 #include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
+#include "orvexsim/sam.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
 
@@ -60,7 +61,8 @@ void Usage(FILE* f) {
                "                        each change\n"
                "  --link PATH           also make PATH a symbolic link to the device\n"
                "  -h, --help            this text\n\n"
-               "Without --card, --empty or --display the field holds a blank MIFARE Classic 1K.\n"
+               "Without --card, --empty or --display the field holds a blank MIFARE Classic 1K;\n"
+               "the card reader has a SAM in slot 1.\n"
                "Card SPECs (IDs in hex):\n%s\n"
                "Standard input: place SPEC | remove N|all | eject | list\n",
                CardKindsHelp());
@@ -207,6 +209,8 @@ int main(int argc, char** argv) {
 
   Simulator sim(o.display ? ReaderModel::kDisplayReader : ReaderModel::kCardReader);
   sim.set_reader_number(static_cast<uint16_t>(o.reader_id));
+  // The card reader has a SAM in slot 1, as readers leave the factory.
+  if (!o.display) sim.InsertSam(1, std::make_shared<SamCard>(Bytes{0x5A, 0x00, 0x00, 0x01}));
   Placer placer(sim);
   std::vector<std::string> cards = o.cards;
   if (cards.empty() && !o.empty && o.load.empty() && !o.display) cards.push_back("mfc1k");
