@@ -21,3 +21,4 @@ if(TARGET orvexsim)
     gtest_discover_tests(e2e_${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
   endforeach()
 endif()
+
