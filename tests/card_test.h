@@ -3,10 +3,18 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 
 #include "reader_fixture.h"
 
 namespace orvex_test {
+
+// The parts joined in order: a data field or an answer built from pieces.
+inline Bytes Cat(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
+  return all;
+}
 
 class CardTest : public FakeReaderTest {
  protected:

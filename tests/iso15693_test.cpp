@@ -17,12 +17,6 @@ unsigned char kUID[8] = {0x01, 0x02, 0x03, 0x10, 0xE0, 0x04, 0x05, 0x06};
 const Bytes kUIDBytes(kUID, kUID + 8);
 unsigned char kData[8] = {0xD0, 0xD1, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7};
 
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
-  return all;
-}
-
 // One row of the command table: what the call must send, how long the reader
 // may take, and whether the answer reaches the caller.
 struct Case {

@@ -22,12 +22,6 @@ Bytes Blocks(int n) {
   return b;
 }
 
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
-  return all;
-}
-
 // A command without outputs: its code, data field and deadline, called
 // through the method and through the exported free function.
 struct Case {

@@ -16,12 +16,6 @@ namespace {
 unsigned char kUID[4] = {0x11, 0x22, 0x33, 0x44};
 unsigned char kBlock[8] = {0xB0, 0xB1, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6, 0xB7};
 
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
-  return all;
-}
-
 Bytes Counting(uint8_t first, size_t n) {
   Bytes b;
   for (size_t i = 0; i < n; ++i) b.push_back(static_cast<uint8_t>(first + i));
