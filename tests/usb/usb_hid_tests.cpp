@@ -1,5 +1,6 @@
 // The USB HID link through the real libusb-1.0, against an emulated reader
 // (vendor 0471, product 114A). Runs with libumockdev-preload.so.0 preloaded.
+#include <dirent.h>
 #include <libusb.h>
 #include <sys/prctl.h>
 
@@ -469,6 +470,38 @@ TEST_F(UsbLinkTest, CloseReleasesTheReaderAndReopenWorks) {
   EXPECT_EQ(1, st.detaches);  // the kernel driver stayed detached
   EXPECT_EQ(0, ov.OV_USBHIDFree());
   EXPECT_EQ(0, ov.OV_USBHIDFree());  // nothing open any more
+}
+
+// The descriptors this process has open now.
+static int OpenFds() {
+  int n = 0;
+  if (DIR* d = opendir("/proc/self/fd")) {
+    while (readdir(d)) ++n;
+    closedir(d);
+  }
+  return n;
+}
+
+TEST_F(UsbReaderTest, RepeatedOpenAndCloseLeaksNothing) {
+  // The first open starts libusb's event machinery; count from after it.
+  ASSERT_EQ(1, ov.OV_USBHIDInitial());
+  ASSERT_EQ(0, ov.OV_USBHIDFree());
+  const int fds = OpenFds();
+  for (int i = 0; i < 1000; ++i) {
+    ASSERT_EQ(1, ov.OV_USBHIDInitial()) << "open " << i;
+    ASSERT_EQ(0, ov.OV_USBHIDFree()) << "close " << i;
+  }
+  EXPECT_EQ(fds, OpenFds());
+  EXPECT_EQ(0, hid.open_handles());
+  EXPECT_FALSE(hid.claimed());
+  FakeHid::Stats st = hid.stats();
+  EXPECT_EQ(1001, st.claims);
+  EXPECT_EQ(1001, st.releases);
+  // The link still works afterwards.
+  AnswerWith(hid, {0x00, 0x07});
+  ASSERT_EQ(1, ov.OV_USBHIDInitial());
+  EXPECT_EQ(7, ov.OV_GetReaderVersion(1));
+  EXPECT_EQ(0, ov.OV_USBHIDFree());
 }
 
 TEST_F(UsbLinkTest, OpeningAgainClosesTheOpenDeviceFirst) {
