@@ -170,6 +170,12 @@ inline std::vector<Method> All() {
   add("OV_MFP_Authorization_Follow", [](Orvex& o) { Out a3(kAll); o.OV_MFP_Authorization_Follow(1, 1, a3.get()); });
   add("OV_MFP_CommonRead", [](Orvex& o) { std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_MFP_CommonRead(1, 1, 2, a4.get(), a5.get()); });
   add("OV_MFP_CommonWrite", [](Orvex& o) { Out a4(kAll); o.OV_MFP_CommonWrite(1, 1, 2, a4.get()); });
+  add("OV_Felica_Polling", [](Orvex& o) { Out a5(8); Out a6(8); Out a7(2); o.OV_Felica_Polling(1, 1, 1, 1, a5.get(), a6.get(), a7.get()); });
+  add("OV_Felica_RequestService", [](Orvex& o) { Out a2(8); Out a4(2); Out a5(3); o.OV_Felica_RequestService(1, a2.get(), 1, a4.get(), a5.get()); });
+  add("OV_Felica_RequestResponse", [](Orvex& o) { Out a2(8); Out a3(1); o.OV_Felica_RequestResponse(1, a2.get(), a3.get()); });
+  add("OV_Felica_ReadWithoutEncryption", [](Orvex& o) { Out a2(8); Out a4(2); Out a7(1); Out a8(1); Out a9(1); Out a10(16); o.OV_Felica_ReadWithoutEncryption(1, a2.get(), 1, a4.get(), 1, 1, a7.get(), a8.get(), a9.get(), a10.get()); });
+  add("OV_Felica_WriteWithoutEncryption", [](Orvex& o) { Out a2(8); Out a4(2); Out a7(1); Out a8(16); Out a9(1); Out a10(1); o.OV_Felica_WriteWithoutEncryption(1, a2.get(), 1, a4.get(), 1, 1, a7.get(), a8.get(), a9.get(), a10.get()); });
+  add("OV_ChinaIDV2_RequestCardNo", [](Orvex& o) { Out a2(1); Out a3(8); o.OV_ChinaIDV2_RequestCardNo(1, a2.get(), a3.get()); });
   add("OV_TOPAZ_ReadUID", [](Orvex& o) { Out a2(kAll); Out a3(kAll); std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_TOPAZ_ReadUID(1, a2.get(), a3.get(), a4.get(), a5.get()); });
   add("OV_TOPAZ_ReadAll", [](Orvex& o) { Out a2(kAll); std::unique_ptr<int[]> a3(new int[1]()); Out a4(kAll); o.OV_TOPAZ_ReadAll(1, a2.get(), a3.get(), a4.get()); });
   add("OV_TOPAZ_ReadByte", [](Orvex& o) { Out a2(kAll); Out a5(kAll); o.OV_TOPAZ_ReadByte(1, a2.get(), 1, 1, a5.get()); });

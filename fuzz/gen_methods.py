@@ -26,11 +26,14 @@ WIDTH = {
     ("OV_Config_TextPowerOn_Get", "Data"): "64",
     ("OV_Config_TextRun_Get", "Data"): "64",
     ("DES", "out"): "8", ("DES3", "pOutData"): "8", ("DES3_CBC", "pOutData"): "8",
+    ("OV_Felica_Polling", "PMm"): "8", ("OV_Felica_Polling", "RequestData"): "2",
+    ("OV_Felica_RequestService", "NodeKeyList"): "3", ("OV_Felica_RequestResponse", "Mode"): "1",
+    ("OV_ChinaIDV2_RequestCardNo", "CardNo"): "8",
 }
 # One-byte outputs (unsigned char* that receive a single value).
 ONE_BYTE = {"LenSNO", "SAK", "CardMem", "SNLen", "Enable", "Line", "Column", "Font", "config",
             "timespan", "width", "height", "line", "column", "len", "ChipID", "LockByte",
-            "PLen", "LenOfFCI", "Status", "uri"}
+            "PLen", "LenOfFCI", "Status", "uri", "Status1", "Status2", "LengthOfCardNo"}
 # Methods that need state first: the NDEF message buffer with a record.
 PRELUDE = {
     "OV_NDEF_Save": 'o.OV_NDEF_Initial(); unsigned char t[] = "hi"; o.OV_NDEF_AddRecord(0, 2, t);',
@@ -38,7 +41,8 @@ PRELUDE = {
 }
 # Inputs: sizes of what the method reads.
 INPUT_SIZE = {"Key": "24", "pkey": "8", "pKey": "24", "in": "8", "pInData": "8", "pIV": "8",
-              "LEDText": None}
+              "LEDText": None, "IDM": "8", "NodeList": "2", "ServiceCodeList": "2", "BlockList": "1",
+              "pBlockData": "16"}
 # Integer arguments: values that keep the call within one frame.
 INT_VALUE = {"LenData": "16", "len": "16", "Count": "16", "BytesCount": "16", "DataLen": "16",
              "ParamLen": "4", "LenCOS": "5", "BlockNums": "2", "StartPage": "4", "EndPage": "7",

@@ -758,6 +758,78 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: FeliCa and ID-card number ---- */
 
+  /* ==================================================================== */
+  /* FeliCa and the identity card number                                   */
+  /* ==================================================================== */
+  /* FeliCa commands go to the card through the reader's transparent FeliCa
+   * command; the reader gets 100 ms to answer. IDM is the card's 8-byte
+   * IDm. Results differ from the other card groups: 1 done; -1 link
+   * failure, or parameters too long for one command; a refusal by the
+   * reader comes back as its status byte (a positive number, and status 1
+   * reads as 1, like success) or as 0 when the reader's answer does not
+   * begin with 00. Polling, request service and request response return
+   * -2 instead of the status byte, and -2 too for a card response other
+   * than the one they expect. Nothing is written on failure. */
+
+  /** Polls for a FeliCa card (Polling). SystemCode goes out low byte first,
+   *  so pass it with its bytes swapped: 0x12FC for system code 0xFC12 on
+   *  the air (0xFFFF matches any). RequestCode and Slot go out as they
+   *  stand. IDM receives the IDm (8 bytes), PMm the PMm (8 bytes) and
+   *  RequestData 2 bytes, written even when the card sent no request data
+   *  (zeros then). 1; -1; -2 no polling response. */
+  int OV_Felica_Polling(int ReaderID, unsigned short SystemCode, unsigned char RequestCode, unsigned char Slot,
+                        unsigned char* IDM, unsigned char* PMm, unsigned char* RequestData);
+
+  /** Asks the card for the key versions of NumbersOfCode nodes (Request
+   *  Service); NodeList holds their codes, 2 bytes each as the card expects
+   *  them. Note the positions: the count is taken from the IDm's last byte
+   *  and the bytes handed over start one byte early, at the card's node
+   *  count byte. NodeKeyList receives twice that count in bytes from there,
+   *  but no more than the response carries and at most 2 x NumbersOfCode + 1
+   *  bytes, which it must hold. 1; -1; -2 no request service response. */
+  int OV_Felica_RequestService(int ReaderID, unsigned char* IDM, unsigned char NumbersOfCode,
+                               unsigned char* NodeList, unsigned char* NodeKeyList);
+
+  /** Asks the card for its mode (Request Response). Mode receives 1 byte:
+   *  note that it is taken one byte early, from the IDm's last byte.
+   *  1; -1; -2 no request response response. */
+  int OV_Felica_RequestResponse(int ReaderID, unsigned char* IDM, unsigned char* Mode);
+
+  /** Reads NumberofBlock blocks without encryption (Read Without
+   *  Encryption): NumberofService 2-byte service codes in ServiceCodeList,
+   *  then the LengthofBlockList bytes of the block list BlockList. The card
+   *  gets NumberofBlock x 512 time-out units (16 bits). When the card
+   *  answers, Status1 and Status2 receive its two status flags (1 byte
+   *  each); when both are 0, pBlockData receives 16 bytes per block the card
+   *  returned, no more than its response carries and at most NumberofBlock
+   *  blocks (it must hold 16 x NumberofBlock bytes). Result as the group's:
+   *  1 also when the flags report an error. */
+  int OV_Felica_ReadWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char NumberofService,
+                                      unsigned char* ServiceCodeList, unsigned char NumberofBlock,
+                                      unsigned char LengthofBlockList, unsigned char* BlockList,
+                                      unsigned char* Status1, unsigned char* Status2, unsigned char* pBlockData);
+
+  /** Writes the 16 x NumberofBlock bytes of pBlockData without encryption
+   *  (Write Without Encryption), with services and block list as for
+   *  OV_Felica_ReadWithoutEncryption. When the card answers, Status1 and
+   *  Status2 receive its two status flags (1 byte each; 0 and 0 when
+   *  written): test them, since the result is 1 whatever they say. */
+  int OV_Felica_WriteWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char NumberofService,
+                                       unsigned char* ServiceCodeList, unsigned char NumberofBlock,
+                                       unsigned char LengthofBlockList, unsigned char* BlockList,
+                                       unsigned char* pBlockData, unsigned char* Status1, unsigned char* Status2);
+
+  /** Reads the card number of a second-generation resident identity card:
+   *  switches the reader to type B search, activates the card, then reads
+   *  the number. LengthOfCardNo receives 8 (1 byte) and CardNo the 8-byte
+   *  number. 1; -5 the reader refused type B search; -4 the card did not
+   *  answer the type B request; -1 link failure, or the card's answer was
+   *  too short or did not end in 90 00; a positive number: the reader's
+   *  status byte when it refused the read; 0 the reader's answer did not
+   *  echo the read. */
+  int OV_ChinaIDV2_RequestCardNo(int ReaderID, unsigned char* LengthOfCardNo, unsigned char* CardNo);
+
+
   /* ---- ORVEX-GROUP: Topaz ---- */
 
   /* ==================================================================== */

@@ -2,6 +2,8 @@
 // internal function of a command module and returns its result unchanged.
 #include "orvex.h"
 
+#include "cards/untChinaIDV2.h"
+#include "cards/untFelica.h"
 #include "cards/untISO14443.h"
 #include "cards/untNTag.h"
 #include "apps/untTamracpu.h"
@@ -469,6 +471,37 @@ int Orvex::OV_MFP_CommonWrite(int ReaderID, int BlockID, int BlockNums, unsigned
 }
 
 // ---- ORVEX-GROUP: FeliCa and ID-card number ----
+int Orvex::OV_Felica_Polling(int ReaderID, unsigned short SystemCode, unsigned char RequestCode, unsigned char Slot,
+                             unsigned char* IDM, unsigned char* PMm, unsigned char* RequestData) {
+  return Felica_Polling(ReaderID, SystemCode, RequestCode, Slot, IDM, PMm, RequestData);
+}
+int Orvex::OV_Felica_RequestService(int ReaderID, unsigned char* IDM, unsigned char NumbersOfCode,
+                                    unsigned char* NodeList, unsigned char* NodeKeyList) {
+  return Felica_RequestService(ReaderID, IDM, NumbersOfCode, NodeList, NodeKeyList);
+}
+int Orvex::OV_Felica_RequestResponse(int ReaderID, unsigned char* IDM, unsigned char* Mode) {
+  return Felica_RequestResponse(ReaderID, IDM, Mode);
+}
+int Orvex::OV_Felica_ReadWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char NumberofService,
+                                           unsigned char* ServiceCodeList, unsigned char NumberofBlock,
+                                           unsigned char LengthofBlockList, unsigned char* BlockList,
+                                           unsigned char* Status1, unsigned char* Status2,
+                                           unsigned char* pBlockData) {
+  return Felica_ReadWithoutEncryption(ReaderID, IDM, NumberofService, ServiceCodeList, NumberofBlock,
+                                      LengthofBlockList, BlockList, Status1, Status2, pBlockData);
+}
+int Orvex::OV_Felica_WriteWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char NumberofService,
+                                            unsigned char* ServiceCodeList, unsigned char NumberofBlock,
+                                            unsigned char LengthofBlockList, unsigned char* BlockList,
+                                            unsigned char* pBlockData, unsigned char* Status1,
+                                            unsigned char* Status2) {
+  return Felica_WriteWithoutEncryption(ReaderID, IDM, NumberofService, ServiceCodeList, NumberofBlock,
+                                       LengthofBlockList, BlockList, pBlockData, Status1, Status2);
+}
+int Orvex::OV_ChinaIDV2_RequestCardNo(int ReaderID, unsigned char* LengthOfCardNo, unsigned char* CardNo) {
+  return ChinaIDV2_RequestCardNo(ReaderID, LengthOfCardNo, CardNo);
+}
+
 
 // ---- ORVEX-GROUP: Topaz ----
 int Orvex::OV_TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet,
