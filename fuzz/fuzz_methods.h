@@ -193,6 +193,14 @@ inline std::vector<Method> All() {
   add("OV_NTag_ReadCounter", [](Orvex& o) { std::unique_ptr<int[]> a2(new int[1]()); o.OV_NTag_ReadCounter(1, a2.get()); });
   add("OV_NTag_Password_Auth", [](Orvex& o) { Out a2(kAll); Out a3(kAll); o.OV_NTag_Password_Auth(1, a2.get(), a3.get()); });
   add("OV_NTag_ReadSignature", [](Orvex& o) { Out a2(kAll); o.OV_NTag_ReadSignature(1, a2.get()); });
+  add("OV_SLE_Reset", [](Orvex& o) { Out a2(kAll); o.OV_SLE_Reset(1, a2.get()); });
+  add("OV_SLE_ReadMainMemory", [](Orvex& o) { Out a4(kAll); o.OV_SLE_ReadMainMemory(1, 1, 1, a4.get()); });
+  add("OV_SLE_WriteMainMemory", [](Orvex& o) { Out a4(kAll); o.OV_SLE_WriteMainMemory(1, 1, 1, a4.get()); });
+  add("OV_SLE_ReadPROM", [](Orvex& o) { Out a2(kAll); o.OV_SLE_ReadPROM(1, a2.get()); });
+  add("OV_SLE_WriteProtectedDataMemory", [](Orvex& o) { Out a4(kAll); o.OV_SLE_WriteProtectedDataMemory(1, 1, 1, a4.get()); });
+  add("OV_SLE_ReadSecurityLogic", [](Orvex& o) { Out a2(1); Out a3(kAll); o.OV_SLE_ReadSecurityLogic(1, a2.get(), a3.get()); });
+  add("OV_SLE_WritePSC", [](Orvex& o) { Out a2(kAll); o.OV_SLE_WritePSC(1, a2.get()); });
+  add("OV_SLE_VerifyPSC", [](Orvex& o) { Out a2(kAll); Out a3(1); o.OV_SLE_VerifyPSC(1, a2.get(), a3.get()); });
   add("OV_FM_GetChallenge", [](Orvex& o) { Out a3(kAll); std::unique_ptr<unsigned short[]> a4(new unsigned short[1]()); o.OV_FM_GetChallenge(1, 1, a3.get(), a4.get()); });
   add("OV_FM_ExternalAuthenticate", [](Orvex& o) { Out a4(kAll); std::unique_ptr<unsigned short[]> a5(new unsigned short[1]()); o.OV_FM_ExternalAuthenticate(1, 1, 1, a4.get(), a5.get()); });
   add("OV_FM_InternalAuthenticate", [](Orvex& o) { Out a5(kAll); Out a6(kAll); Out a7(kAll); std::unique_ptr<unsigned short[]> a8(new unsigned short[1]()); o.OV_FM_InternalAuthenticate(1, 1, 1, 1, a5.get(), a6.get(), a7.get(), a8.get()); });

@@ -33,7 +33,8 @@ WIDTH = {
 # One-byte outputs (unsigned char* that receive a single value).
 ONE_BYTE = {"LenSNO", "SAK", "CardMem", "SNLen", "Enable", "Line", "Column", "Font", "config",
             "timespan", "width", "height", "line", "column", "len", "ChipID", "LockByte",
-            "PLen", "LenOfFCI", "Status", "uri", "Status1", "Status2", "LengthOfCardNo"}
+            "PLen", "LenOfFCI", "Status", "uri", "Status1", "Status2", "LengthOfCardNo",
+            "ErrorCounter"}
 # Methods that need state first: the NDEF message buffer with a record.
 PRELUDE = {
     "OV_NDEF_Save": 'o.OV_NDEF_Initial(); unsigned char t[] = "hi"; o.OV_NDEF_AddRecord(0, 2, t);',

@@ -936,6 +936,65 @@ class ORVEX_API Orvex {
 
   /* ---- ORVEX-GROUP: SLE4442 ---- */
 
+  /* ==================================================================== */
+  /* SLE4442                                                               */
+  /* ==================================================================== */
+  /* SLE4442 contact memory cards in the card reader's contact slot: 256
+   * bytes of main memory, the protection memory and the security memory
+   * (error counter and the 3-byte PSC that unlocks writing). The reader
+   * answers each command with its sub-function byte, then the card's bytes.
+   * This family's success value is 1000 unless a method says otherwise;
+   * -1 link failure; -3 the reader refused or did not echo the command.
+   * Outputs described as "the card's bytes" receive what the reader returns
+   * (at most ORVEX_MAX_ANSWER - 1). Nothing is written on failure unless a
+   * method says so. */
+
+  /** Resets the card: pResetInfo receives its answer to reset (the card's
+   *  bytes, 4 on an SLE4442). 1000 on success, not 1. */
+  int OV_SLE_Reset(int ReaderID, unsigned char* pResetInfo);
+
+  /** Reads MemLen bytes of main memory from address StartAddr into MemData
+   *  (the card's bytes, normally MemLen). Result: the number of bytes read
+   *  (not 1000; 0 when the card returned none), or -1, -3. */
+  int OV_SLE_ReadMainMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,
+                            unsigned char* MemData);
+
+  /** Writes the MemLen bytes of MemData to main memory from StartAddr
+   *  (the PSC must have been presented), waits 100 ms and reads the range
+   *  back. 1 the data read back as written; -2 they differ (or fewer bytes
+   *  came back); -1 the write or the read-back failed, refusals included.
+   *  With MemLen 0 the read-back yields nothing: -1. Writes nothing. */
+  int OV_SLE_WriteMainMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,
+                             unsigned char* MemData);
+
+  /** Reads the protection memory into MemData (the card's bytes, 4 on an
+   *  SLE4442: one bit for each of the first 32 bytes, 0 = protected). */
+  int OV_SLE_ReadPROM(int ReaderID, unsigned char* MemData);
+
+  /** Writes the MemLen bytes of MemData from StartAddr and protects them
+   *  for good (the first 32 bytes only), waits 100 ms and reads main memory
+   *  back. Results as OV_SLE_WriteMainMemory. */
+  int OV_SLE_WriteProtectedDataMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,
+                                      unsigned char* MemData);
+
+  /** Reads the security memory: ErrorCounter (1 byte) receives the error
+   *  counter, PSC the bytes after it (3 on an SLE4442; the card shows the
+   *  PSC only after it was presented). */
+  int OV_SLE_ReadSecurityLogic(int ReaderID, unsigned char* ErrorCounter, unsigned char* PSC);
+
+  /** Changes the PSC to the 3 bytes of PSC (the old one must have been
+   *  presented) and reads the security memory back at once. 1 the new PSC
+   *  reads back; -2 it does not; -1 either exchange failed, refusals
+   *  included. Writes nothing. */
+  int OV_SLE_WritePSC(int ReaderID, unsigned char* PSC);
+
+  /** Presents the 3-byte PSC, which unlocks writing. 1 accepted (the card's
+   *  error counter is not reported then; ErrorCounter is left alone);
+   *  otherwise -1, and the byte at ErrorCounter receives the failure cut
+   *  to 8 bits: 0xFD the reader refused (wrong PSC, no card), 0xFF the link
+   *  failed. */
+  int OV_SLE_VerifyPSC(int ReaderID, unsigned char* PSC, unsigned char* ErrorCounter);
+
   /* ---- ORVEX-GROUP: FMCOS ---- */
 
   /* FMCOS commands for a contactless CPU card already activated with

@@ -13,6 +13,7 @@
 #include "cards/untISO14443B.h"
 #include "cards/untISO15693.h"
 #include "cards/untMifarePlus.h"
+#include "cards/untSLE4442.h"
 #include "cards/untTopAZ.h"
 #include "link/untFunction.h"
 #include "ndef/untNDEFRW.h"
@@ -563,6 +564,27 @@ int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
 }
 
 // ---- ORVEX-GROUP: SLE4442 ----
+int Orvex::OV_SLE_Reset(int ReaderID, unsigned char* pResetInfo) { return SLE_Reset(ReaderID, pResetInfo); }
+int Orvex::OV_SLE_ReadMainMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,
+                                 unsigned char* MemData) {
+  return SLE_ReadMainMemory(ReaderID, StartAddr, MemLen, MemData);
+}
+int Orvex::OV_SLE_WriteMainMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,
+                                  unsigned char* MemData) {
+  return SLE_WriteMainMemory(ReaderID, StartAddr, MemLen, MemData);
+}
+int Orvex::OV_SLE_ReadPROM(int ReaderID, unsigned char* MemData) { return SLE_ReadPROM(ReaderID, MemData); }
+int Orvex::OV_SLE_WriteProtectedDataMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,
+                                           unsigned char* MemData) {
+  return SLE_WriteProtectedDataMemory(ReaderID, StartAddr, MemLen, MemData);
+}
+int Orvex::OV_SLE_ReadSecurityLogic(int ReaderID, unsigned char* ErrorCounter, unsigned char* PSC) {
+  return SLE_ReadSecurityLogic(ReaderID, ErrorCounter, PSC);
+}
+int Orvex::OV_SLE_WritePSC(int ReaderID, unsigned char* PSC) { return SLE_WritePSC(ReaderID, PSC); }
+int Orvex::OV_SLE_VerifyPSC(int ReaderID, unsigned char* PSC, unsigned char* ErrorCounter) {
+  return SLE_VerifyPSC(ReaderID, PSC, ErrorCounter);
+}
 
 // ---- ORVEX-GROUP: FMCOS ----
 int Orvex::OV_FM_GetChallenge(int ReaderID, unsigned char BytesNumber, unsigned char* Challenge,
