@@ -16,12 +16,6 @@ namespace {
 
 unsigned char kPSC[3] = {0x12, 0x34, 0x56};
 
-Bytes Cat(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
-  return all;
-}
-
 Bytes Counting(uint8_t first, size_t n) {
   Bytes b;
   for (size_t i = 0; i < n; ++i) b.push_back(static_cast<uint8_t>(first + i));
