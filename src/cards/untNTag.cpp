@@ -3,24 +3,20 @@
 // members build their parameters and take what follows the echo.
 #include "cards/untNTag.h"
 
-#include "link/untFunction.h"
+#include "cards/untCardExchange.h"
 
 namespace orvex {
 
 static constexpr unsigned char kCarrier = 0xC0;
 static constexpr unsigned char kTransparent = 0x10;  // sub-function: pass FC2 to the tag
 
-// The carriers' shared exchange: the answer must carry status 0 and begin
-// with echo; the bytes behind the echo go to the caller.
+// Both carriers: status 0 and the echo give 1 and the bytes behind the echo;
+// a refusal or a missing echo is -3.
 static int Carry(int ReaderID, const Field& f, unsigned char echo, int DelayTime, int* DataLenRet,
                  unsigned char* pDataRet) {
   Answer a;
-  int rt = Transact(kCarrier, ReaderID, f, DelayTime, a);
-  if (rt == 1 && (a.len < 1 || a.at(0) != echo)) rt = -3;
-  if (rt != 1) return rt;
-  *DataLenRet = a.len - 1;
-  a.CopyTo(pDataRet, 1, a.len - 1);
-  return 1;
+  int rt = orvex::Carry(kCarrier, ReaderID, f, echo, DelayTime, DataLenRet, pDataRet, a);
+  return rt == 0 ? -3 : rt;
 }
 
 int NTag_Common_(int ReaderID, unsigned char FC2, unsigned char TimeOut, int DataLen, unsigned char* pData,
