@@ -59,5 +59,18 @@ void AddReaderCommands(CLI::App& app, Context& ctx);
 void AddCardCommands(CLI::App& app, Context& ctx);
 void AddMifareCommands(CLI::App& app, Context& ctx);
 void AddCryptoCommands(CLI::App& app, Context& ctx);
+void AddNtagCommands(CLI::App& app, Context& ctx);
+void AddNdefCommands(CLI::App& app, Context& ctx);
+void AddVicinityCommands(CLI::App& app, Context& ctx);
+void AddSamCommands(CLI::App& app, Context& ctx);
+void AddLcdCommands(CLI::App& app, Context& ctx);
+
+// Makes sure the reader answers at all (its number), so that a command
+// whose result cannot tell "no card" from "no reader" can say which.
+void CheckReaderAnswers(Context& ctx, const std::string& what);
+
+// One APDU exchange in the output: "> command" and "< data SW" lines, and
+// its JSON object (command, data, sw).
+Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len);
 
 }  // namespace orvextool

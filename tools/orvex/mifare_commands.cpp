@@ -284,12 +284,7 @@ void Apdu(Context& ctx, const ApduOptions& o) {
   for (Bytes& a : apdus) {
     CheckCard(ctx.ov.OV_TypeA_COS(ctx.reader_id, static_cast<int>(a.size()), a.data(), &len, answer),
               "APDU " + Hex(a), kApduDeadlineMs, "the reader could not deliver it to the card");
-    size_t n = static_cast<size_t>(len);
-    std::string data = n >= 2 ? Hex(answer, n - 2) : Hex(answer, n);
-    std::string sw = n >= 2 ? Hex(answer + n - 2, 2) : "";
-    results.push_back({{"command", Hex(a)}, {"data", data}, {"sw", sw}});
-    ctx.out().Line("> " + Hex(a));
-    ctx.out().Line("< " + (data.empty() ? "" : data + " ") + sw);
+    results.push_back(ApduResult(ctx, a, answer, len));
   }
   ctx.out().doc()["responses"] = results;
 }

@@ -42,6 +42,20 @@ void Info(Context& ctx) {
 
 }  // namespace
 
+void CheckReaderAnswers(Context& ctx, const std::string& what) {
+  // Is anybody there? Tells "no reader" from "no card".
+  if (ctx.ov.OV_GetReaderID(ctx.reader_id) < 0) CheckReader(-1, what, kReaderDeadlineMs);
+}
+
+Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len) {
+  size_t n = len > 0 ? static_cast<size_t>(len) : 0;
+  std::string data = n >= 2 ? Hex(answer, n - 2) : Hex(answer, n);
+  std::string sw = n >= 2 ? Hex(answer + n - 2, 2) : "";
+  ctx.out().Line("> " + Hex(command));
+  ctx.out().Line("< " + (data.empty() ? "" : data + " ") + sw);
+  return {{"command", Hex(command)}, {"data", data}, {"sw", sw}};
+}
+
 void AddReaderCommands(CLI::App& app, Context& ctx) {
   auto* info = app.add_subcommand("info", "reader number, firmware version, serial and product number");
   ctx.Register(info, [&ctx] { Info(ctx); });
