@@ -295,3 +295,80 @@ TEST_F(Cli, ScanFindsEveryFamilyInTheField) {
 }
 
 }  // namespace
+
+namespace {
+
+using namespace clitest;
+
+// orvex-sim serving a field on a pseudo-terminal for the length of a test,
+// as a reader on a serial line: the cards keep their state between runs.
+class SimServer : public Cli {
+ protected:
+  void Start(const std::vector<std::string>& args) {
+    std::string out = Path("sim.out");
+    pid_ = fork();
+    if (pid_ == 0) {
+      if (!freopen("/dev/null", "r", stdin) || !freopen(out.c_str(), "w", stdout)) _exit(127);
+      std::vector<char*> argv = {const_cast<char*>(ORVEX_SIM_TOOL)};
+      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+      argv.push_back(nullptr);
+      execv(ORVEX_SIM_TOOL, argv.data());
+      _exit(127);
+    }
+    // Its first line names the device.
+    for (int i = 0; i < 100 && pty_.empty(); ++i) {
+      std::string text = Slurp(out);
+      if (text.find('\n') != std::string::npos) pty_ = text.substr(0, text.find('\n'));
+      else usleep(20000);
+    }
+    ASSERT_EQ(pty_.rfind("/dev/", 0), 0u) << pty_;
+  }
+  void TearDown() override {
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+    Cli::TearDown();
+  }
+  Result On(std::vector<std::string> args) {
+    args.insert(args.begin(), {"--device", pty_});
+    return Run(args);
+  }
+
+  pid_t pid_ = -1;
+  std::string pty_;
+};
+
+TEST_F(SimServer, NdefWrittenAfterAScanReadsBackFromTheSameTag) {
+  Start({"--card", "ntag215:04112233445566", "--card", "iso15693:E004010011223344"});
+  Result r = On({"scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "iso14443a    04112233445566  ATQA 0044 SAK 00  Type 2 tag (Ultralight, NTAG)\n"
+            "iso15693     E004010011223344  DSFID 00\n");
+  // The scan left the tag idle again, so the write finds it.
+  r = On({"ndef", "write", "--text", "hello", "--uri", "https://example.com/x"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = On({"ndef", "read"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "record 1: text \"hello\"\nrecord 2: uri https://example.com/x\n");
+  // The message sits on the tag from page 4 on.
+  r = On({"ntag", "dump", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["memory"][4].get<std::string>().substr(0, 2), "03");
+}
+
+TEST_F(SimServer, Iso15693BlockWrittenReadsBack) {
+  Start({"--card", "iso15693:E004010011223344"});
+  Result r = On({"iso15693", "write", "2", "CAFEF00D"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = On({"iso15693", "read", "1", "-n", "3"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "tag E004010011223344, 28 blocks of 4 bytes\n"
+            "block   1: 00000000\n"
+            "block   2: CAFEF00D\n"
+            "block   3: 00000000\n");
+}
+
+}  // namespace

@@ -89,6 +89,9 @@ void Scan(Context& ctx) {
   ScanStTag(ctx, found);
   ScanVicinity(ctx, found);
   ScanLowFrequency(ctx, found);
+  // The cards scan halted stay halted as long as they are powered, and a
+  // later command's request would not find them.
+  ResetField(ctx, "scan");
   if (found.empty()) throw Failure("scan: no card in the field");
   Json cards = Json::array();
   for (const auto& c : found) {

@@ -69,6 +69,10 @@ void AddLcdCommands(CLI::App& app, Context& ctx);
 // whose result cannot tell "no card" from "no reader" can say which.
 void CheckReaderAnswers(Context& ctx, const std::string& what);
 
+// Switches the reader's field off and on again: every card in it powers up
+// afresh, idle, whatever an earlier command left it in (halted, selected).
+void ResetField(Context& ctx, const std::string& what);
+
 // One APDU exchange in the output: "> command" and "< data SW" lines, and
 // its JSON object (command, data, sw).
 Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len);

@@ -9,6 +9,9 @@ namespace orvextool {
 namespace {
 
 constexpr int kMaxRecords = 5;
+// MIFARE Classic key B, the key the NDEF sectors are opened with.
+constexpr unsigned char kKeyB = 0x61;
+constexpr int kNtagReadDeadlineMs = 500;
 // The longest a record carries: 252 bytes of text, 254 of URI after its
 // prefix code.
 constexpr size_t kMaxText = 252, kMaxUri = 254;
@@ -138,7 +141,9 @@ void Write(Context& ctx, CLI::App* sub, const NdefOptions& o) {
   std::vector<Record> records = RecordsInOrder(sub, o);
   Bytes key = NdefKey(o.key);
   ctx.Open();
-  CheckReaderAnswers(ctx, "writing the NDEF message");
+  // The message functions look for an idle card: whatever an earlier
+  // command left selected or halted is powered up afresh.
+  ResetField(ctx, "writing the NDEF message");
   MessageBuffer buffer(ctx);
   buffer.SetKey(key);
   for (const Record& r : records) {
@@ -152,21 +157,45 @@ void Write(Context& ctx, CLI::App* sub, const NdefOptions& o) {
   ctx.out().Line("wrote " + std::to_string(records.size()) + " NDEF record(s)");
 }
 
+// The message TLV as the card holds it. On an NTAG the library's read stops
+// once it has as many bytes as the TLV's length byte says, before the tag,
+// length and terminator bytes are counted, so a message may come without
+// its end: the pages that follow are read here until the terminator is in.
+Bytes ReadImage(Context& ctx, const Bytes& key) {
+  unsigned char image[ORVEX_MAX_ANSWER] = {};
+  Bytes k = key;
+  int n = NFC_Read(ctx.reader_id, kKeyB, k.data(), image);
+  if (n < 0) throw Failure("reading the NDEF message: " + NdefFailure(n, key));
+  Bytes out(image, image + n);
+  // An NTAG's image starts with the message tag at page 4; a MIFARE
+  // Classic's with the two bytes before it.
+  bool ntag = n >= 2 && image[0] == 0x03;
+  size_t whole = ntag ? static_cast<size_t>(image[1]) + 3 : 0;
+  constexpr int kFirstPage = 4;
+  while (ntag && out.size() < whole) {
+    int page = kFirstPage + static_cast<int>(out.size() / 4), len = 0;
+    unsigned char pages[ORVEX_MAX_ANSWER];
+    CheckCard(ctx.ov.OV_NTag_Read(ctx.reader_id, page, &len, pages), "reading page " + std::to_string(page),
+              kNtagReadDeadlineMs, "the tag refused the read");
+    if (len <= 0) throw Failure("reading page " + std::to_string(page) + ": no data came back");
+    out.insert(out.end(), pages, pages + len);
+  }
+  return out;
+}
+
 void Read(Context& ctx, const NdefOptions& o) {
   Bytes key = NdefKey(o.key);
   ctx.Open();
-  CheckReaderAnswers(ctx, "reading the NDEF message");
-  MessageBuffer buffer(ctx);
-  buffer.SetKey(key);
-  int n = ctx.ov.OV_NDEF_Read(ctx.reader_id);
-  if (n < 0)
-    throw Failure("reading the NDEF message: no card in the field, the card refused the read, "
-                  "or it holds no NDEF message");
+  ResetField(ctx, "reading the NDEF message");
+  Bytes image = ReadImage(ctx, key);
+  TLV message;
+  int n = message.DecodeAllBuffer(image.data(), static_cast<int>(image.size()));
+  if (n < 0) throw Failure("reading the NDEF message: the card's message has no end (terminator)");
   Json records = Json::array();
   for (int i = 0; i < n; ++i) {
     unsigned char code = 0, s[ORVEX_MAX_ANSWER];
     int len = 0;
-    if (ctx.ov.OV_NDEF_GetRecord(i, &code, &len, s) != 1) break;
+    if (message.GetRecord(i, &code, &len, s) != 1) break;
     std::string value(reinterpret_cast<const char*>(s), static_cast<size_t>(len));
     std::string label = "record " + std::to_string(i + 1) + ": ";
     if (code == 0) {

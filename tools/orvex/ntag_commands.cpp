@@ -74,7 +74,7 @@ void Dump(Context& ctx, const DumpOptions& o) {
   for (int p = 0; p < model.pages; ++p) {
     std::string hex = Hex(&memory[static_cast<size_t>(p) * 4], 4);
     pages.push_back(hex);
-    char label[16];
+    char label[24];
     std::snprintf(label, sizeof label, "page %3d: ", p);
     ctx.out().Line(label + hex);
   }

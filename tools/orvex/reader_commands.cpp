@@ -47,6 +47,11 @@ void CheckReaderAnswers(Context& ctx, const std::string& what) {
   if (ctx.ov.OV_GetReaderID(ctx.reader_id) < 0) CheckReader(-1, what, kReaderDeadlineMs);
 }
 
+void ResetField(Context& ctx, const std::string& what) {
+  if (ctx.ov.OV_AntennaStatus(ctx.reader_id, false) != 1 || ctx.ov.OV_AntennaStatus(ctx.reader_id, true) != 1)
+    CheckReader(-1, what + ": switching the field off and on", kReaderDeadlineMs);
+}
+
 Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len) {
   size_t n = len > 0 ? static_cast<size_t>(len) : 0;
   std::string data = n >= 2 ? Hex(answer, n - 2) : Hex(answer, n);
