@@ -7,7 +7,8 @@ if(TARGET orvex_tool)
   file(GLOB CLI_TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/cli/*_test.cpp)
   add_executable(cli_test ${CLI_TEST_SOURCES})
   target_compile_definitions(cli_test PRIVATE ORVEX_TOOL="$<TARGET_FILE:orvex_tool>"
-                             ORVEX_SIM_TOOL="$<TARGET_FILE:orvex-sim>")
+                             ORVEX_SIM_TOOL="$<TARGET_FILE:orvex-sim>"
+                             ORVEX_MAN_DIR="${PROJECT_SOURCE_DIR}/tools/man")
   target_link_libraries(cli_test PRIVATE GTest::gtest_main nlohmann_json::nlohmann_json
                         PkgConfig::CLI_TEST_LIBPNG)
   add_dependencies(cli_test orvex_tool orvex-sim)

@@ -73,6 +73,10 @@ void CheckReaderAnswers(Context& ctx, const std::string& what);
 // afresh, idle, whatever an earlier command left it in (halted, selected).
 void ResetField(Context& ctx, const std::string& what);
 
+// Command APDUs from the command line, one per argument in hex: each at
+// least a 4-byte header and at most max bytes, else a usage Failure.
+std::vector<Bytes> ParseApdus(const std::vector<std::string>& args, const std::string& what, size_t max);
+
 // One APDU exchange in the output: "> command" and "< data SW" lines, and
 // its JSON object (command, data, sw).
 Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len);

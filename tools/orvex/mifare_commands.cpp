@@ -267,12 +267,7 @@ struct ApduOptions {
 };
 
 void Apdu(Context& ctx, const ApduOptions& o) {
-  std::vector<Bytes> apdus;
-  for (const auto& a : o.apdus) {
-    apdus.push_back(ParseHex(a, "apdu"));
-    if (apdus.back().size() < 4) throw Failure("apdu: \"" + a + "\" is shorter than a 4-byte header", 2);
-    if (apdus.back().size() > 180) throw Failure("apdu: at most 180 bytes fit in one command", 2);
-  }
+  std::vector<Bytes> apdus = ParseApdus(o.apdus, "apdu", 180);
   ctx.Open();
   int len = 0;
   unsigned char answer[ORVEX_MAX_ANSWER];

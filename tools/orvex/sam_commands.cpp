@@ -16,14 +16,7 @@ struct ApduOptions {
 };
 
 void Apdu(Context& ctx, const ApduOptions& o) {
-  std::vector<Bytes> apdus;
-  for (const auto& a : o.apdus) {
-    apdus.push_back(ParseHex(a, "sam apdu"));
-    if (apdus.back().size() < 4)
-      throw Failure("sam apdu: \"" + a + "\" is shorter than a 4-byte header", 2);
-    if (apdus.back().size() > kMaxSamApdu)
-      throw Failure("sam apdu: at most " + std::to_string(kMaxSamApdu) + " bytes fit in one command", 2);
-  }
+  std::vector<Bytes> apdus = ParseApdus(o.apdus, "sam apdu", kMaxSamApdu);
   ctx.Open();
   std::string slot = "slot " + std::to_string(o.slot);
   int len = 0;
