@@ -1,10 +1,16 @@
 # Tests of the orvex command-line tool: the real program run against the
-# simulated reader built into it, its output and exit status checked.
+# simulated reader built into it, its output and exit status checked. Every
+# tests/cli/*_test.cpp file joins the one test program.
 if(TARGET orvex_tool)
   find_package(nlohmann_json 3 REQUIRED)
-  add_executable(cli_test ${CMAKE_CURRENT_SOURCE_DIR}/cli/cli_test.cpp)
-  target_compile_definitions(cli_test PRIVATE ORVEX_TOOL="$<TARGET_FILE:orvex_tool>")
-  target_link_libraries(cli_test PRIVATE GTest::gtest_main nlohmann_json::nlohmann_json)
-  add_dependencies(cli_test orvex_tool)
+  pkg_check_modules(CLI_TEST_LIBPNG REQUIRED IMPORTED_TARGET libpng)
+  file(GLOB CLI_TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/cli/*_test.cpp)
+  add_executable(cli_test ${CLI_TEST_SOURCES})
+  target_compile_definitions(cli_test PRIVATE ORVEX_TOOL="$<TARGET_FILE:orvex_tool>"
+                             ORVEX_SIM_TOOL="$<TARGET_FILE:orvex-sim>"
+                             ORVEX_MAN_DIR="${PROJECT_SOURCE_DIR}/tools/man")
+  target_link_libraries(cli_test PRIVATE GTest::gtest_main nlohmann_json::nlohmann_json
+                        PkgConfig::CLI_TEST_LIBPNG)
+  add_dependencies(cli_test orvex_tool orvex-sim)
   gtest_discover_tests(cli_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endif()

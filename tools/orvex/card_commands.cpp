@@ -1,4 +1,6 @@
 // Subcommands on the cards in the field: scan.
+#include <algorithm>
+
 #include "commands.h"
 #include "iso14443a.h"
 
@@ -29,6 +31,46 @@ void ScanTypeA(Context& ctx, std::vector<FoundCard>& found) {
   }
 }
 
+// ISO 14443-B cards (the memory tags of that kind among them): each one is
+// activated, noted by its PUPI and halted, until none answers.
+void ScanTypeB(Context& ctx, std::vector<FoundCard>& found) {
+  constexpr int kMaxCards = 16;
+  constexpr unsigned char kReqB = 0x00;
+  for (int i = 0; i < kMaxCards; ++i) {
+    unsigned char attrib[4] = {0, 0, 0, 0}, atqb[ORVEX_MAX_ANSWER];
+    int len = 0;
+    if (ctx.ov.OV_TypeB_Request(ctx.reader_id, kReqB, attrib, &len, atqb) != 1 || len < 5) return;
+    std::string answer = Hex(atqb, static_cast<size_t>(len));
+    found.push_back({"iso14443b", Hex(atqb + 1, 4), {{"atqb", answer}}, "ATQB " + answer});
+    if (ctx.ov.OV_TypeB_Halt(ctx.reader_id, atqb + 1) != 1) return;
+  }
+}
+
+// An ST memory tag (SR176, SR512, SRIX4K): its chip id and 8-byte UID. The
+// SR176 keeps its UID in 2-byte blocks, the others in one 4-byte pair.
+void ScanStTag(Context& ctx, std::vector<FoundCard>& found) {
+  unsigned char chip = 0, uid[8];
+  if (ctx.ov.OV_ST_Active(ctx.reader_id, &chip) != 1) return;
+  bool have = ctx.ov.OV_SR512_GetUID(ctx.reader_id, uid) == 1 || ctx.ov.OV_SR176_GetUID(ctx.reader_id, uid) == 1;
+  std::string id = Hex(&chip, 1);
+  found.push_back({"st-memory", have ? Hex(uid, 8) : "", {{"chip_id", id}}, "chip id " + id});
+  ctx.ov.OV_ST_DeActive(ctx.reader_id);
+}
+
+// ISO 15693 tags: one inventory lists every tag (DSFID and UID each, the UID
+// least significant byte first; shown the way it is written, E0 first).
+void ScanVicinity(Context& ctx, std::vector<FoundCard>& found) {
+  unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
+  if (ctx.ov.OV_ISO15693_Multi_Inventory(ctx.reader_id, 0, 0, answer, &len) != 1 || len < 1) return;
+  for (int i = 0; i < answer[0] && 1 + (i + 1) * 9 <= len; ++i) {
+    const unsigned char* rec = answer + 1 + i * 9;
+    Bytes uid(rec + 1, rec + 9);
+    std::reverse(uid.begin(), uid.end());
+    std::string dsfid = Hex(rec, 1);
+    found.push_back({"iso15693", Hex(uid), {{"dsfid", dsfid}}, "DSFID " + dsfid});
+  }
+}
+
 // A low-frequency (125 kHz) card: its number. The reader gives -1 both for
 // a link failure and for an empty field, so the caller first makes sure
 // the reader answers at all.
@@ -40,12 +82,16 @@ void ScanLowFrequency(Context& ctx, std::vector<FoundCard>& found) {
 
 void Scan(Context& ctx) {
   ctx.Open();
-  // Is anybody there? Tells "no reader" from "no card".
-  if (ctx.ov.OV_GetReaderID(ctx.reader_id) < 0)
-    CheckReader(-1, "scan", kReaderDeadlineMs);
+  CheckReaderAnswers(ctx, "scan");
   std::vector<FoundCard> found;
   ScanTypeA(ctx, found);
+  ScanTypeB(ctx, found);
+  ScanStTag(ctx, found);
+  ScanVicinity(ctx, found);
   ScanLowFrequency(ctx, found);
+  // The cards scan halted stay halted as long as they are powered, and a
+  // later command's request would not find them.
+  ResetField(ctx, "scan");
   if (found.empty()) throw Failure("scan: no card in the field");
   Json cards = Json::array();
   for (const auto& c : found) {

@@ -59,5 +59,26 @@ void AddReaderCommands(CLI::App& app, Context& ctx);
 void AddCardCommands(CLI::App& app, Context& ctx);
 void AddMifareCommands(CLI::App& app, Context& ctx);
 void AddCryptoCommands(CLI::App& app, Context& ctx);
+void AddNtagCommands(CLI::App& app, Context& ctx);
+void AddNdefCommands(CLI::App& app, Context& ctx);
+void AddVicinityCommands(CLI::App& app, Context& ctx);
+void AddSamCommands(CLI::App& app, Context& ctx);
+void AddLcdCommands(CLI::App& app, Context& ctx);
+
+// Makes sure the reader answers at all (its number), so that a command
+// whose result cannot tell "no card" from "no reader" can say which.
+void CheckReaderAnswers(Context& ctx, const std::string& what);
+
+// Switches the reader's field off and on again: every card in it powers up
+// afresh, idle, whatever an earlier command left it in (halted, selected).
+void ResetField(Context& ctx, const std::string& what);
+
+// Command APDUs from the command line, one per argument in hex: each at
+// least a 4-byte header and at most max bytes, else a usage Failure.
+std::vector<Bytes> ParseApdus(const std::vector<std::string>& args, const std::string& what, size_t max);
+
+// One APDU exchange in the output: "> command" and "< data SW" lines, and
+// its JSON object (command, data, sw).
+Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len);
 
 }  // namespace orvextool

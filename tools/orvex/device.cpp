@@ -1,9 +1,11 @@
 #include "device.h"
 
+#include <fstream>
 #include <map>
 
 #include "orvex.h"
 #include "orvexsim/card_spec.h"
+#include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
@@ -37,7 +39,7 @@ void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
       return;
     }
     ++per_kind[kind];
-    sim.Place(card);
+    sim.Insert(card);  // a SAM goes into a free SAM slot, a contact card into the slot
   };
   if (!o.sim_load.empty()) {
     std::string error;
@@ -61,6 +63,9 @@ Link::Link(const DeviceOptions& o) {
   if (d == "sim") {
     sim_ = std::make_unique<Sim>(o.sim_display);
     sim_save_ = o.sim_save;
+    sim_screen_ = o.sim_screen;
+    if (!sim_screen_.empty() && !o.sim_display)
+      throw Failure("--sim-screen needs the simulated display reader (--sim-display)", 2);
     PlaceCards(sim_->simulator, o);
     sim_->server.Start();
     if (ov.OV_ComInitialDevice(sim_->server.path().c_str(), o.baud) != 1)
@@ -92,9 +97,11 @@ Link::Link(const DeviceOptions& o) {
 }
 
 void Link::Finish() {
-  if (!sim_ || sim_save_.empty()) return;
+  if (!sim_ || (sim_save_.empty() && sim_screen_.empty())) return;
   sim_->server.Stop();
   auto lock = sim_->simulator.Lock();
+  if (!sim_screen_.empty()) SaveScreen();
+  if (sim_save_.empty()) return;
   for (const auto& c : sim_->simulator.cards()) {
     if (auto m = std::dynamic_pointer_cast<orvexsim::MifareClassic>(c)) {
       std::string error;
@@ -103,6 +110,19 @@ void Link::Finish() {
     }
   }
   throw Failure("--sim-save: no MIFARE Classic card in the simulated field");
+}
+
+void Link::SaveScreen() {
+  const orvexsim::Display* lcd = sim_->simulator.display();
+  std::string error;
+  const std::string& path = sim_screen_;
+  if (path.size() > 4 && path.compare(path.size() - 4, 4, ".png") == 0) {
+    if (!lcd->WritePng(path, error)) throw Failure("--sim-screen " + path + ": " + error);
+    return;
+  }
+  std::ofstream f(path);
+  f << lcd->Ascii();
+  if (!f.flush()) throw Failure("--sim-screen " + path + ": cannot write it");
 }
 
 Link::~Link() {

@@ -25,6 +25,7 @@ struct DeviceOptions {
   bool sim_display = false;            // simulate the display reader model
   std::string sim_load;                // a MIFARE Classic card holding this .mfd dump
   std::string sim_save;                // where the card's memory goes at the end
+  std::string sim_screen;              // where the display reader's LCD goes at the end
 };
 
 // The open link; closes it when destroyed. With "sim" it owns the simulated
@@ -34,7 +35,8 @@ class Link {
   explicit Link(const DeviceOptions& options);
   ~Link();
   // Closes the link after a successful run; with sim_save, writes the
-  // simulated MIFARE Classic card's memory to that file first.
+  // simulated MIFARE Classic card's memory to that file first, and with
+  // sim_screen the simulated LCD (PNG for a .png name, else text).
   void Finish();
   Link(const Link&) = delete;
   Link& operator=(const Link&) = delete;
@@ -43,10 +45,12 @@ class Link {
   const std::string& description() const { return description_; }
 
  private:
+  void SaveScreen();
   struct Sim;
   std::unique_ptr<Sim> sim_;
   bool usb_ = false;
   std::string sim_save_;
+  std::string sim_screen_;
   std::string description_;
 };
 

@@ -59,11 +59,19 @@ int main(int argc, char** argv) {
   app.add_option("--sim-save", ctx.device.sim_save,
                  "simulated field: at the end, write the MIFARE Classic card's memory to this file");
   app.add_flag("--sim-display", ctx.device.sim_display, "simulate the display reader model");
+  app.add_option("--sim-screen", ctx.device.sim_screen,
+                 "simulated display reader: at the end, write what its LCD shows to this file "
+                 "(PNG when it ends in .png, else text: '#' lit, '.' dark)");
 
   AddReaderCommands(app, ctx);
   AddCardCommands(app, ctx);
   AddMifareCommands(app, ctx);
   AddCryptoCommands(app, ctx);
+  AddNtagCommands(app, ctx);
+  AddNdefCommands(app, ctx);
+  AddVicinityCommands(app, ctx);
+  AddSamCommands(app, ctx);
+  AddLcdCommands(app, ctx);
 
   try {
     app.parse(argc, argv);

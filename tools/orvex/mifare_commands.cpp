@@ -267,12 +267,7 @@ struct ApduOptions {
 };
 
 void Apdu(Context& ctx, const ApduOptions& o) {
-  std::vector<Bytes> apdus;
-  for (const auto& a : o.apdus) {
-    apdus.push_back(ParseHex(a, "apdu"));
-    if (apdus.back().size() < 4) throw Failure("apdu: \"" + a + "\" is shorter than a 4-byte header", 2);
-    if (apdus.back().size() > 180) throw Failure("apdu: at most 180 bytes fit in one command", 2);
-  }
+  std::vector<Bytes> apdus = ParseApdus(o.apdus, "apdu", 180);
   ctx.Open();
   int len = 0;
   unsigned char answer[ORVEX_MAX_ANSWER];
@@ -284,12 +279,7 @@ void Apdu(Context& ctx, const ApduOptions& o) {
   for (Bytes& a : apdus) {
     CheckCard(ctx.ov.OV_TypeA_COS(ctx.reader_id, static_cast<int>(a.size()), a.data(), &len, answer),
               "APDU " + Hex(a), kApduDeadlineMs, "the reader could not deliver it to the card");
-    size_t n = static_cast<size_t>(len);
-    std::string data = n >= 2 ? Hex(answer, n - 2) : Hex(answer, n);
-    std::string sw = n >= 2 ? Hex(answer + n - 2, 2) : "";
-    results.push_back({{"command", Hex(a)}, {"data", data}, {"sw", sw}});
-    ctx.out().Line("> " + Hex(a));
-    ctx.out().Line("< " + (data.empty() ? "" : data + " ") + sw);
+    results.push_back(ApduResult(ctx, a, answer, len));
   }
   ctx.out().doc()["responses"] = results;
 }

@@ -67,7 +67,9 @@ void Output::Field(const std::string& key, const std::string& label, const Json&
 }
 
 void Output::Finish() {
-  if (json_) std::printf("%s\n", doc_.dump(2).c_str());
+  // Bytes from a card need not be UTF-8: such text is shown with
+  // replacement characters rather than failing the whole document.
+  if (json_) std::printf("%s\n", doc_.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
   std::fflush(stdout);
 }
 

@@ -1,0 +1,374 @@
+// The orvex program's card subcommands beyond MIFARE Classic: NTAG dump,
+// NDEF messages, ISO 15693 blocks, SAM APDUs and the wider scan, against
+// the simulated reader built into the program.
+#include "cli_support.h"
+
+namespace {
+
+using namespace clitest;
+
+constexpr const char* kNtagUid = "04A1B2C3D4E5F6";
+
+TEST_F(Cli, NtagDumpListsEveryPageOfEachSize) {
+  struct Model {
+    const char* kind;
+    const char* name;
+    int pages;
+  };
+  for (const Model& m : {Model{"ntag213", "NTAG213", 45}, Model{"ntag215", "NTAG215", 135},
+                         Model{"ntag216", "NTAG216", 231}}) {
+    Result r = Run({"--sim-card", std::string(m.kind) + ":" + kNtagUid, "ntag", "dump", "--json"});
+    ASSERT_EQ(r.status, 0) << m.kind << r.err;
+    auto j = r.Json();
+    EXPECT_EQ(j["type"], m.name);
+    EXPECT_EQ(j["pages"], m.pages);
+    EXPECT_EQ(j["uid"], kNtagUid);
+    ASSERT_EQ(j["memory"].size(), static_cast<size_t>(m.pages));
+    // UID bytes 0-2 and check byte 88 ^ 04 ^ A1 ^ B2, then the rest.
+    EXPECT_EQ(j["memory"][0], "04A1B29F");
+    EXPECT_EQ(j["memory"][1], "C3D4E5F6");
+    // Capability container: the data area size per model.
+    std::string cc = m.pages == 45 ? "E1101200" : m.pages == 135 ? "E1103E00" : "E1106D00";
+    EXPECT_EQ(j["memory"][3], cc);
+    // The empty NDEF message on page 4.
+    EXPECT_EQ(j["memory"][4], "0300FE00");
+  }
+}
+
+TEST_F(Cli, NtagDumpAsTextAndToAFile) {
+  Result r = Run({"--sim-card", std::string("ntag213:") + kNtagUid, "ntag", "dump"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.substr(0, 19), "page   0: 04A1B29F\n");
+  EXPECT_NE(r.out.find("page  44: "), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find("page  45: "), std::string::npos) << r.out;
+  r = Run({"--sim-card", std::string("ntag215:") + kNtagUid, "ntag", "dump", Path("tag.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "dumped 135 pages of NTAG215 " + std::string(kNtagUid) + " to " + Path("tag.bin") + "\n");
+  std::string image = Slurp(Path("tag.bin"));
+  ASSERT_EQ(image.size(), 540u);
+  EXPECT_EQ(image.substr(12, 4), std::string("\xE1\x10\x3E\x00", 4));
+}
+
+TEST_F(Cli, NtagDumpErrorsInWords) {
+  Result r = Run({"--sim-empty", "ntag", "dump"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("\norvex: no card in the field\n"), std::string::npos) << r.err;
+  r = Run({"--sim-card", "mfc1k:11223344", "ntag", "dump", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.Json()["error"],
+            "reading the tag's version: the card 11223344 is not an NTAG21x (no answer to GET_VERSION)");
+}
+
+TEST_F(Cli, NdefWriteOnNtagThenTheEmptyMessageOfAFreshTag) {
+  Result r = Run({"--sim-card", "ntag215", "ndef", "write", "--text", "hello", "--uri",
+                  "https://example.com/x"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "wrote 2 NDEF record(s)\n");
+  r = Run({"--sim-card", "ntag213", "ndef", "read"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "the NDEF message is empty\n");
+  r = Run({"--sim-card", "ntag213", "ndef", "read", "--json"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(r.Json()["records"].is_array());
+  EXPECT_EQ(r.Json()["records"].size(), 0u);
+}
+
+// A MIFARE Classic 1K image, UID 11 22 33 44, whose sectors key B opens
+// for reading and writing (access bits 7F 07 88: key B is not readable), the
+// transport keys, and zero data blocks.
+std::string KeyBCard() {
+  std::string m(1024, '\0');
+  const unsigned char b0[] = {0x11, 0x22, 0x33, 0x44, 0x11 ^ 0x22 ^ 0x33 ^ 0x44, 0x08, 0x04, 0x00};
+  std::copy(b0, b0 + 8, m.begin());
+  const unsigned char t[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F, 0x07,
+                               0x88, 0x69, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  for (int sector = 0; sector < 16; ++sector) std::copy(t, t + 16, m.begin() + (sector * 4 + 3) * 16);
+  return m;
+}
+
+// On MIFARE Classic the card carries over between runs through its image.
+TEST_F(Cli, NdefRecordsRoundTripInOrderOnMifareClassic) {
+  Write(Path("blank.mfd"), KeyBCard());
+  Result r = Run({"--sim-load", Path("blank.mfd"), "--sim-save", Path("card.mfd"), "ndef", "write", "-u",
+                  "https://www.example.org/a", "-t", "first text", "--uri", "tel:+4912345",
+                  "--text", "second", "--uri", "urn:nfc:sn:x"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "wrote 5 NDEF record(s)\n");
+  r = Run({"--sim-load", Path("card.mfd"), "ndef", "read"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "record 1: uri https://www.example.org/a\n"
+            "record 2: text \"first text\"\n"
+            "record 3: uri tel:+4912345\n"
+            "record 4: text \"second\"\n"
+            "record 5: uri urn:nfc:sn:x\n");
+  r = Run({"--sim-load", Path("card.mfd"), "ndef", "read", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto recs = r.Json()["records"];
+  ASSERT_EQ(recs.size(), 5u);
+  EXPECT_EQ(recs[0]["type"], "uri");
+  EXPECT_EQ(recs[0]["uri"], "https://www.example.org/a");
+  EXPECT_EQ(recs[0]["prefix_code"], 2);  // "https://www." rather than "https://"
+  EXPECT_EQ(recs[1]["type"], "text");
+  EXPECT_EQ(recs[1]["text"], "first text");
+  EXPECT_EQ(recs[2]["prefix_code"], 5);
+  EXPECT_EQ(recs[4]["prefix_code"], 0x23);  // "urn:nfc:" rather than "urn:"
+  // The message sits behind the NDEF directory, in sector 1 onwards.
+  std::string image = Slurp(Path("card.mfd"));
+  ASSERT_EQ(image.size(), 1024u);
+  EXPECT_EQ(image[64 + 2], '\x03');
+}
+
+TEST_F(Cli, NdefWithAnotherKeyFailsInWords) {
+  Write(Path("blank.mfd"), KeyBCard());
+  Result r = Run({"--sim-load", Path("blank.mfd"), "--sim-save", Path("card.mfd"), "ndef", "write", "-t",
+                  "x"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = Run({"--sim-load", Path("card.mfd"), "ndef", "write", "-t", "y", "--key", "A0A1A2A3A4A5"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("writing the NDEF message: authentication failed for a sector with key B "
+                       "A0A1A2A3A4A5"),
+            std::string::npos)
+      << r.err;
+  // A card in transport configuration: key B is readable, so it may not
+  // write the data blocks.
+  r = Run({"--sim-card", "mfc1k", "ndef", "write", "-t", "x", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.Json()["error"].get<std::string>().find("the card refused a block or page (a MIFARE Classic"),
+            std::string::npos);
+}
+
+TEST_F(Cli, NdefErrorsInWords) {
+  Result r = Run({"--sim-empty", "ndef", "read", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.Json()["error"].get<std::string>().find("reading the NDEF message: no card in the field"),
+            std::string::npos);
+  r = Run({"--sim-empty", "ndef", "write", "-t", "x"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("\norvex: writing the NDEF message: no card in the field\n"), std::string::npos)
+      << r.err;
+  r = Run({"--sim-card", "cpu", "ndef", "write", "-t", "x"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("neither a MIFARE Classic 1K nor an NTAG"), std::string::npos) << r.err;
+  // Usage errors, found before any reader is opened.
+  r = Run({"ndef", "write"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("give at least one --text or --uri"), std::string::npos) << r.err;
+  r = Run({"ndef", "write", "-t", "1", "-t", "2", "-t", "3", "-t", "4", "-t", "5", "-t", "6"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("at most 5 records"), std::string::npos) << r.err;
+  r = Run({"ndef", "write", "--uri", "example.com"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("a URI record needs a known scheme"), std::string::npos) << r.err;
+  r = Run({"ndef", "write", "-t", std::string(253, 'a')});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("at most 252 bytes"), std::string::npos) << r.err;
+  r = Run({"ndef", "read", "--key", "0011"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("--key: a MIFARE key has 12 hex digits"), std::string::npos) << r.err;
+}
+
+constexpr const char* kVicinityUid = "E004010011223344";
+
+TEST_F(Cli, Iso15693ReadsEveryBlockAfterAnInventory) {
+  Result r = Run({"--sim-card", std::string("iso15693:") + kVicinityUid, "iso15693", "read"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1), "tag E004010011223344, 28 blocks of 4 bytes\n");
+  EXPECT_NE(r.out.find("block   0: 00000000\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("block  27: 00000000\n"), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find("block  28"), std::string::npos) << r.out;
+  r = Run({"--sim-card", std::string("iso15693:") + kVicinityUid, "iso15693", "read", "3", "-n", "2",
+           "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  EXPECT_EQ(j["uid"], kVicinityUid);
+  EXPECT_EQ(j["blocks"], 28);
+  EXPECT_EQ(j["block_size"], 4);
+  ASSERT_EQ(j["memory"].size(), 2u);
+  EXPECT_EQ(j["memory"][0]["block"], 3);
+  EXPECT_EQ(j["memory"][1]["block"], 4);
+  EXPECT_EQ(j["memory"][1]["data"], "00000000");
+}
+
+TEST_F(Cli, Iso15693WriteABlock) {
+  Result r = Run({"--sim-card", std::string("iso15693:") + kVicinityUid, "iso15693", "write", "5",
+                  "DE AD", "BEEF"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "wrote block 5 of tag E004010011223344: DEADBEEF\n");
+  r = Run({"--sim-card", "iso15693", "iso15693", "write", "27", "01020304", "-j"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["block"], 27);
+  EXPECT_EQ(r.Json()["data"], "01020304");
+}
+
+TEST_F(Cli, Iso15693ErrorsInWords) {
+  Result r = Run({"iso15693", "read"});  // only a MIFARE Classic in the field
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: no --device given, using the built-in simulated reader\n"
+                   "orvex: inventory: no ISO 15693 tag in the field\n");
+  r = Run({"--sim-card", "iso15693", "iso15693", "read", "28", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.Json()["error"].get<std::string>().find("block 28 is past the last block (27)"),
+            std::string::npos);
+  r = Run({"--sim-card", "iso15693", "iso15693", "read", "20", "-n", "9"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("block 28 is past the last block (27)"), std::string::npos) << r.err;
+  r = Run({"--sim-card", "iso15693", "iso15693", "write", "1", "010203"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("hold 4 bytes; 3 given"), std::string::npos) << r.err;
+  r = Run({"iso15693", "write", "1", "0G"});
+  EXPECT_EQ(r.status, 2);
+  r = Run({"iso15693", "write", "1"});
+  EXPECT_EQ(r.status, 2);
+}
+
+TEST_F(Cli, SamApduResetsTheSlotFirst) {
+  Result r = Run({"--sim-card", "sam:01020304", "sam", "apdu", "0084000008", "00CA000000"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::istringstream lines(r.out);
+  std::string atr, c1, a1, c2, a2;
+  std::getline(lines, atr);
+  std::getline(lines, c1);
+  std::getline(lines, a1);
+  std::getline(lines, c2);
+  std::getline(lines, a2);
+  // The SAM's answer to reset carries its serial number at the end.
+  EXPECT_EQ(atr, "ATR 3B6E00004F565853414D01020304");
+  EXPECT_EQ(c1, "> 0084000008");
+  // GET CHALLENGE: eight bytes, then 90 00.
+  ASSERT_EQ(a1.size(), 2u + 16 + 1 + 4) << a1;
+  EXPECT_EQ(a1.substr(a1.size() - 5), " 9000");
+  EXPECT_EQ(c2, "> 00CA000000");
+  EXPECT_EQ(a2.substr(0, 2), "< ");
+  r = Run({"--sim-card", "sam:01020304", "sam", "apdu", "--json", "0084000004"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  EXPECT_EQ(j["slot"], 1);
+  EXPECT_EQ(j["atr"], "3B6E00004F565853414D01020304");
+  ASSERT_EQ(j["responses"].size(), 1u);
+  EXPECT_EQ(j["responses"][0]["command"], "0084000004");
+  EXPECT_EQ(j["responses"][0]["data"].get<std::string>().size(), 8u);
+  EXPECT_EQ(j["responses"][0]["sw"], "9000");
+}
+
+TEST_F(Cli, SamApduErrorsInWords) {
+  Result r = Run({"sam", "apdu", "--slot", "2", "0084000008"});  // no SAM anywhere
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("resetting the SAM in slot 2: no SAM in slot 2"), std::string::npos) << r.err;
+  r = Run({"--sim-card", "sam", "sam", "apdu", "-s", "2", "0084000008", "--json"});  // it sits in slot 1
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.Json()["error"].get<std::string>().find("no SAM in slot 2"), std::string::npos);
+  r = Run({"sam", "apdu", "--slot", "4", "0084000008"});
+  EXPECT_EQ(r.status, 2);
+  r = Run({"sam", "apdu", "00A4"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("shorter than a 4-byte header"), std::string::npos) << r.err;
+  r = Run({"sam", "apdu", std::string(202, '0')});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("at most 100 bytes"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, ScanFindsEveryFamilyInTheField) {
+  Result r = Run({"--sim-card", "mfc1k:11223344", "--sim-card", "typeb:5B010203", "--sim-card",
+                  "sr512:D002112233445566", "--sim-card", std::string("iso15693:") + kVicinityUid,
+                  "--sim-card", "iso15693:E004010099887766", "--sim-card", "lf:1A2B3C4D5E", "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("iso14443a    11223344  ATQA 0004 SAK 08  MIFARE Classic 1K\n"), std::string::npos)
+      << r.out;
+  EXPECT_NE(r.out.find("iso14443b    5B010203  ATQB 505B010203"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("st-memory    D002112233445566  chip id "), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("iso15693     E004010011223344  DSFID 00\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("iso15693     E004010099887766  DSFID 00\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("lf-125khz    1A2B3C4D5E\n"), std::string::npos) << r.out;
+  r = Run({"--sim-card", "typeb:5B010203", "--sim-card", "at88rf020:A8000001", "--sim-card",
+           "iso15693:E004010011223344", "scan", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto cards = r.Json()["cards"];
+  ASSERT_EQ(cards.size(), 3u) << cards.dump();
+  EXPECT_EQ(cards[0]["family"], "iso14443b");
+  EXPECT_EQ(cards[0]["uid"], "5B010203");
+  EXPECT_EQ(cards[1]["family"], "iso14443b");
+  EXPECT_EQ(cards[1]["uid"], "A8000001");
+  EXPECT_EQ(cards[2]["family"], "iso15693");
+  EXPECT_EQ(cards[2]["uid"], "E004010011223344");
+  EXPECT_EQ(cards[2]["dsfid"], "00");
+}
+
+}  // namespace
+
+namespace {
+
+using namespace clitest;
+
+// orvex-sim serving a field on a pseudo-terminal for the length of a test,
+// as a reader on a serial line: the cards keep their state between runs.
+class SimServer : public Cli {
+ protected:
+  void Start(const std::vector<std::string>& args) {
+    std::string out = Path("sim.out");
+    pid_ = fork();
+    if (pid_ == 0) {
+      if (!freopen("/dev/null", "r", stdin) || !freopen(out.c_str(), "w", stdout)) _exit(127);
+      std::vector<char*> argv = {const_cast<char*>(ORVEX_SIM_TOOL)};
+      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+      argv.push_back(nullptr);
+      execv(ORVEX_SIM_TOOL, argv.data());
+      _exit(127);
+    }
+    // Its first line names the device.
+    for (int i = 0; i < 100 && pty_.empty(); ++i) {
+      std::string text = Slurp(out);
+      if (text.find('\n') != std::string::npos) pty_ = text.substr(0, text.find('\n'));
+      else usleep(20000);
+    }
+    ASSERT_EQ(pty_.rfind("/dev/", 0), 0u) << pty_;
+  }
+  void TearDown() override {
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+    Cli::TearDown();
+  }
+  Result On(std::vector<std::string> args) {
+    args.insert(args.begin(), {"--device", pty_});
+    return Run(args);
+  }
+
+  pid_t pid_ = -1;
+  std::string pty_;
+};
+
+TEST_F(SimServer, NdefWrittenAfterAScanReadsBackFromTheSameTag) {
+  Start({"--card", "ntag215:04112233445566", "--card", "iso15693:E004010011223344"});
+  Result r = On({"scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "iso14443a    04112233445566  ATQA 0044 SAK 00  Type 2 tag (Ultralight, NTAG)\n"
+            "iso15693     E004010011223344  DSFID 00\n");
+  // The scan left the tag idle again, so the write finds it.
+  r = On({"ndef", "write", "--text", "hello", "--uri", "https://example.com/x"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = On({"ndef", "read"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "record 1: text \"hello\"\nrecord 2: uri https://example.com/x\n");
+  // The message sits on the tag from page 4 on.
+  r = On({"ntag", "dump", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["memory"][4].get<std::string>().substr(0, 2), "03");
+}
+
+TEST_F(SimServer, Iso15693BlockWrittenReadsBack) {
+  Start({"--card", "iso15693:E004010011223344"});
+  Result r = On({"iso15693", "write", "2", "CAFEF00D"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = On({"iso15693", "read", "1", "-n", "3"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "tag E004010011223344, 28 blocks of 4 bytes\n"
+            "block   1: 00000000\n"
+            "block   2: CAFEF00D\n"
+            "block   3: 00000000\n");
+}
+
+}  // namespace

@@ -1,0 +1,78 @@
+// The fixture of the orvex program's tests: runs the real program with
+// its output and error streams captured, in a temporary directory.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace clitest {
+
+struct Result {
+  int status = -1;  // exit status
+  std::string out, err;
+  nlohmann::json Json() const { return nlohmann::json::parse(out); }
+};
+
+inline std::string Slurp(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  std::stringstream s;
+  s << f.rdbuf();
+  return s.str();
+}
+
+class Cli : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/orvex_cli_XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    dir_ = tmpl;
+    unsetenv("ORVEX_DEVICE");
+  }
+  void TearDown() override {
+    std::string cmd = "rm -rf '" + dir_ + "'";
+    ASSERT_EQ(std::system(cmd.c_str()), 0);
+  }
+
+  std::string Path(const std::string& name) const { return dir_ + "/" + name; }
+
+  // Runs orvex with args; stdout and stderr go to files (not a terminal).
+  Result Run(const std::vector<std::string>& args) {
+    std::string out = Path("stdout"), err = Path("stderr");
+    pid_t pid = fork();
+    if (pid == 0) {
+      if (!freopen(out.c_str(), "w", stdout) || !freopen(err.c_str(), "w", stderr)) _exit(127);
+      std::vector<char*> argv;
+      argv.push_back(const_cast<char*>(ORVEX_TOOL));
+      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+      argv.push_back(nullptr);
+      execv(ORVEX_TOOL, argv.data());
+      _exit(127);
+    }
+    Result r;
+    int ws = 0;
+    waitpid(pid, &ws, 0);
+    r.status = WIFEXITED(ws) ? WEXITSTATUS(ws) : 128 + WTERMSIG(ws);
+    r.out = Slurp(out);
+    r.err = Slurp(err);
+    return r;
+  }
+
+  std::string dir_;
+};
+
+inline void Write(const std::string& path, const std::string& data) {
+  std::ofstream f(path, std::ios::binary);
+  f << data;
+}
+
+}  // namespace clitest

@@ -1,0 +1,95 @@
+// Subcommands on NTAG21x tags: ntag dump.
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+
+#include "commands.h"
+#include "iso14443a.h"
+
+namespace orvextool {
+
+namespace {
+
+constexpr int kNtagDeadlineMs = 500;
+
+struct NtagModel {
+  const char* name;
+  int pages;
+};
+
+// From GET_VERSION's storage size byte.
+bool ModelOf(const unsigned char* version, NtagModel& m) {
+  switch (version[6]) {
+    case 0x0F: m = {"NTAG213", 45}; return true;
+    case 0x11: m = {"NTAG215", 135}; return true;
+    case 0x13: m = {"NTAG216", 231}; return true;
+    default: return false;
+  }
+}
+
+struct DumpOptions {
+  std::string file;
+};
+
+void Dump(Context& ctx, const DumpOptions& o) {
+  ctx.Open();
+  TypeACardInfo card;
+  if (!SelectTypeA(ctx, 0x52, card)) throw Failure("no card in the field");
+  // Zeroed: a short answer leaves the size byte 0, an unknown size.
+  unsigned char version[ORVEX_MAX_ANSWER] = {};
+  CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, version), "reading the tag's version",
+            kNtagDeadlineMs, "the card " + Hex(card.uid) + " is not an NTAG21x (no answer to GET_VERSION)");
+  NtagModel model;
+  if (!ModelOf(version, model))
+    throw Failure("the card " + Hex(card.uid) + " reports an unknown NTAG size (version " +
+                  Hex(version, 8) + ")");
+  Bytes memory;
+  Progress progress("dumping", model.pages);
+  for (int page = 0; page < model.pages; page += 51) {
+    int last = std::min(page + 50, model.pages - 1), len = 0;
+    unsigned char buf[ORVEX_MAX_ANSWER];
+    CheckCard(ctx.ov.OV_NTag_FastRead(ctx.reader_id, page, last, &len, buf),
+              "reading pages " + std::to_string(page) + " to " + std::to_string(last), kNtagDeadlineMs,
+              "the tag refused (pages protected by a password?)");
+    if (len != (last - page + 1) * 4)
+      throw Failure("reading pages " + std::to_string(page) + " to " + std::to_string(last) + ": " +
+                    std::to_string(len) + " bytes came back");
+    memory.insert(memory.end(), buf, buf + len);
+    progress.Step(last + 1);
+  }
+  Json& d = ctx.out().doc();
+  d["uid"] = Hex(card.uid);
+  d["type"] = model.name;
+  d["pages"] = model.pages;
+  if (!o.file.empty()) {
+    std::ofstream f(o.file, std::ios::binary);
+    f.write(reinterpret_cast<const char*>(memory.data()), static_cast<std::streamsize>(memory.size()));
+    if (!f.flush()) throw Failure("cannot write the dump file " + o.file);
+    d["file"] = o.file;
+    ctx.out().Line("dumped " + std::to_string(model.pages) + " pages of " + model.name + " " +
+                   Hex(card.uid) + " to " + o.file);
+    return;
+  }
+  Json pages = Json::array();
+  for (int p = 0; p < model.pages; ++p) {
+    std::string hex = Hex(&memory[static_cast<size_t>(p) * 4], 4);
+    pages.push_back(hex);
+    char label[24];
+    std::snprintf(label, sizeof label, "page %3d: ", p);
+    ctx.out().Line(label + hex);
+  }
+  d["memory"] = pages;
+}
+
+}  // namespace
+
+void AddNtagCommands(CLI::App& app, Context& ctx) {
+  auto* ntag = app.add_subcommand("ntag", "NTAG213/215/216 tags");
+  ntag->require_subcommand(1);
+  static DumpOptions dump;
+  auto* d = ntag->add_subcommand("dump", "read every page of the tag (to FILE, or listed)");
+  d->add_option("FILE", dump.file, "write the pages, 4 bytes each in order, to this file");
+  ctx.Register(d, [&ctx] { Dump(ctx, dump); });
+}
+
+}  // namespace orvextool
