@@ -179,6 +179,34 @@ TEST_F(Cli, ScanListsEveryCardInTheField) {
   EXPECT_EQ(j["cards"][0]["uid"].get<std::string>().size(), 8u);
 }
 
+TEST_F(Cli, ScanFindsTopazFelicaTheIdentityCardAndTheContactCard) {
+  Result r = Run({"--sim-card", "topaz:0A0B0C0D", "--sim-card", "felica:0102030405060708", "--sim-card",
+                  "idcard:1122334455667788", "--sim-card", "sle4442", "scan", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto cards = r.Json()["cards"];
+  ASSERT_EQ(cards.size(), 5u) << r.out;
+  EXPECT_EQ(cards[0]["family"], "topaz");
+  EXPECT_EQ(cards[0]["uid"], "0A0B0C0D");
+  EXPECT_EQ(cards[0]["hr"].get<std::string>().size(), 4u);
+  EXPECT_EQ(cards[1]["family"], "felica");
+  EXPECT_EQ(cards[1]["uid"], "0102030405060708");
+  EXPECT_EQ(cards[1]["pmm"].get<std::string>().size(), 16u);
+  EXPECT_EQ(cards[2]["family"], "id-card");
+  EXPECT_EQ(cards[2]["uid"], "1122334455667788");
+  // The identity card is a type B card as well.
+  EXPECT_EQ(cards[3]["family"], "iso14443b");
+  EXPECT_EQ(cards[4]["family"], "sle4442");
+  EXPECT_EQ(cards[4]["atr"].get<std::string>().size(), 8u);
+}
+
+TEST_F(Cli, ScanDoesNotTakeAnyTypeBCardForAnIdentityCard) {
+  // The reader refuses the number read with status 1 ("no card"), which the
+  // library passes up as 1: the tool must not report a number then.
+  Result r = Run({"--sim-card", "typeb:5B010203", "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "iso14443b    5B010203  ATQB 505B01020300000000008171\n");
+}
+
 TEST_F(Cli, MfcDumpIsTheCardByteForByteWithTheKeysFound) {
   Write(Path("card.mfd"), Image1K(true));
   Write(Path("keys"), "# transport key, then sector 3's\nFFFFFFFFFFFF\n a0a1a2a3a4a5 \n");

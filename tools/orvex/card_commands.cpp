@@ -80,15 +80,55 @@ void ScanLowFrequency(Context& ctx, std::vector<FoundCard>& found) {
   found.push_back({"lf-125khz", Hex(id, 5), Json::object(), ""});
 }
 
+// A Topaz (NFC Forum Type 1) tag: its identification answers a RID without
+// any anticollision; the header ROM bytes tell the tag's kind.
+void ScanTopaz(Context& ctx, std::vector<FoundCard>& found) {
+  unsigned char hr0 = 0, hr1 = 0, uid[ORVEX_MAX_ANSWER];
+  int len = 0;
+  if (ctx.ov.OV_TOPAZ_ReadUID(ctx.reader_id, &hr0, &hr1, &len, uid) != 1 || len < 4) return;
+  std::string hr = Hex(&hr0, 1) + Hex(&hr1, 1);
+  found.push_back({"topaz", Hex(uid, 4), {{"hr", hr}}, "HR " + hr});
+}
+
+// A FeliCa card: a polling for any system code gives its IDm and PMm.
+void ScanFelica(Context& ctx, std::vector<FoundCard>& found) {
+  unsigned char idm[8] = {}, pmm[8] = {}, request_data[2];
+  if (ctx.ov.OV_Felica_Polling(ctx.reader_id, 0xFFFF, 0, 0, idm, pmm, request_data) != 1) return;
+  std::string p = Hex(pmm, 8);
+  found.push_back({"felica", Hex(idm, 8), {{"pmm", p}}, "PMm " + p});
+}
+
+// A resident identity card (ISO 14443-B): the reader reads its card number.
+// It switches the reader to type B search; the type B scan follows anyway.
+void ScanIdCard(Context& ctx, std::vector<FoundCard>& found) {
+  // A refusal comes back as the reader's status byte, and status 1 ("no
+  // card") reads like success: only a written length of 8 means a number.
+  unsigned char len = 0, number[8] = {};
+  if (ctx.ov.OV_ChinaIDV2_RequestCardNo(ctx.reader_id, &len, number) != 1 || len != 8) return;
+  found.push_back({"id-card", Hex(number, 8), Json::object(), ""});
+}
+
+// An SLE4442 in the contact slot: its answer to reset.
+void ScanContactSle(Context& ctx, std::vector<FoundCard>& found) {
+  unsigned char atr[ORVEX_MAX_ANSWER];
+  if (ctx.ov.OV_SLE_Reset(ctx.reader_id, atr) != 1000) return;
+  std::string a = Hex(atr, 4);
+  found.push_back({"sle4442", "", {{"atr", a}}, "ATR " + a});
+}
+
 void Scan(Context& ctx) {
   ctx.Open();
   CheckReaderAnswers(ctx, "scan");
   std::vector<FoundCard> found;
   ScanTypeA(ctx, found);
+  ScanTopaz(ctx, found);
+  ScanFelica(ctx, found);
+  ScanIdCard(ctx, found);
   ScanTypeB(ctx, found);
   ScanStTag(ctx, found);
   ScanVicinity(ctx, found);
   ScanLowFrequency(ctx, found);
+  ScanContactSle(ctx, found);
   // The cards scan halted stay halted as long as they are powered, and a
   // later command's request would not find them.
   ResetField(ctx, "scan");
