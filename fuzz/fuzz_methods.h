@@ -112,7 +112,7 @@ inline std::vector<Method> All() {
   add("OV_AT88RF020_Check", [](Orvex& o) { Out a2(24); o.OV_AT88RF020_Check(1, a2.get()); });
   add("OV_AT88RF020_Read", [](Orvex& o) { Out a3(kAll); o.OV_AT88RF020_Read(1, 1, a3.get()); });
   add("OV_AT88RF020_Write", [](Orvex& o) { Out a3(kAll); o.OV_AT88RF020_Write(1, 1, a3.get()); });
-  add("OV_AT88RF020_Lock", [](Orvex& o) { Out a2(1); o.OV_AT88RF020_Lock(1, a2.get()); });
+  add("OV_AT88RF020_Lock", [](Orvex& o) { Out a2(4); o.OV_AT88RF020_Lock(1, a2.get()); });
   add("OV_AT88RF020_Count", [](Orvex& o) { Out a2(kAll); o.OV_AT88RF020_Count(1, a2.get()); });
   add("OV_AT88RF020_DeSel", [](Orvex& o) { o.OV_AT88RF020_DeSel(1); });
   add("OV_AT88RF020_ReadMulti", [](Orvex& o) { std::unique_ptr<int[]> a4(new int[1]()); Out a5(kAll); o.OV_AT88RF020_ReadMulti(1, 1, 2, a4.get(), a5.get()); });

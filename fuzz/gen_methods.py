@@ -29,6 +29,7 @@ WIDTH = {
     ("OV_Felica_Polling", "PMm"): "8", ("OV_Felica_Polling", "RequestData"): "2",
     ("OV_Felica_RequestService", "NodeKeyList"): "3", ("OV_Felica_RequestResponse", "Mode"): "1",
     ("OV_ChinaIDV2_RequestCardNo", "CardNo"): "8",
+    ("OV_AT88RF020_Lock", "LockByte"): "4",  # an input: the 4 lock bytes sent
 }
 # One-byte outputs (unsigned char* that receive a single value).
 ONE_BYTE = {"LenSNO", "SAK", "CardMem", "SNLen", "Enable", "Line", "Column", "Font", "config",
