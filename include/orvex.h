@@ -47,8 +47,10 @@ class ORVEX_API Orvex {
   int OV_GetDLLVersion();
 
   /** Opens the serial port "/dev/ttyS<PortIndex>" (port 0 is /dev/ttyS0) at
-   *  Bound bits per second: 4800, 9600, 19200 or 38400, 8 data bits, no
-   *  parity, one stop bit. Closes a serial port opened before.
+   *  Bound bits per second: 4800, 9600, 19200 or 38400, no parity, one stop
+   *  bit, no flow control. The driver asks for 8 data bits with no parity in
+   *  a way that leaves the character size at 7 bits (CS7), deliberately, as
+   *  the line has always been set up. Closes a serial port opened before.
    *  1 opened (the serial link is now the active one), 0 failed. */
   int OV_ComInitial(int PortIndex, int Bound);
 
@@ -173,7 +175,7 @@ class ORVEX_API Orvex {
    *    -1      nothing could be sent, nothing came back in time, or the answer
    *            was malformed
    *    -2      refused before sending: an image larger than 128 x 64, or data
-   *            that does not fit one command (more than 1039 bytes with the
+   *            that does not fit one command (more than 1039 bytes after the
    *            sub-command byte, e.g. a flash write of more than 1035 bytes)
    *     0      the reader answered with status 0 but did not echo the command
    *   other    the reader refused: its status byte read as signed
@@ -768,15 +770,17 @@ class ORVEX_API Orvex {
    * reader comes back as its status byte (a positive number, and status 1
    * reads as 1, like success) or as 0 when the reader's answer does not
    * begin with 00. Polling, request service and request response return
-   * -2 instead of the status byte, and -2 too for a card response other
-   * than the one they expect. Nothing is written on failure. */
+   * -2 instead of a non-zero status byte, and -2 too for a card response
+   * other than the one they expect; they too return 0 when the reader's
+   * answer does not begin with 00. Nothing is written on failure. */
 
   /** Polls for a FeliCa card (Polling). SystemCode goes out low byte first,
    *  so pass it with its bytes swapped: 0x12FC for system code 0xFC12 on
    *  the air (0xFFFF matches any). RequestCode and Slot go out as they
    *  stand. IDM receives the IDm (8 bytes), PMm the PMm (8 bytes) and
    *  RequestData 2 bytes, written even when the card sent no request data
-   *  (zeros then). 1; -1; -2 no polling response. */
+   *  (zeros then). 1; 0 answer without its leading 00; -1; -2 refused or
+   *  no polling response. */
   int OV_Felica_Polling(int ReaderID, unsigned short SystemCode, unsigned char RequestCode, unsigned char Slot,
                         unsigned char* IDM, unsigned char* PMm, unsigned char* RequestData);
 
@@ -786,13 +790,15 @@ class ORVEX_API Orvex {
    *  and the bytes handed over start one byte early, at the card's node
    *  count byte. NodeKeyList receives twice that count in bytes from there,
    *  but no more than the response carries and at most 2 x NumbersOfCode + 1
-   *  bytes, which it must hold. 1; -1; -2 no request service response. */
+   *  bytes, which it must hold. 1; 0 answer without its leading 00; -1;
+   *  -2 refused or no request service response. */
   int OV_Felica_RequestService(int ReaderID, unsigned char* IDM, unsigned char NumbersOfCode,
                                unsigned char* NodeList, unsigned char* NodeKeyList);
 
   /** Asks the card for its mode (Request Response). Mode receives 1 byte:
    *  note that it is taken one byte early, from the IDm's last byte.
-   *  1; -1; -2 no request response response. */
+   *  1; 0 answer without its leading 00; -1; -2 refused or no request
+   *  response response. */
   int OV_Felica_RequestResponse(int ReaderID, unsigned char* IDM, unsigned char* Mode);
 
   /** Reads NumberofBlock blocks without encryption (Read Without

@@ -499,6 +499,31 @@ TEST(ReadData, SilentPortTimesOutAfterFifteenSeconds) {
   EXPECT_LT(ms, 16500);
 }
 
+TEST(ReadData, SignalsDoNotStretchTheWait) {
+  // A signal every 100 ms during a 300 ms wait: the wait goes on for what is
+  // left of it after each one, and ends on time.
+  InterruptingSignal sig;
+  Pty pty;
+  ASSERT_GE(pty.slave, 0);
+  pthread_t waiter = pthread_self();
+  std::atomic<bool> done{false};
+  std::thread other([&] {
+    for (int i = 0; i < 20 && !done; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      if (!done) pthread_kill(waiter, SIGUSR1);
+    }
+  });
+  unsigned char buf[64];
+  int n = -5;
+  long ms = ElapsedMs([&] { n = tp::ReadDataWithin(pty.slave, buf, sizeof buf, 300); });
+  done = true;
+  other.join();
+  EXPECT_EQ(0, n);  // timed out, nothing read
+  EXPECT_GE(g_signals.load(), 2);
+  EXPECT_GE(ms, 290);
+  EXPECT_LT(ms, 700);
+}
+
 TEST(ReadData, SelectErrorIsReported) {
   unsigned char buf[1024];
   testing::internal::CaptureStderr();

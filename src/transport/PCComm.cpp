@@ -161,15 +161,17 @@ int safe_write(int fd, const unsigned char* vptr, size_t n) {
 }
 
 // Waits for the descriptor to become readable. 1 readable, 0 timed out,
-// -1 select failed. A negative timeout waits without limit.
+// -1 select failed. A negative timeout waits without limit. A wait
+// interrupted by a signal goes on for what is left of it: Linux's select
+// leaves the time not yet waited in tv, so signals cannot stretch the wait.
 static int WaitReadable(int fd, int timeout_ms) {
+  struct timeval tv;
+  tv.tv_sec = timeout_ms / 1000;
+  tv.tv_usec = (timeout_ms % 1000) * 1000;
   for (;;) {
     fd_set rd;
     FD_ZERO(&rd);
     FD_SET(fd, &rd);
-    struct timeval tv;
-    tv.tv_sec = timeout_ms / 1000;
-    tv.tv_usec = (timeout_ms % 1000) * 1000;
     int r = select(fd + 1, &rd, nullptr, nullptr, timeout_ms < 0 ? nullptr : &tv);
     if (r < 0 && errno == EINTR) continue;
     return r < 0 ? -1 : (r == 0 ? 0 : 1);
@@ -319,7 +321,19 @@ int get_device_endpoint(libusb_device_descriptor* desc, userDevice* ud) {
   return -2;
 }
 
+// An open that found the reader but could not open it (-2) leaves libusb
+// initialised and the device list kept, as designed; the next close or open
+// gives them back, so repeated failed opens do not pile them up.
+static void ReleaseFailedOpen() {
+  if (g_usb_handle != nullptr || user_device.devs == nullptr) return;
+  libusb_free_device_list(user_device.devs, 1);
+  user_device.devs = nullptr;
+  user_device.dev = nullptr;
+  libusb_exit(nullptr);
+}
+
 int HID_OpenPort(int VID, int PID, int /*ReaderID*/) {
+  ReleaseFailedOpen();
   memset(&user_device, 0, sizeof user_device);
   user_device.idVendor = static_cast<uint16_t>(VID);
   user_device.idProduct = static_cast<uint16_t>(PID);
@@ -403,7 +417,10 @@ int HID_ReadData(unsigned char* Data, int& DataLen, int /*DelayTimes*/, int Slee
 }
 
 int HID_ClosePort() {
-  if (g_usb_handle == nullptr) return 0;
+  if (g_usb_handle == nullptr) {
+    ReleaseFailedOpen();
+    return 0;
+  }
   // The interface is released before the handle is closed: libusb frees the
   // handle in libusb_close, so releasing through it afterwards would touch
   // freed memory.

@@ -14,7 +14,9 @@ namespace transport {
 
 // ---- Serial line ----------------------------------------------------------
 
-// Opens "/dev/ttyS<PortIndex>" at Baund bits per second, 8N1, no flow control.
+// Opens "/dev/ttyS<PortIndex>" at Baund bits per second, no parity, one stop
+// bit, no flow control; asking for 8 bits with no parity deliberately leaves
+// the character size at CS7.
 // Result: descriptor (>= 0); the negative open result; -2 when blocking mode
 // cannot be restored; -3 when the line settings are refused.
 int OpenPort(int PortIndex, int Baund);
