@@ -198,7 +198,7 @@ inline std::vector<Method> All() {
   add("OV_SLE_WriteMainMemory", [](Orvex& o) { Out a4(kAll); o.OV_SLE_WriteMainMemory(1, 1, 1, a4.get()); });
   add("OV_SLE_ReadPROM", [](Orvex& o) { Out a2(kAll); o.OV_SLE_ReadPROM(1, a2.get()); });
   add("OV_SLE_WriteProtectedDataMemory", [](Orvex& o) { Out a4(kAll); o.OV_SLE_WriteProtectedDataMemory(1, 1, 1, a4.get()); });
-  add("OV_SLE_ReadSecurityLogic", [](Orvex& o) { Out a2(1); Out a3(kAll); o.OV_SLE_ReadSecurityLogic(1, a2.get(), a3.get()); });
+  add("OV_SLE_ReadSecurityLogic", [](Orvex& o) { Out a2(1); Out a3(3); o.OV_SLE_ReadSecurityLogic(1, a2.get(), a3.get()); });
   add("OV_SLE_WritePSC", [](Orvex& o) { Out a2(kAll); o.OV_SLE_WritePSC(1, a2.get()); });
   add("OV_SLE_VerifyPSC", [](Orvex& o) { Out a2(kAll); Out a3(1); o.OV_SLE_VerifyPSC(1, a2.get(), a3.get()); });
   add("OV_FM_GetChallenge", [](Orvex& o) { Out a3(kAll); std::unique_ptr<unsigned short[]> a4(new unsigned short[1]()); o.OV_FM_GetChallenge(1, 1, a3.get(), a4.get()); });

@@ -28,7 +28,7 @@ WIDTH = {
     ("DES", "out"): "8", ("DES3", "pOutData"): "8", ("DES3_CBC", "pOutData"): "8",
     ("OV_Felica_Polling", "PMm"): "8", ("OV_Felica_Polling", "RequestData"): "2",
     ("OV_Felica_RequestService", "NodeKeyList"): "3", ("OV_Felica_RequestResponse", "Mode"): "1",
-    ("OV_ChinaIDV2_RequestCardNo", "CardNo"): "8",
+    ("OV_ChinaIDV2_RequestCardNo", "CardNo"): "8", ("OV_SLE_ReadSecurityLogic", "PSC"): "3",
     ("OV_AT88RF020_Lock", "LockByte"): "4",  # an input: the 4 lock bytes sent
 }
 # One-byte outputs (unsigned char* that receive a single value).

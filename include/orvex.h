@@ -835,7 +835,6 @@ class ORVEX_API Orvex {
    *  echo the read. */
   int OV_ChinaIDV2_RequestCardNo(int ReaderID, unsigned char* LengthOfCardNo, unsigned char* CardNo);
 
-
   /* ---- ORVEX-GROUP: Topaz ---- */
 
   /* ==================================================================== */
@@ -984,8 +983,9 @@ class ORVEX_API Orvex {
                                       unsigned char* MemData);
 
   /** Reads the security memory: ErrorCounter (1 byte) receives the error
-   *  counter, PSC the bytes after it (3 on an SLE4442; the card shows the
-   *  PSC only after it was presented). */
+   *  counter, PSC (3 bytes) the bytes after it, at most 3 (the card shows
+   *  the PSC only after it was presented). Bytes the card did not send are
+   *  left as they were. 1000 on success, -1, -3. */
   int OV_SLE_ReadSecurityLogic(int ReaderID, unsigned char* ErrorCounter, unsigned char* PSC);
 
   /** Changes the PSC to the 3 bytes of PSC (the old one must have been

@@ -503,7 +503,6 @@ int Orvex::OV_ChinaIDV2_RequestCardNo(int ReaderID, unsigned char* LengthOfCardN
   return ChinaIDV2_RequestCardNo(ReaderID, LengthOfCardNo, CardNo);
 }
 
-
 // ---- ORVEX-GROUP: Topaz ----
 int Orvex::OV_TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet,
                             unsigned char* pDataRet) {

@@ -263,6 +263,17 @@ TEST_F(SleTest, ReadSecurityLogicWritesOnlyWhatTheCardSent) {
   EXPECT_TRUE(x.BufUntouchedFrom(0));
 }
 
+TEST_F(SleTest, ReadSecurityLogicWritesAtMostThreePSCBytes) {
+  // A reader that sends more than the counter and the PSC: the PSC buffer
+  // receives 3 bytes and nothing beyond them.
+  Outs x;
+  reader.Ok({0x06, 0x07, 0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC});
+  EXPECT_EQ(1000, ov.OV_SLE_ReadSecurityLogic(1, &x.counter, x.buf));
+  EXPECT_EQ(0x07, x.counter);
+  EXPECT_EQ(Bytes({0x12, 0x34, 0x56}), Bytes(x.buf, x.buf + 3));
+  EXPECT_TRUE(x.BufUntouchedFrom(3));
+}
+
 TEST_F(SleTest, ReadSecurityLogicFailures) {
   Outs x;
   ExpectCarrierFailures({0x06, 0x07, 0x12, 0x34, 0x56}, -3, -1,

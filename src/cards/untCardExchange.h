@@ -4,6 +4,8 @@
 // the handling that many commands share lives here once.
 #pragma once
 
+#include <cstring>
+
 #include "link/untFunction.h"
 
 namespace orvex {
@@ -36,5 +38,24 @@ int ExecuteAll(unsigned char Cmd, int ReaderID, const Field& request, int DelayT
 // each family turns that into its own result. Nothing is written unless 1.
 int Carry(unsigned char Cmd, int ReaderID, const Field& request, unsigned char echo, int DelayTime,
           int* DataLenRet, unsigned char* pDataRet, Answer& answer);
+
+// A card's response as a carrier hands it over (the bytes behind the echo),
+// in a buffer that holds any answer. It stays all zeros unless a carrier
+// wrote it, and bytes past the response read as zero.
+struct Response {
+  int len = 0;
+  unsigned char data[kMaxAnswerData] = {};
+
+  // Copies count bytes from offset on into dst, but never more than room
+  // (what dst holds) and never past the end of the response; returns the
+  // bytes copied.
+  int CopyTo(unsigned char* dst, int offset, int count, int room) const {
+    if (count > room) count = room;
+    if (count > len - offset) count = len - offset;
+    if (offset < 0 || count <= 0) return 0;
+    std::memcpy(dst, data + offset, static_cast<size_t>(count));
+    return count;
+  }
+};
 
 }  // namespace orvex

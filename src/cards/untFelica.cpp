@@ -37,23 +37,6 @@ int Felica_Common_(int ReaderID, unsigned char FC2, unsigned short TimeOut, int 
   return rt == 0 ? a.status : rt;
 }
 
-// The card's response to one member's request, in a buffer that holds any
-// answer. It stays all zeros unless the carrier handed a response over, so
-// the response code of a refused command reads 0.
-struct Response {
-  int len = 0;
-  unsigned char data[kMaxAnswerData] = {};
-
-  unsigned char code() const { return data[1]; }
-  // count bytes from offset on, but never more than room (what the caller's
-  // buffer holds) and never past the end of the response.
-  void CopyTo(unsigned char* dst, int offset, int count, int room) const {
-    if (count > room) count = room;
-    if (count > len - offset) count = len - offset;
-    if (count > 0) std::memcpy(dst, data + offset, static_cast<size_t>(count));
-  }
-};
-
 // Sends a member's request through the carrier; the carrier's result.
 static int Send(unsigned char FC2, unsigned short TimeOut, int ReaderID, Field& request, Response& r) {
   if (request.overflowed()) return -1;  // more than one data field can carry
@@ -63,7 +46,7 @@ static int Send(unsigned char FC2, unsigned short TimeOut, int ReaderID, Field& 
 // The response code is looked at only after a carrier result > 0; a refusal
 // (any non-zero status, 1 included) leaves it 0, which no response has.
 static bool Answered(int rt, const Response& r, unsigned char FC2) {
-  return rt > 0 && r.code() == FC2 + 1;
+  return rt > 0 && r.data[1] == FC2 + 1;  // byte 1: the response code
 }
 
 // Polling, request service and request response: the carrier's result when

@@ -44,12 +44,6 @@ int SLE_Common_(int ReaderID, unsigned char FC2, unsigned char /*TimeOut*/, int 
   }
 }
 
-// The card's bytes of one answer, in a buffer that holds any answer.
-struct Response {
-  int len = 0;
-  unsigned char data[kMaxAnswerData] = {};
-};
-
 static int Send(unsigned char FC2, int ReaderID, unsigned char* params, int n, Response& r) {
   return SLE_Common_(ReaderID, FC2, kTimeOut, n, params, &r.len, r.data, kDelay);
 }
@@ -113,7 +107,9 @@ int SLE_ReadSecurityLogic(int ReaderID, unsigned char* ErrorCounter, unsigned ch
   int rt = ReadSecurity(ReaderID, r);
   if (rt != kCarried) return rt;
   if (r.len >= 1) *ErrorCounter = r.data[0];
-  if (r.len >= 2) std::memcpy(PSC, r.data + 1, static_cast<size_t>(r.len - 1));
+  // The bytes after the counter, but never more than the 3 of a PSC: a
+  // longer answer is not written past the caller's PSC buffer.
+  r.CopyTo(PSC, 1, r.len - 1, kPSCLen);
   return kCarried;
 }
 

@@ -38,13 +38,6 @@ int TOPAZ_Common_(int ReaderID, unsigned char FC2, unsigned char TimeOut, int Da
   return rt == 0 ? -3 : rt;
 }
 
-// The tag's response to one member's request, in a buffer that holds any
-// answer; bytes past the response read as zero.
-struct Response {
-  int len = 0;
-  unsigned char data[kMaxAnswerData] = {};
-};
-
 static int Send(unsigned char FC2, int ReaderID, Field& request, Response& r) {
   return TOPAZ_Common_(ReaderID, FC2, kTagTimeOut, request.size(), request.data(), &r.len, r.data, kDelay);
 }
