@@ -2,6 +2,9 @@
 // NDEF messages, ISO 15693 blocks, SAM APDUs and the wider scan, against
 // the simulated reader built into the program.
 #include "cli_support.h"
+#include "orvexsim/iso15693.h"
+#include "orvexsim/serial_server.h"
+#include "orvexsim/simulator.h"
 
 namespace {
 
@@ -199,6 +202,28 @@ TEST_F(Cli, Iso15693WriteABlock) {
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.Json()["block"], 27);
   EXPECT_EQ(r.Json()["data"], "01020304");
+}
+
+TEST_F(Cli, Iso15693ReadsTagsOfLargeBlocksInSeveralReads) {
+  // 40 blocks of 32 bytes: a read reports its length in one byte, so the
+  // tool asks for at most 7 such blocks at a time.
+  orvexsim::Simulator sim(orvexsim::ReaderModel::kCardReader);
+  auto tag = std::make_shared<orvexsim::VicinityTag>(orvexsim::Bytes{0x44, 0x33, 0x22, 0x11, 0x00, 0x01, 0x04, 0xE0},
+                                                     40, 32);
+  orvexsim::Bytes block(32);
+  for (int i = 0; i < 32; ++i) block[static_cast<size_t>(i)] = static_cast<uint8_t>(i);
+  ASSERT_TRUE(tag->WriteBlock(39, block));
+  sim.Place(tag);
+  orvexsim::SerialServer server(sim);
+  server.Start();
+  Result r = Run({"--device", server.path(), "iso15693", "read", "--json"});
+  server.Stop();
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  EXPECT_EQ(j["block_size"], 32);
+  ASSERT_EQ(j["memory"].size(), 40u);
+  EXPECT_EQ(j["memory"][39]["data"], "000102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F");
+  EXPECT_EQ(j["memory"][0]["data"], std::string(64, '0'));
 }
 
 TEST_F(Cli, Iso15693ErrorsInWords) {

@@ -110,7 +110,7 @@ void ScanIdCard(Context& ctx, std::vector<FoundCard>& found) {
 
 // An SLE4442 in the contact slot: its answer to reset.
 void ScanContactSle(Context& ctx, std::vector<FoundCard>& found) {
-  unsigned char atr[ORVEX_MAX_ANSWER];
+  unsigned char atr[ORVEX_MAX_ANSWER] = {};  // a shorter answer shows as zeros
   if (ctx.ov.OV_SLE_Reset(ctx.reader_id, atr) != 1000) return;
   std::string a = Hex(atr, 4);
   found.push_back({"sle4442", "", {{"atr", a}}, "ATR " + a});

@@ -13,8 +13,10 @@ constexpr int kReadDeadlineMs = 200;
 constexpr int kWriteDeadlineMs = 400;
 // Request flags byte of ISO 15693: the command names its tag by UID.
 constexpr unsigned char kAddressed = 0x20;
-// Blocks asked for in one read command.
+// Blocks asked for in one read command, at most: the read reports its
+// length in one byte, so a read of large blocks asks for fewer.
 constexpr int kBlocksPerRead = 32;
+constexpr int kMaxReadBytes = 255;
 
 struct Tag {
   Bytes air_uid;  // as the tag sends it, least significant byte first
@@ -83,8 +85,9 @@ void Read(Context& ctx, const ReadOptions& o) {
   CheckBlock(tag, first + count - 1);
   Describe(ctx, tag);
   Json blocks = Json::array();
-  for (int b = first; b < first + count; b += kBlocksPerRead) {
-    int n = std::min(kBlocksPerRead, first + count - b);
+  const int per_read = std::min(kBlocksPerRead, kMaxReadBytes / tag.block_size);
+  for (int b = first; b < first + count; b += per_read) {
+    int n = std::min(per_read, first + count - b);
     unsigned char data[ORVEX_MAX_ANSWER], len = 0;
     std::string what = n == 1 ? "reading " + BlockWords(b)
                               : "reading blocks " + std::to_string(b) + " to " + std::to_string(b + n - 1);
