@@ -56,7 +56,14 @@ class ORVEX_API Orvex {
 
   /** As OV_ComInitial, for any serial device path: a USB-serial adapter
    *  ("/dev/ttyUSB0", "/dev/ttyACM0") or a pseudo-terminal such as the
-   *  simulated reader's. 1 opened, 0 failed. */
+   *  simulated reader's. This library's own addition, set up for a real
+   *  UART: the line fully raw at 8 data bits without parity (no CR/LF
+   *  translation, no XON/XOFF, bit 7 kept), close-on-exec, and the port
+   *  held for exclusive use (TIOCEXCL and an advisory lock: a second opener,
+   *  root included, fails) until OV_ComFree. Answers are taken as on every
+   *  process-wide link, without comparing their command byte or reader
+   *  number (an OrvexLink compares them). 1 opened, 0 failed (also when the
+   *  port is in use). */
   int OV_ComInitialDevice(const char* DevicePath, int Bound);
 
   /** Closes the serial port and ends the use of whichever link was active
@@ -1596,5 +1603,203 @@ ORVEX_API int MPlus_Authorization_First_(int ReaderID, int AESKeyAddr, unsigned 
 ORVEX_API int MPlus_Authorization_Follow_(int ReaderID, int AESKeyAddr, unsigned char* AESKey);
 ORVEX_API int MPlus_CommonRead_(int ReaderID, int BlockID, int BlockNums, int* DataLen, unsigned char* pData);
 ORVEX_API int MPlus_CommonWrite_(int ReaderID, int BlockID, int BlockNums, unsigned char* pData);
+
+/* ====================================================================== */
+/* Library extension: several readers in one process                       */
+/* ====================================================================== */
+/*
+ * Beyond the Orvex class's one process-wide link, an application may own
+ * links of its own, one per reader, and choose per thread which link the
+ * Orvex methods use. An application that never uses what follows sees no
+ * change at all: the process-wide link behaves exactly as documented above.
+ *
+ *     OrvexLink sam("usb:serial=A1B2");          // or "/dev/ttyUSB0@38400"
+ *     OrvexLink field("/dev/ttyUSB0");
+ *     if (!field.IsOpen()) puts(field.LastFailureText());
+ *     {
+ *       OrvexLinkScope use(field);               // this thread: the field reader
+ *       Orvex().OV_GetReaderVersion(0);
+ *     }                                          // back to the process-wide link
+ *
+ * Connection strings: "ttyS:N" (/dev/ttySN), any absolute device path,
+ * "usb" (the first reader found), "usb:BUS:ADDR" (decimal, as lsusb shows
+ * them), "usb:serial=STRING" (the device's serial string). A serial one may
+ * end in "@BAUD": 4800, 9600, 19200 (the default) or 38400.
+ *
+ * Per link (for each OrvexLink): the open port or device, the first-byte
+ * wait, quiet mode, answer matching, the trace hook, cancellation, the last
+ * failure and the last answer's length; its exchanges are serialised by a
+ * mutex of its own, so several threads may share one link and two links run
+ * in parallel. Process-wide still: the NDEF message buffer, the DES subkey
+ * buffer and the card application's status words (see docs/links.md).
+ */
+
+/** OrvexLink::Open result: the connection string is malformed or unknown. */
+#define ORVEX_LINK_BAD_CONNECTION (-4)
+/** OrvexLink::Open result: the port is in use by another program or link. */
+#define ORVEX_LINK_IN_USE (-5)
+
+/** Why the last exchange of a link failed (OrvexLink::LastFailure). */
+enum OrvexFailure {
+  ORVEX_FAIL_NONE = 0,          /**< the last exchange succeeded */
+  ORVEX_FAIL_NOT_OPEN = 1,      /**< no link is open */
+  ORVEX_FAIL_NOT_SENT = 2,      /**< the command could not be written */
+  ORVEX_FAIL_NO_ANSWER = 3,     /**< nothing at all came back in time */
+  ORVEX_FAIL_CUT_OFF = 4,       /**< an answer began but did not end in time */
+  ORVEX_FAIL_MALFORMED = 5,     /**< what came back is not an answer frame */
+  ORVEX_FAIL_CHECKSUM = 6,      /**< an answer frame with a wrong checksum */
+  ORVEX_FAIL_REFUSED = 7,       /**< the reader refused (non-zero status) */
+  ORVEX_FAIL_DEVICE_GONE = 8,   /**< the port or USB device went away */
+  ORVEX_FAIL_CANCELLED = 9,     /**< the wait was cancelled (OrvexLink::Cancel) */
+  ORVEX_FAIL_IN_USE = 10,       /**< the port is held by another opener */
+  ORVEX_FAIL_CANNOT_OPEN = 11,  /**< no such reader, or it could not be opened */
+  ORVEX_FAIL_BAD_CONNECTION = 12 /**< the connection string does not parse */
+};
+
+/** Receives every frame a link sends (sent = 1) and the raw bytes of every
+ *  answer it collects (sent = 0), exactly as they crossed the wire, with the
+ *  time in nanoseconds of CLOCK_MONOTONIC. Called on the thread doing the
+ *  exchange, with the link's mutex held: it must not call into the link. */
+typedef void (*OrvexTraceHook)(void* user, int sent, const unsigned char* bytes, int length,
+                               unsigned long long timestamp_ns);
+
+/** A reader link the application owns: opened from a connection string,
+ *  closed when the object goes. Movable, not copyable. Differences from the
+ *  process-wide link: a serial port is opened for exclusive use (TIOCEXCL and
+ *  an advisory lock: a second opener, in this or another process, root
+ *  included, gets ORVEX_LINK_IN_USE), close-on-exec, with the line fully raw
+ *  at 8 data bits without parity; an answer whose command byte, or whose
+ *  reader number when a reader other than 0 was addressed, is not the one
+ *  sent is a stray frame and is dropped while the wait goes on. */
+class ORVEX_API OrvexLink {
+ public:
+  /** A link that is not open. */
+  OrvexLink() noexcept;
+  /** Opens connection at once; IsOpen() and OpenResult() tell how it went. */
+  explicit OrvexLink(const char* connection);
+  /** Closes the link (as Close). */
+  ~OrvexLink();
+  /** Takes over other's link; other is left not open. */
+  OrvexLink(OrvexLink&& other) noexcept;
+  /** Closes this link, then takes over other's. */
+  OrvexLink& operator=(OrvexLink&& other) noexcept;
+  OrvexLink(const OrvexLink&) = delete;
+  OrvexLink& operator=(const OrvexLink&) = delete;
+
+  /** Closes what this object had open, then opens connection. 1 opened;
+   *  -1 it could not be opened (no reader found, no such device, no
+   *  permission; LastFailureText says which); ORVEX_LINK_BAD_CONNECTION;
+   *  ORVEX_LINK_IN_USE. Options set before stay in force. */
+  int Open(const char* connection);
+  /** The result of the last Open (0 before any). */
+  int OpenResult() const;
+  /** True while the link is open. */
+  bool IsOpen() const;
+  /** Closes the link, releasing the port or device and its lock. A wait in
+   *  progress on another thread is cancelled first and its command returns
+   *  -1; afterwards every command on this link returns -1. Scopes still
+   *  naming the link stay safe to leave. */
+  void Close();
+  /** The connection string of the last Open ("" before any). */
+  const char* Connection() const;
+
+  /** How long the first byte of an answer is waited for, in ms (15000 by
+   *  default, as on the process-wide link). Values below 1 are taken as 1. */
+  void SetFirstByteTimeout(int ms);
+  /** With quiet set, the link prints nothing on stderr ("time over!" and
+   *  the other read messages go; the failure stays in LastFailureText). */
+  void SetQuiet(bool quiet);
+  /** Answer matching, on by default: off accepts any well-formed answer as
+   *  the answer to the command sent, for a reader that answers otherwise. */
+  void SetAnswerMatching(bool on);
+  /** Installs hook (null removes it) with user passed back to it. */
+  void SetTrace(OrvexTraceHook hook, void* user);
+  /** Ends the wait for an answer in progress at once: its command returns
+   *  -1 and LastFailure says ORVEX_FAIL_CANCELLED. Harmless on an idle
+   *  link; the next command works normally. Safe from any thread and from a
+   *  signal handler (one write to an eventfd). On USB the wait ends within
+   *  20 ms. 1, or 0 when not open. */
+  int Cancel() noexcept;
+
+  /** Why the last command on this link failed (an OrvexFailure), or
+   *  ORVEX_FAIL_NONE after a success. */
+  int LastFailure() const;
+  /** The last failure in words, with the time waited or the errno text where
+   *  there is one ("" after a success). Valid until the next command on the
+   *  link. */
+  const char* LastFailureText() const;
+  /** The data length of the last answer decoded on this link (what followed
+   *  the status byte), -1 when the last command got none. Tells a short
+   *  answer from a full one where a command copies a fixed width. */
+  int LastAnswerLength() const;
+
+ private:
+  friend class OrvexLinkScope;
+  void* impl_;
+};
+
+/** Makes link the one every Orvex method on the calling thread uses, while
+ *  the scope lives. Scopes nest; leaving one returns the thread to the link
+ *  current before it (in the end, the process-wide link). A scope on a link
+ *  that is not open, or that was closed or moved from meanwhile, is safe:
+ *  every command in it returns -1. Not copyable. */
+class ORVEX_API OrvexLinkScope {
+ public:
+  /** Makes link current on this thread. */
+  explicit OrvexLinkScope(OrvexLink& link);
+  /** Returns the thread to the link current before. */
+  ~OrvexLinkScope();
+  OrvexLinkScope(const OrvexLinkScope&) = delete;
+  OrvexLinkScope& operator=(const OrvexLinkScope&) = delete;
+
+ private:
+  void* state_;
+};
+
+/** The readers this machine may have, found without opening or writing to
+ *  any port: USB readers (vendor 0471, product 114A) with their bus, address
+ *  and serial string, and the serial ports a reader may sit behind
+ *  (/dev/serial/by-id/ links with their targets, /dev/ttyUSB*, /dev/ttyACM*).
+ *  The strings stay valid as long as the list. Movable, not copyable. */
+class ORVEX_API OrvexReaderList {
+ public:
+  /** Looks now. */
+  OrvexReaderList();
+  /** Frees the list. */
+  ~OrvexReaderList();
+  /** Takes over other's entries; other is left empty. */
+  OrvexReaderList(OrvexReaderList&& other) noexcept;
+  /** Frees this list's entries, then takes over other's. */
+  OrvexReaderList& operator=(OrvexReaderList&& other) noexcept;
+  OrvexReaderList(const OrvexReaderList&) = delete;
+  OrvexReaderList& operator=(const OrvexReaderList&) = delete;
+
+  /** The number of entries: USB readers first, then serial ports. */
+  int Count() const;
+  /** What OrvexLink::Open takes for entry i ("usb:1:4", "/dev/ttyUSB0"). */
+  const char* Connection(int i) const;
+  /** "usb" or "serial". */
+  const char* Kind(int i) const;
+  /** USB bus number (0 for a serial port). */
+  int Bus(int i) const;
+  /** USB device address (0 for a serial port). */
+  int Address(int i) const;
+  /** USB serial string ("" when the device has none, or for a serial port). */
+  const char* Serial(int i) const;
+  /** Serial port: the path listed (a /dev/serial/by-id/ link, or the device
+   *  itself); USB: the device node (/dev/bus/usb/BBB/DDD). */
+  const char* Path(int i) const;
+  /** Serial port: the device a by-id link points to (the path itself for a
+   *  device listed directly); "" for USB. Out-of-range i gives "" or 0. */
+  const char* Target(int i) const;
+
+ private:
+  void* impl_;
+};
+
+/** Checks a connection string without opening anything. 1 well formed;
+ *  ORVEX_LINK_BAD_CONNECTION otherwise, with the reason written to message
+ *  (at most size bytes, NUL-terminated; message may be null). */
+ORVEX_API int OrvexCheckConnection(const char* connection, char* message, int size);
 
 #endif /* ORVEX_H */

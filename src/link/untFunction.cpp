@@ -2,18 +2,14 @@
 #include "link/untFunction.h"
 
 #include <sys/time.h>
-#include <termios.h>
 
+#include "link/link.h"
 #include "transport/PCComm.h"
 
 namespace orvex {
 
-static Line* g_line = nullptr;  // an in-process line in place of the port
-// The serial line may still hold input that belongs to no command: the last
-// answer wait did not end on the last byte of a whole frame, or what it
-// collected did not decode. Opening the port discards pending input itself.
-static bool g_lineUnsettled = false;
-
+// The process-wide link's variables (the process-wide Link object is bound
+// to them).
 int FaceID = 0;
 int h_Serial = 0;
 int CurrPort = 0;
@@ -95,15 +91,13 @@ int BuildFrame(int faceId, unsigned char Cmd, int ReaderID, int LenData, const u
 }
 
 int CombineByte_Send(unsigned char Cmd, int ReaderID, int LenData, unsigned char* Data) {
-  if (FaceID != 1 && FaceID != 2 && FaceID != 3) return 0;
+  Link& link = CurrentLink();
+  Port* port = link.Active();
+  if (port == nullptr) return 0;
   unsigned char out[kMaxStuffedFrame];
-  int n = BuildFrame(FaceID, Cmd, ReaderID, LenData, Data, out);
+  int n = BuildFrame(port->Shape(), Cmd, ReaderID, LenData, Data, out);
   if (n < 0) return -1;
-  switch (FaceID) {
-    case 1: return SendData_(out, n);
-    case 2: return transport::HID_WriteData(out, n);
-    default: return 3;  // built and stuffed, deliberately not transmitted
-  }
+  return port->Send(link, out, n);
 }
 
 static int XorOf(const unsigned char* p, int n) {
@@ -147,7 +141,12 @@ static int SerialDecode(int& ReaderID, unsigned char& Cmd, unsigned char& Status
 
 int DecodeByte_Receive(int& ReaderID, unsigned char& Cmd, unsigned char& Status, int LenIn,
                        unsigned char* In, unsigned char* Data) {
-  switch (FaceID) {
+  return DecodeAs(CurrentLink().FaceID, ReaderID, Cmd, Status, LenIn, In, Data);
+}
+
+int DecodeAs(int faceId, int& ReaderID, unsigned char& Cmd, unsigned char& Status, int LenIn,
+             unsigned char* In, unsigned char* Data) {
+  switch (faceId) {
     case 1:
     case 3: return SerialDecode(ReaderID, Cmd, Status, LenIn, In, Data);
     case 2: return HID_DecodeByte_Receive(ReaderID, Cmd, Status, LenIn, In, Data);
@@ -156,129 +155,32 @@ int DecodeByte_Receive(int& ReaderID, unsigned char& Cmd, unsigned char& Status,
 }
 
 // ===========================================================================
-// Link state
+// Link state and the answer wait, on the current link
 // ===========================================================================
 
-static int SetSerial(int fd) {
-  h_Serial = fd;
-  if (h_Serial > 0) {
-    FaceID = 1;
-    g_lineUnsettled = true;  // whatever came since the open is nobody's answer
-    return 1;
-  }
-  return 0;
-}
-
-int OpenPort_(int PortNumber, int Bound) {
-  CurrPort = PortNumber;
-  if (h_Serial > 0 || g_line) ClosePort_();
-  return SetSerial(transport::OpenPort(PortNumber, Bound));
-}
+int OpenPort_(int PortNumber, int Bound) { return CurrentLink().OpenSerialPort(PortNumber, Bound); }
 
 int OpenPortDevice_(const char* DevicePath, int Bound) {
-  if (h_Serial > 0 || g_line) ClosePort_();
-  if (DevicePath == nullptr) return 0;
-  return SetSerial(transport::OpenPortPath(DevicePath, Bound));
+  return CurrentLink().OpenSerialDevice(DevicePath, Bound);
 }
 
-int AttachLine_(Line* line) {
-  ClosePort_();
-  g_line = line;
-  if (line) FaceID = 1;
-  return 1;
-}
+int AttachLine_(Line* line) { return CurrentLink().AttachLine(line); }
 
-int ClosePort_() {
-  g_line = nullptr;
-  if (h_Serial > 0) transport::ClosePort(h_Serial);
-  h_Serial = 0;
-  FaceID = 0;
-  return 1;
-}
+int ClosePort_() { return CurrentLink().CloseSerial(); }
 
 int SendData_(unsigned char* Out, int LenOut) {
-  tmpLength = 0;
-  if (g_line) return g_line->Write(Out, LenOut);
-  if (h_Serial <= 0) return -1;
-  // Whatever still waits on the line after an exchange that went wrong (the
-  // tail of a flood, an answer that came after its deadline) belongs to no
-  // command: drop it, so the answer collected next is the answer to this
-  // command. After a clean exchange the line is left alone: the flush is a
-  // system call on every command, a tenth of a round trip on a fast line.
-  if (g_lineUnsettled) tcflush(h_Serial, TCIFLUSH);
-  g_lineUnsettled = false;
-  return transport::WriteData(h_Serial, Out, LenOut);
-}
-
-// True when the t bytes collected hold a whole serial frame: they start with
-// STX and contain an ETX not preceded by DLE. Deliberately this simple test:
-// a frame ending in an escaped DLE (10 10 03) is not recognised, and the wait
-// runs on to its deadline.
-static bool FrameComplete(const unsigned char* In, int t) {
-  if (t <= 0 || In[0] != STX) return false;
-  for (int i = 1; i < t; ++i)
-    if (In[i] == ETX && In[i - 1] != DLE) return true;
-  return false;
-}
-
-// Milliseconds elapsed since msStart, as the unsigned 64-bit difference of
-// the sign-extended 32-bit tick counts (a wrap of the tick count ends a wait).
-static uint64_t ElapsedMs() {
-  int64_t now = static_cast<int64_t>(GetTickCount());
-  return static_cast<uint64_t>(now) - static_cast<uint64_t>(msStart);
-}
-
-static int SerialCollect(unsigned char* In, int DelayTimes) {
-  int t = 0;
-  if (FaceID == 1) {
-    t = g_line ? g_line->Read(In, kMaxRawAnswer, transport::g_FirstByteTimeoutMs)
-               : transport::ReadDataInto(h_Serial, In, kMaxRawAnswer);
-    if (t == transport::kLineHungUp) t = -1;
-  }
-  bCycle = true;
-  msStart = static_cast<unsigned long>(static_cast<int64_t>(GetTickCount()));
-  const uint64_t deadline = static_cast<uint64_t>(static_cast<int64_t>(DelayTimes) * 100);
-  bool complete = false;
-  while (!complete && bCycle) {
-    complete = FrameComplete(In, t);
-    if (!complete && FaceID != 3) {
-      if (t < 0) t = 0;  // a failed read must not move the next one before In
-      if (t >= kMaxRawAnswer) break;  // the buffer is full and holds no frame
-      // Follow-up reads honour what is left of the deadline (at most the
-      // first-byte timeout when the deadline is unbounded).
-      uint64_t elapsed = ElapsedMs();
-      uint64_t left = elapsed < deadline ? deadline - elapsed : 0;
-      if (left > static_cast<uint64_t>(transport::g_FirstByteTimeoutMs))
-        left = static_cast<uint64_t>(transport::g_FirstByteTimeoutMs);
-      int got = g_line ? g_line->Read(In + t, kMaxRawAnswer - t, static_cast<int>(left))
-                       : transport::ReadDataWithin(h_Serial, In + t,
-                                                   static_cast<size_t>(kMaxRawAnswer - t),
-                                                   static_cast<int>(left));
-      if (got == transport::kLineHungUp) break;  // nothing more can arrive
-      // With no deadline at all (a negative DelayTimes), a whole first-byte
-      // wait without a byte ends the wait rather than running for ever.
-      if (got == 0 && DelayTimes < 0) break;
-      t += got;  // a failed read returns -1 and so takes one byte back
-    }
-    bCycle = ElapsedMs() < deadline;
-  }
-  bCycle = true;
-  // Settled only when the collection ended on the frame's own ETX.
-  g_lineUnsettled = !(complete && t > 0 && In[t - 1] == ETX);
-  return t;
+  Link& link = CurrentLink();
+  link.tmpLength = 0;
+  Port* port = link.Active();
+  if (port == nullptr || port->Shape() == 2) return -1;
+  return port->Send(link, Out, LenOut);
 }
 
 int ReadData_(int /*ReaderID*/, unsigned char* In, int DelayTimes, int SleepTime) {
-  switch (FaceID) {
-    case 2: {
-      int len = 0;
-      int r = transport::HID_ReadData(In, len, DelayTimes, SleepTime);
-      return r < 0 ? 0 : r;  // no device open: nothing collected
-    }
-    case 1:
-    case 3: return SerialCollect(In, DelayTimes);
-    default: return FaceID;  // no link: 0
-  }
+  Link& link = CurrentLink();
+  Port* port = link.Active();
+  if (port == nullptr) return link.FaceID;  // no link: 0
+  return port->Collect(link, In, DelayTimes, SleepTime);
 }
 
 // ===========================================================================
@@ -287,26 +189,7 @@ int ReadData_(int /*ReaderID*/, unsigned char* In, int DelayTimes, int SleepTime
 
 Exchanged Exchange(unsigned char Cmd, int ReaderID, const Field& request, int DelayTimes,
                    int SleepTime, Answer& answer) {
-  if (request.overflowed()) return Exchanged::kNotSent;
-  if (CombineByte_Send(Cmd, ReaderID, request.size(), const_cast<unsigned char*>(request.data())) <= 0)
-    return Exchanged::kNotSent;
-  unsigned char raw[kMaxRawAnswer];
-  int n = ReadData_(ReaderID, raw, DelayTimes, SleepTime);
-  if (n <= 0) return Exchanged::kNothingRead;
-  int reader = 0;
-  unsigned char cmd = 0, status = 0;
-  int m = DecodeByte_Receive(reader, cmd, status, n, raw, answer.data);
-  if (m < 0) {
-    g_lineUnsettled = true;
-    return Exchanged::kUndecodable;
-  }
-  // data[] beyond m stays zero: callers may read fixed-width fields.
-  std::memset(answer.data + m, 0, static_cast<size_t>(kMaxAnswerData - m));
-  answer.reader = reader;
-  answer.cmd = cmd;
-  answer.status = status;
-  answer.len = m;
-  return Exchanged::kDecoded;
+  return CurrentLink().Exchange(Cmd, ReaderID, request, DelayTimes, SleepTime, answer);
 }
 
 int Transact(unsigned char Cmd, int ReaderID, const Field& request, int DelayTimes, Answer& answer,
@@ -331,14 +214,6 @@ int GetTickCount() {
   return static_cast<int>(ms);
 }
 
-int HID_OpenUSBPort_(int VID, int PID) {
-  orvex::transport::HID_ClosePort();
-  int r = orvex::transport::HID_OpenPort(VID, PID, -1);
-  if (r > 0) orvex::FaceID = 2;
-  return r;
-}
+int HID_OpenUSBPort_(int VID, int PID) { return orvex::CurrentLink().OpenUsb(VID, PID); }
 
-int HID_ClosePort_() {
-  orvex::FaceID = 0;
-  return orvex::transport::HID_ClosePort();
-}
+int HID_ClosePort_() { return orvex::CurrentLink().CloseUsb(); }

@@ -28,7 +28,10 @@ constexpr unsigned char STX = 0x02;
 constexpr unsigned char ETX = 0x03;
 constexpr unsigned char DLE = 0x10;
 
-// ---- Link state (process-wide, one link per process) ------------------------
+// ---- Link state --------------------------------------------------------------
+// The process-wide link's variables. Every function below acts on the current
+// link (link/link.h): the process-wide one unless the thread made a link of
+// the application's own current.
 // FaceID: 0 none, 1 serial, 2 USB HID, 3 serial with the reader number fixed
 // at 00 01 (understood by the codec and the answer wait, set by no operation).
 extern int FaceID;
@@ -59,6 +62,9 @@ int BuildFrame(int faceId, unsigned char Cmd, int ReaderID, int LenData, const u
 // checksum error. On a negative result no output is written.
 int DecodeByte_Receive(int& ReaderID, unsigned char& Cmd, unsigned char& Status, int LenIn,
                        unsigned char* In, unsigned char* Data);
+// Decodes as the link kind faceId would (1 or 3 serial, 2 USB HID).
+int DecodeAs(int faceId, int& ReaderID, unsigned char& Cmd, unsigned char& Status, int LenIn,
+             unsigned char* In, unsigned char* Data);
 // The HID-shape decoding alone, whatever the link kind.
 int HID_DecodeByte_Receive(int& ReaderID, unsigned char& Cmd, unsigned char& Status, int LenIn,
                            unsigned char* In, unsigned char* Data);
@@ -77,12 +83,14 @@ class Line {
   // error, transport::kLineHungUp when nothing more can come.
   virtual int Read(unsigned char* p, int capacity, int timeout_ms) = 0;
 };
-// Makes line the serial link (FaceID 1), closing an open serial port first;
-// nullptr closes it again. Returns 1.
+// Makes line the current link's serial link (FaceID 1), closing an open
+// serial port first; nullptr closes it again. Returns 1.
 int AttachLine_(Line* line);
 
 // ---- Link operations -----------------------------------------------------------
 int OpenPort_(int PortNumber, int Bound);
+// Opens a device path with the raw line settings and the exclusive lock (the
+// open behind OV_ComInitialDevice). 1 or 0.
 int OpenPortDevice_(const char* DevicePath, int Bound);
 int ClosePort_();
 int SendData_(unsigned char* Out, int LenOut);

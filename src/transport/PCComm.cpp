@@ -6,8 +6,11 @@
 #include <libusb.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/select.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace orvex {
@@ -22,6 +25,9 @@ int g_FirstByteTimeoutMs = 15000;
 int OpenPortPath(const char* DevicePath, int Baund) {
   int fd = open(DevicePath, O_RDWR | O_NOCTTY | O_NONBLOCK);
   if (fd < 0) return fd;
+  // Set after the open, which stays as the line has always been opened: a
+  // program the application starts must not inherit the reader's line.
+  fcntl(fd, F_SETFD, FD_CLOEXEC);
   // Clearing every status flag makes later reads and writes blocking.
   if (fcntl(fd, F_SETFL, 0) < 0) {
     close(fd);
@@ -32,6 +38,64 @@ int OpenPortPath(const char* DevicePath, int Baund) {
     return -3;
   }
   return fd;
+}
+
+static bool SpeedOf(int baud, speed_t& speed) {
+  switch (baud) {
+    case 4800: speed = B4800; return true;
+    case 9600: speed = B9600; return true;
+    case 19200: speed = B19200; return true;
+    case 38400: speed = B38400; return true;
+    default: return false;  // the host side offers these four speeds only
+  }
+}
+
+int OpenPortRaw(const char* DevicePath, int Baund, int* err) {
+  speed_t speed;
+  if (!SpeedOf(Baund, speed)) return kBadSpeed;
+  int fd = open(DevicePath, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    *err = errno;
+    return errno == EBUSY ? kPortInUse : -1;  // EBUSY: another opener set TIOCEXCL
+  }
+  auto fail = [&](int e) {
+    close(fd);
+    *err = e;
+    return -1;
+  };
+  // The advisory lock also stops root, whom TIOCEXCL lets through, and a
+  // second link of this same process.
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    int e = errno;
+    close(fd);
+    *err = e;
+    return e == EWOULDBLOCK ? kPortInUse : -1;
+  }
+  ioctl(fd, TIOCEXCL);  // refused by some line disciplines; the lock is what counts
+  if (fcntl(fd, F_SETFL, 0) < 0) return fail(errno);
+  termios t;
+  if (tcgetattr(fd, &t) != 0) return fail(errno);
+  // Fully raw: every byte value passes both ways untouched (no CR/LF
+  // translation, no XON/XOFF, no stripping of bit 7), 8 bits, no parity.
+  t.c_iflag &= ~static_cast<tcflag_t>(IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | IXON |
+                                      IXOFF | IXANY | INPCK | IUCLC | IMAXBEL);
+  t.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  t.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ECHOE | ICANON | ISIG | IEXTEN);
+  t.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD | CSTOPB | CRTSCTS);
+  t.c_cflag |= CS8 | CLOCAL | CREAD;
+  t.c_cc[VMIN] = 1;
+  t.c_cc[VTIME] = 0;
+  cfsetispeed(&t, speed);
+  cfsetospeed(&t, speed);
+  tcflush(fd, TCIFLUSH);
+  if (tcsetattr(fd, TCSANOW, &t) != 0) return fail(errno);
+  return fd;
+}
+
+void ClosePortRaw(int fd) {
+  if (fd < 0) return;
+  ioctl(fd, TIOCNXCL);
+  close(fd);  // the lock goes with the last descriptor of the open
 }
 
 int OpenPort(int PortIndex, int Baund) {
@@ -57,13 +121,7 @@ int uart_set(int fd, int baude, int c_flow, int bits, char parity, int stop) {
   if (tcgetattr(fd, &options) < 0) return -1;
 
   speed_t speed;
-  switch (baude) {
-    case 4800: speed = B4800; break;
-    case 9600: speed = B9600; break;
-    case 19200: speed = B19200; break;
-    case 38400: speed = B38400; break;
-    default: return -1;  // the host side accepts these four speeds only
-  }
+  if (!SpeedOf(baude, speed)) return -1;
   cfsetispeed(&options, speed);
   cfsetospeed(&options, speed);
 
@@ -160,21 +218,31 @@ int safe_write(int fd, const unsigned char* vptr, size_t n) {
   return static_cast<int>(n);
 }
 
-// Waits for the descriptor to become readable. 1 readable, 0 timed out,
-// -1 select failed. A negative timeout waits without limit. A wait
-// interrupted by a signal goes on for what is left of it: Linux's select
-// leaves the time not yet waited in tv, so signals cannot stretch the wait.
-static int WaitReadable(int fd, int timeout_ms) {
-  struct timeval tv;
-  tv.tv_sec = timeout_ms / 1000;
-  tv.tv_usec = (timeout_ms % 1000) * 1000;
+uint64_t MonotonicMs() {
+  timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec / 1000000);
+}
+
+int WaitReadable(int fd, int timeout_ms, int cancel_fd) {
+  const uint64_t deadline = MonotonicMs() + static_cast<uint64_t>(timeout_ms < 0 ? 0 : timeout_ms);
   for (;;) {
-    fd_set rd;
-    FD_ZERO(&rd);
-    FD_SET(fd, &rd);
-    int r = select(fd + 1, &rd, nullptr, nullptr, timeout_ms < 0 ? nullptr : &tv);
-    if (r < 0 && errno == EINTR) continue;
-    return r < 0 ? -1 : (r == 0 ? 0 : 1);
+    pollfd p[2] = {{fd, POLLIN, 0}, {cancel_fd, POLLIN, 0}};
+    int wait = -1;
+    if (timeout_ms >= 0) {
+      uint64_t now = MonotonicMs();
+      wait = now < deadline ? static_cast<int>(deadline - now) : 0;
+    }
+    int r = poll(p, cancel_fd >= 0 ? 2 : 1, wait);
+    if (r < 0 && errno == EINTR) continue;  // on for what is left of the wait
+    if (r < 0) return -1;
+    if (r == 0) return 0;
+    if (cancel_fd >= 0 && (p[1].revents & POLLIN)) return kWaitCancelled;
+    if (p[0].revents & POLLNVAL) {  // not an open descriptor
+      errno = EBADF;
+      return -1;
+    }
+    return 1;  // readable, or an error or hang-up the read reports
   }
 }
 
@@ -187,43 +255,65 @@ static int ReadOnce(int fd, unsigned char* buf, size_t len) {
   }
 }
 
-// The reader's answer never needs a full 1024-byte read: once the line is
-// readable we hand back what one read delivers, and the answer wait of the
-// link layer reads on until the frame's ETX has come.
-int uart_read(int fd, unsigned char* r_buf, size_t len) {
-  int w = WaitReadable(fd, g_FirstByteTimeoutMs);
-  if (w < 0) {
-    fputs("select error!\n", stderr);
+static void Say(const WaitControl& w, const char* message) {
+  if (!w.quiet) fputs(message, stderr);
+}
+
+int ReadFirst(int fd, unsigned char* buf, size_t cap, int timeout_ms, WaitControl& w) {
+  int r = WaitReadable(fd, timeout_ms, w.cancel_fd);
+  if (r == kWaitCancelled) return r;
+  if (r < 0) {
+    w.last_errno = errno;
+    Say(w, "select error!\n");
     return -1;
   }
-  if (w == 0) {
-    fputs("time over!\n", stderr);
+  if (r == 0) {
+    w.last_errno = ETIMEDOUT;
+    Say(w, "time over!\n");
     return -1;
   }
-  int got = ReadOnce(fd, r_buf, len);
+  int got = ReadOnce(fd, buf, cap);
   if (got < 0) {
-    fputs("read error!\n", stderr);
+    w.last_errno = errno;
+    Say(w, "read error!\n");
     return -1;
   }
   return got;
 }
 
-int ReadDataWithin(int hPort, unsigned char* Data, size_t Capacity, int TimeoutMs) {
-  if (Capacity == 0) return 0;
-  int w = WaitReadable(hPort, TimeoutMs < 0 ? 0 : TimeoutMs);
-  if (w < 0) {
-    fputs("select error!\n", stderr);
+// The reader's answer never needs a full 1024-byte read: once the line is
+// readable we hand back what one read delivers, and the answer wait of the
+// link layer reads on until the frame's ETX has come.
+int uart_read(int fd, unsigned char* r_buf, size_t len) {
+  WaitControl w;
+  return ReadFirst(fd, r_buf, len, g_FirstByteTimeoutMs, w);
+}
+
+int ReadWithin(int fd, unsigned char* buf, size_t cap, int timeout_ms, WaitControl& w) {
+  if (cap == 0) return 0;
+  int r = WaitReadable(fd, timeout_ms < 0 ? 0 : timeout_ms, w.cancel_fd);
+  if (r == kWaitCancelled) return r;
+  if (r < 0) {
+    w.last_errno = errno;
+    Say(w, "select error!\n");
     return -1;
   }
-  if (w == 0) return 0;
-  int got = ReadOnce(hPort, Data, Capacity);
+  if (r == 0) return 0;
+  int got = ReadOnce(fd, buf, cap);
   if (got < 0) {
+    w.last_errno = errno;
     // A pseudo-terminal whose other end went away reports EIO for ever.
     if (errno == EIO) return kLineHungUp;
-    fputs("read error!\n", stderr);
+    Say(w, "read error!\n");
     return -1;
   }
+  if (got == 0) w.last_errno = EIO;
   return got == 0 ? kLineHungUp : got;
+}
+
+int ReadDataWithin(int hPort, unsigned char* Data, size_t Capacity, int TimeoutMs) {
+  WaitControl w;
+  return ReadWithin(hPort, Data, Capacity, TimeoutMs, w);
 }
 
 int uart_write(int fd, const unsigned char* w_buf, size_t len) { return safe_write(fd, w_buf, len); }
@@ -254,14 +344,17 @@ int ClosePort(int hPort) {
 // USB HID
 // ===========================================================================
 
-static libusb_device_handle* g_usb_handle = nullptr;
-static userDevice user_device;
-static libusb_device_descriptor dev_desc;
-
 static constexpr unsigned char kOutEndpoint = 0x01;
 static constexpr unsigned int kTransferTimeoutMs = 2000;
+// A cancellable wait for an input report runs in slices this long.
+static constexpr unsigned int kCancellableSliceMs = 20;
 
-bool HID_IsOpen() { return g_usb_handle != nullptr; }
+HidDevice& DefaultHid() {
+  static HidDevice* device = new HidDevice(false);  // lives as long as the process
+  return *device;
+}
+
+bool HID_IsOpen() { return DefaultHid().IsOpen(); }
 
 int init_libusb() { return libusb_init(nullptr) < 0 ? -1 : 0; }
 
@@ -281,9 +374,9 @@ int match_with_endpoint(const libusb_interface_descriptor* interface, userDevice
   return (in && out) ? 1 : 0;
 }
 
-int get_device_descriptor(libusb_device_descriptor* desc, userDevice* ud) {
+int FindDevice(libusb_context* ctx, libusb_device_descriptor* desc, userDevice* ud, int bus, int address) {
   libusb_device** devs = nullptr;
-  ssize_t cnt = libusb_get_device_list(nullptr, &devs);
+  ssize_t cnt = libusb_get_device_list(ctx, &devs);
   if (cnt < 0) return static_cast<int>(cnt);
   for (ssize_t i = 0; i < cnt; ++i) {
     libusb_device* d = devs[i];
@@ -291,14 +384,18 @@ int get_device_descriptor(libusb_device_descriptor* desc, userDevice* ud) {
       libusb_free_device_list(devs, 1);
       return -1;
     }
-    if (desc->idProduct == ud->idProduct && desc->idVendor == ud->idVendor) {
-      ud->dev = d;
-      ud->devs = devs;  // kept until the device is closed
-      return 0;
-    }
+    if (desc->idProduct != ud->idProduct || desc->idVendor != ud->idVendor) continue;
+    if (bus > 0 && (libusb_get_bus_number(d) != bus || libusb_get_device_address(d) != address)) continue;
+    ud->dev = d;
+    ud->devs = devs;  // kept until the device is closed
+    return 0;
   }
   libusb_free_device_list(devs, 1);
   return -2;
+}
+
+int get_device_descriptor(libusb_device_descriptor* desc, userDevice* ud) {
+  return FindDevice(nullptr, desc, ud, 0, 0);
 }
 
 int get_device_endpoint(libusb_device_descriptor* desc, userDevice* ud) {
@@ -322,58 +419,76 @@ int get_device_endpoint(libusb_device_descriptor* desc, userDevice* ud) {
 }
 
 // An open that found the reader but could not open it (-2) leaves libusb
-// initialised and the device list kept, as designed; the next close or open
-// gives them back, so repeated failed opens do not pile them up.
-static void ReleaseFailedOpen() {
-  if (g_usb_handle != nullptr || user_device.devs == nullptr) return;
-  libusb_free_device_list(user_device.devs, 1);
-  user_device.devs = nullptr;
-  user_device.dev = nullptr;
-  libusb_exit(nullptr);
+// initialised and the device list kept, as the open reports; the next close
+// or open gives them back, so repeated failed opens do not pile them up.
+void HidDevice::ReleaseFailedOpen() {
+  if (handle_ != nullptr || ud_ == nullptr || ud_->devs == nullptr) return;
+  libusb_free_device_list(ud_->devs, 1);
+  ud_->devs = nullptr;
+  ud_->dev = nullptr;
+  libusb_exit(ctx_);
+  ctx_ = nullptr;
 }
 
-int HID_OpenPort(int VID, int PID, int /*ReaderID*/) {
+int HidDevice::Open(int VID, int PID, int bus, int address) {
   ReleaseFailedOpen();
-  memset(&user_device, 0, sizeof user_device);
-  user_device.idVendor = static_cast<uint16_t>(VID);
-  user_device.idProduct = static_cast<uint16_t>(PID);
-  user_device.bInterfaceClass = LIBUSB_CLASS_HID;
-  user_device.bInterfaceSubClass = LIBUSB_CLASS_HID;
-  user_device.bmAttributes = LIBUSB_TRANSFER_TYPE_INTERRUPT;
-  user_device.dev = nullptr;
+  if (ud_ == nullptr) ud_ = new userDevice();
+  userDevice& ud = *ud_;
+  memset(&ud, 0, sizeof ud);
+  ud.idVendor = static_cast<uint16_t>(VID);
+  ud.idProduct = static_cast<uint16_t>(PID);
+  ud.bInterfaceClass = LIBUSB_CLASS_HID;
+  ud.bInterfaceSubClass = LIBUSB_CLASS_HID;
+  ud.bmAttributes = LIBUSB_TRANSFER_TYPE_INTERRUPT;
+  ud.dev = nullptr;
+  last_error_ = 0;
 
-  init_libusb();
+  ctx_ = nullptr;
+  if (own_context_) {
+    if (libusb_init(&ctx_) < 0) return -1;
+  } else {
+    init_libusb();
+  }
+  auto give_back = [&] {
+    libusb_exit(ctx_);
+    ctx_ = nullptr;
+    };
 
-  if (get_device_descriptor(&dev_desc, &user_device) < 0) {
-    libusb_exit(nullptr);
+  libusb_device_descriptor desc;
+  if (FindDevice(ctx_, &desc, &ud, bus, address) < 0) {
+    give_back();
     return -1;
   }
-  if (get_device_endpoint(&dev_desc, &user_device) < 0) {
-    libusb_free_device_list(user_device.devs, 1);
-    user_device.devs = nullptr;
-    libusb_exit(nullptr);
+  if (get_device_endpoint(&desc, &ud) < 0) {
+    libusb_free_device_list(ud.devs, 1);
+    ud.devs = nullptr;
+    give_back();
     return -1;
   }
-  g_usb_handle = libusb_open_device_with_vid_pid(nullptr, user_device.idVendor, user_device.idProduct);
-  if (g_usb_handle == nullptr) return -2;  // libusb stays initialised
+  if (bus > 0) {
+    if (libusb_open(ud.dev, &handle_) < 0) handle_ = nullptr;
+  } else {
+    handle_ = libusb_open_device_with_vid_pid(ctx_, ud.idVendor, ud.idProduct);
+  }
+  if (handle_ == nullptr) return -2;  // libusb stays initialised
 
-  if (libusb_claim_interface(g_usb_handle, user_device.bInterfaceNumber) < 0) {
+  if (libusb_claim_interface(handle_, ud.bInterfaceNumber) < 0) {
     // The kernel's HID driver usually holds the interface: detach it, retry.
-    if (libusb_detach_kernel_driver(g_usb_handle, user_device.bInterfaceNumber) < 0 ||
-        libusb_claim_interface(g_usb_handle, user_device.bInterfaceNumber) < 0) {
-      libusb_close(g_usb_handle);
-      g_usb_handle = nullptr;
-      libusb_free_device_list(user_device.devs, 1);
-      user_device.devs = nullptr;
-      libusb_exit(nullptr);
+    if (libusb_detach_kernel_driver(handle_, ud.bInterfaceNumber) < 0 ||
+        libusb_claim_interface(handle_, ud.bInterfaceNumber) < 0) {
+      libusb_close(handle_);
+      handle_ = nullptr;
+      libusb_free_device_list(ud.devs, 1);
+      ud.devs = nullptr;
+      give_back();
       return -1;
     }
   }
   return 1;
 }
 
-int HID_WriteData(unsigned char* Data, int DataLen) {
-  if (g_usb_handle == nullptr) return -1;
+int HidDevice::Write(const unsigned char* Data, int DataLen) {
+  if (handle_ == nullptr) return -1;
   if (DataLen < 0) DataLen = 0;
   // A frame of exactly 63 x k bytes is followed by a report carrying 0 bytes:
   // the reader takes a short report as the end of the frame.
@@ -384,23 +499,53 @@ int HID_WriteData(unsigned char* Data, int DataLen) {
     report[0] = static_cast<unsigned char>(count);
     if (count > 0) memcpy(report + 1, Data + kHidReportPayload * r, static_cast<size_t>(count));
     int transferred = 0;
-    if (libusb_interrupt_transfer(g_usb_handle, kOutEndpoint, report, kHidReportSize, &transferred,
-                                  kTransferTimeoutMs) < 0)
+    int rc = libusb_interrupt_transfer(handle_, kOutEndpoint, report, kHidReportSize, &transferred,
+                                       kTransferTimeoutMs);
+    if (rc < 0) {
+      last_error_ = rc;
       return -2;
+    }
   }
   return 1;
 }
 
-int HID_ReadData(unsigned char* Data, int& DataLen, int /*DelayTimes*/, int SleepTime) {
-  if (g_usb_handle == nullptr) return -1;
-  if (SleepTime > 0) usleep(static_cast<useconds_t>(SleepTime) * 1000);
+// Sleeps ms, or less when the wait is cancelled meanwhile: false then.
+static bool PauseUnlessCancelled(int ms, const WaitControl* w) {
+  if (ms <= 0) return true;
+  if (w == nullptr || w->cancel_fd < 0) {
+    usleep(static_cast<useconds_t>(ms) * 1000);
+    return true;
+  }
+  pollfd p = {w->cancel_fd, POLLIN, 0};
+  return poll(&p, 1, ms) <= 0;
+}
+
+int HidDevice::Read(unsigned char* Data, int& DataLen, int SleepTime, const WaitControl* w) {
+  if (handle_ == nullptr) return -1;
+  if (!PauseUnlessCancelled(SleepTime, w)) return kWaitCancelled;
   int total = 0;
+  const bool sliced = w != nullptr && w->cancel_fd >= 0;
   for (int attempt = 0; attempt < kHidMaxReportsPerAnswer; ++attempt) {
     unsigned char report[kHidReportSize];
     int transferred = 0;
     // A timed-out report counts as an empty one.
-    libusb_interrupt_transfer(g_usb_handle, user_device.bInEndpointAddress, report, kHidReportSize,
-                              &transferred, kTransferTimeoutMs);
+    if (!sliced) {
+      int rc = libusb_interrupt_transfer(handle_, ud_->bInEndpointAddress, report, kHidReportSize,
+                                         &transferred, kTransferTimeoutMs);
+      if (rc < 0 && rc != LIBUSB_ERROR_TIMEOUT) last_error_ = rc;
+    } else {
+      for (unsigned int waited = 0; waited < kTransferTimeoutMs && transferred == 0;
+           waited += kCancellableSliceMs) {
+        pollfd p = {w->cancel_fd, POLLIN, 0};
+        if (poll(&p, 1, 0) > 0) return kWaitCancelled;
+        int rc = libusb_interrupt_transfer(handle_, ud_->bInEndpointAddress, report, kHidReportSize,
+                                           &transferred, kCancellableSliceMs);
+        if (rc < 0 && rc != LIBUSB_ERROR_TIMEOUT) {
+          last_error_ = rc;
+          break;
+        }
+      }
+    }
     int count = 0;
     if (transferred > 0) {
       count = report[0];
@@ -410,29 +555,45 @@ int HID_ReadData(unsigned char* Data, int& DataLen, int /*DelayTimes*/, int Slee
       total += count;
       if (count < kHidReportPayload) break;
     }
-    if (SleepTime > 0) usleep(static_cast<useconds_t>(SleepTime) * 1000);
+    if (!PauseUnlessCancelled(SleepTime, w)) return kWaitCancelled;
   }
   DataLen = total;
   return total;
 }
 
-int HID_ClosePort() {
-  if (g_usb_handle == nullptr) {
+int HidDevice::Close() {
+  if (handle_ == nullptr) {
     ReleaseFailedOpen();
     return 0;
   }
   // The interface is released before the handle is closed: libusb frees the
   // handle in libusb_close, so releasing through it afterwards would touch
   // freed memory.
-  libusb_release_interface(g_usb_handle, user_device.bInterfaceNumber);
-  libusb_close(g_usb_handle);
-  if (user_device.devs) libusb_free_device_list(user_device.devs, 1);
-  user_device.devs = nullptr;
-  user_device.dev = nullptr;
-  libusb_exit(nullptr);
-  g_usb_handle = nullptr;
+  libusb_release_interface(handle_, ud_->bInterfaceNumber);
+  libusb_close(handle_);
+  if (ud_->devs) libusb_free_device_list(ud_->devs, 1);
+  ud_->devs = nullptr;
+  ud_->dev = nullptr;
+  libusb_exit(ctx_);
+  ctx_ = nullptr;
+  handle_ = nullptr;
   return 0;
 }
+
+HidDevice::~HidDevice() {
+  Close();
+  delete ud_;
+}
+
+int HID_OpenPort(int VID, int PID, int /*ReaderID*/) { return DefaultHid().Open(VID, PID); }
+
+int HID_WriteData(unsigned char* Data, int DataLen) { return DefaultHid().Write(Data, DataLen); }
+
+int HID_ReadData(unsigned char* Data, int& DataLen, int /*DelayTimes*/, int SleepTime) {
+  return DefaultHid().Read(Data, DataLen, SleepTime);
+}
+
+int HID_ClosePort() { return DefaultHid().Close(); }
 
 }  // namespace transport
 }  // namespace orvex
