@@ -298,14 +298,21 @@ bool Link::Stray(const unsigned char* p, int len) {
 }
 
 // The end of the first whole serial frame in the t bytes collected (the index
-// of its ETX), or -1: the bytes start with STX and hold an ETX not preceded by
-// DLE. The test is this simple one on every link: a frame whose last stuffed
-// byte is an escaped DLE (10 10 03) is not seen as complete, and the wait
-// runs on to its deadline, where the frame is decoded normally.
-static int FrameEnd(const unsigned char* In, int t) {
+// of its ETX), or -1: the bytes start with STX and hold an ETX that is not
+// escaped. The process-wide link takes an ETX after any DLE as escaped, as
+// its answer wait always has: a frame whose last stuffed byte is an escaped
+// DLE (10 10 03) is then not seen as complete, and the wait runs on to its
+// deadline, where the frame is decoded normally. A link of the application's
+// own counts the DLEs before the ETX (an even run escapes nothing), so such
+// an answer ends the wait when it arrives.
+static int FrameEnd(const unsigned char* In, int t, bool exact = false) {
   if (t <= 0 || In[0] != STX) return -1;
-  for (int i = 1; i < t; ++i)
-    if (In[i] == ETX && In[i - 1] != DLE) return i;
+  for (int i = 1; i < t; ++i) {
+    if (In[i] != ETX) continue;
+    int run = 0;
+    while (i - 1 - run >= 1 && In[i - 1 - run] == DLE) ++run;
+    if (exact ? run % 2 == 0 : run == 0) return i;
+  }
   return -1;
 }
 
@@ -324,7 +331,7 @@ int Link::SerialCollect(unsigned char* In, int DelayTimes) {
   auto elapsed = [&] { return transport::MonotonicMs() - start; };
   bool complete = false;
   while (!complete && bCycle) {
-    int end = FrameEnd(In, t);
+    int end = FrameEnd(In, t, owned_);
     // On a link that matches answers to commands, a whole frame answering
     // another command (a late answer, a reader speaking unasked) is dropped
     // and the wait goes on for the real answer.
@@ -332,7 +339,7 @@ int Link::SerialCollect(unsigned char* In, int DelayTimes) {
       Trace(0, In, end + 1);
       t -= end + 1;
       memmove(In, In + end + 1, static_cast<size_t>(t));
-      end = FrameEnd(In, t);
+      end = FrameEnd(In, t, owned_);
     }
     complete = end >= 0;
     // Matching also takes the frame alone, leaving what came after it.
@@ -439,7 +446,7 @@ Exchanged Link::Exchange(unsigned char Cmd, int ReaderID, const Field& request, 
     if (m == -2) {
       snprintf(what, sizeof what, "the answer's checksum is wrong (%d bytes)", got);
       Fail(LinkFailure::kChecksum, what);
-    } else if (port->Shape() != 2 && got > 0 && raw[0] == STX && FrameEnd(raw, got) < 0) {
+    } else if (port->Shape() != 2 && got > 0 && raw[0] == STX && FrameEnd(raw, got, owned_) < 0) {
       snprintf(what, sizeof what, "the answer was cut off after %d bytes (%lu ms)", got, waited);
       Fail(LinkFailure::kCutOff, what);
     } else {
