@@ -13,13 +13,20 @@ target_link_libraries(usb_hid_tests PRIVATE orvex_fake_hid orvex_ttys_redirect G
 gtest_discover_tests(usb_hid_tests TEST_LIST ORVEX_USB_HID_TESTS
   DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 
+add_executable(usb_links_tests ${CMAKE_CURRENT_SOURCE_DIR}/usb/usb_links_tests.cpp)
+target_link_libraries(usb_links_tests PRIVATE orvex_fake_hid GTest::gtest_main)
+gtest_discover_tests(usb_links_tests TEST_LIST ORVEX_USB_LINKS_TESTS
+  DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+
 # The environment is set once the discovered tests are known (a list value
 # does not survive gtest_discover_tests' PROPERTIES). Under the sanitizers
 # the preload library is loaded before the ASan runtime; that is expected.
 set(ORVEX_USB_ENV_FILE ${CMAKE_CURRENT_BINARY_DIR}/usb_hid_tests_env.cmake)
 file(WRITE ${ORVEX_USB_ENV_FILE}
-  "if(ORVEX_USB_HID_TESTS)\n"
-  "  set_tests_properties(\${ORVEX_USB_HID_TESTS} PROPERTIES ENVIRONMENT\n"
-  "    \"LD_PRELOAD=libumockdev-preload.so.0;ASAN_OPTIONS=verify_asan_link_order=0\")\n"
-  "endif()\n")
+  "foreach(list ORVEX_USB_HID_TESTS ORVEX_USB_LINKS_TESTS)\n"
+  "  if(\${list})\n"
+  "    set_tests_properties(\${\${list}} PROPERTIES ENVIRONMENT\n"
+  "      \"LD_PRELOAD=libumockdev-preload.so.0;ASAN_OPTIONS=verify_asan_link_order=0\")\n"
+  "  endif()\n"
+  "endforeach()\n")
 set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${ORVEX_USB_ENV_FILE})

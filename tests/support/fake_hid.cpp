@@ -81,8 +81,19 @@ bool UsbTestbed::mocked() const { return tb_ != nullptr && umockdev_in_mock_envi
 
 // ---- Descriptors and the sysfs record --------------------------------------------------
 
-static const char kDevNode[] = "/dev/bus/usb/001/002";
-static const char kSysPath[] = "/devices/pci0000:00/0000:00:14.0/usb1/1-1";
+// Where the device sits: its node and its sysfs folder follow its bus and
+// address (bus 1, address 2 unless told otherwise).
+static std::string DevNode(const FakeHid::Options& o) {
+  char node[40];
+  snprintf(node, sizeof node, "/dev/bus/usb/%03d/%03d", o.bus, o.address);
+  return node;
+}
+static std::string SysName(const FakeHid::Options& o) {
+  return std::to_string(o.bus) + "-" + std::to_string(o.address - 1);
+}
+static std::string SysPath(const FakeHid::Options& o) {
+  return "/devices/pci0000:00/0000:00:14.0/usb" + std::to_string(o.bus) + "/" + SysName(o);
+}
 
 namespace {
 
@@ -162,26 +173,31 @@ std::string Record(const FakeHid::Options& o, uint8_t& hid_interface) {
   snprintf(vid, sizeof vid, "%04x", o.vendor);
   snprintf(pid, sizeof pid, "%04x", o.product);
   std::string r;
-  r += std::string("P: ") + kSysPath + "\n";
-  r += "N: bus/usb/001/002\n";
-  r += std::string("E: DEVNAME=") + kDevNode + "\n";
+  char busnum[8], devnum[8];
+  snprintf(busnum, sizeof busnum, "%03d", o.bus);
+  snprintf(devnum, sizeof devnum, "%03d", o.address);
+  r += "P: " + SysPath(o) + "\n";
+  r += "N: " + DevNode(o).substr(5) + "\n";
+  r += "E: DEVNAME=" + DevNode(o) + "\n";
   r += "E: DEVTYPE=usb_device\nE: DRIVER=usb\nE: SUBSYSTEM=usb\n";
   r += std::string("E: PRODUCT=") + ids + "\n";
-  r += "E: TYPE=0/0/0\nE: BUSNUM=001\nE: DEVNUM=002\nE: MAJOR=189\nE: MINOR=1\n";
+  r += std::string("E: TYPE=0/0/0\nE: BUSNUM=") + busnum + "\nE: DEVNUM=" + devnum +
+       "\nE: MAJOR=189\nE: MINOR=" + std::to_string(o.address - 1) + "\n";
   r += std::string("E: ID_VENDOR_ID=") + vid + "\nE: ID_MODEL_ID=" + pid + "\n";
-  r += "A: busnum=1\nA: devnum=2\nA: speed=12\n";
+  r += "A: busnum=" + std::to_string(o.bus) + "\nA: devnum=" + std::to_string(o.address) + "\nA: speed=12\n";
   r += std::string("A: idVendor=") + vid + "\nA: idProduct=" + pid + "\n";
   r += "A: bcdDevice=0100\nA: bDeviceClass=00\nA: bNumConfigurations=1\n";
   r += "A: bConfigurationValue=1\n";
   r += "A: bNumInterfaces= " + std::to_string(interfaces.size()) + "\n";
-  r += "A: bMaxPacketSize0=64\nA: manufacturer=Test\nA: product=Card reader\nA: serial=0001\n";
-  r += "A: dev=189:1\n";
+  r += "A: bMaxPacketSize0=64\nA: manufacturer=Test\nA: product=Card reader\n";
+  if (!o.serial.empty()) r += "A: serial=" + o.serial + "\n";
+  r += "A: dev=189:" + std::to_string(o.address - 1) + "\n";
   r += "H: descriptors=" + Hex(desc) + "\n\n";
   hid_interface = 0;
   for (const InterfaceInfo& i : interfaces) {
     char cls[8];
     snprintf(cls, sizeof cls, "%02x", i.cls);
-    r += std::string("P: ") + kSysPath + "/1-1:1." + std::to_string(i.number) + "\n";
+    r += "P: " + SysPath(o) + "/" + SysName(o) + ":1." + std::to_string(i.number) + "\n";
     r += "E: DEVTYPE=usb_interface\nE: SUBSYSTEM=usb\n";
     r += "E: INTERFACE=" + std::to_string(i.cls) + "/0/0\n";
     r += std::string("E: PRODUCT=") + ids + "\n";
@@ -384,7 +400,7 @@ long FakeHid::State::Ioctl(UMockdevIoctlClient* client, unsigned long request,
       return 2;  // full speed
     case USBDEVFS_CONNECTINFO: {
       auto* ci = reinterpret_cast<usbdevfs_connectinfo*>(arg->data);
-      ci->devnum = 2;
+      ci->devnum = static_cast<unsigned int>(opt.address);
       ci->slow = 0;
       return 0;
     }
@@ -553,7 +569,7 @@ FakeHid::FakeHid(UsbTestbed& testbed, Options options) : testbed_(testbed), s_(n
   // Replace the regular file umockdev made for the node by a FIFO with a
   // one-page buffer (see UpdateReady).
   gchar* root = umockdev_testbed_get_root_dir(s_->tb);
-  std::string node = std::string(root) + kDevNode;
+  std::string node = std::string(root) + DevNode(s_->opt);
   g_free(root);
   unlink(node.c_str());
   if (mkfifo(node.c_str(), 0666) == 0) {
@@ -568,7 +584,7 @@ FakeHid::FakeHid(UsbTestbed& testbed, Options options) : testbed_(testbed), s_(n
   s_->handler = umockdev_ioctl_base_new();
   g_signal_connect(s_->handler, "handle-ioctl", G_CALLBACK(HandleIoctl), s_.get());
   g_signal_connect(s_->handler, "client-connected", G_CALLBACK(ClientConnected), s_.get());
-  if (!umockdev_testbed_attach_ioctl(s_->tb, kDevNode, s_->handler, &e)) {
+  if (!umockdev_testbed_attach_ioctl(s_->tb, DevNode(s_->opt).c_str(), s_->handler, &e)) {
     std::string msg = e ? e->message : "?";
     g_clear_error(&e);
     g_object_unref(s_->handler);
@@ -580,7 +596,7 @@ FakeHid::~FakeHid() {
   // The handler may outlive us inside the testbed: cut it off from our state.
   g_signal_handlers_disconnect_by_data(s_->handler, s_.get());
   GError* e = nullptr;
-  umockdev_testbed_detach_ioctl(s_->tb, kDevNode, &e);
+  umockdev_testbed_detach_ioctl(s_->tb, DevNode(s_->opt).c_str(), &e);
   g_clear_error(&e);
   g_object_unref(s_->handler);
 }
@@ -672,7 +688,7 @@ void FakeHid::HoldOut(bool hold) {
 
 void FakeHid::MakeNodeUnopenable() {
   gchar* root = umockdev_testbed_get_root_dir(s_->tb);
-  std::string node = std::string(root) + kDevNode;
+  std::string node = std::string(root) + DevNode(s_->opt);
   g_free(root);
   unlink(node.c_str());
   mkdir(node.c_str(), 0755);
@@ -680,7 +696,7 @@ void FakeHid::MakeNodeUnopenable() {
 
 int FakeHid::open_handles() {
   gchar* root = umockdev_testbed_get_root_dir(s_->tb);
-  std::string node = std::string(root) + kDevNode;
+  std::string node = std::string(root) + DevNode(s_->opt);
   g_free(root);
   int n = 0;
   DIR* d = opendir("/proc/self/fd");

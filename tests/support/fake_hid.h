@@ -84,6 +84,10 @@ class FakeHid {
     std::string kernel_driver = "usbhid";
     // False: the kernel driver refuses to be detached.
     bool detachable = true;
+    // Where it sits on the machine, and its serial string ("" none).
+    int bus = 1;
+    int address = 2;
+    std::string serial = "0001";
   };
 
   struct Stats {
