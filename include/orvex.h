@@ -1704,7 +1704,8 @@ class ORVEX_API OrvexLink {
   const char* Connection() const;
 
   /** How long the first byte of an answer is waited for, in ms (15000 by
-   *  default, as on the process-wide link). Values below 1 are taken as 1. */
+   *  default, as on the process-wide link), and never less than the
+   *  command's own answer deadline. Values below 1 are taken as 1. */
   void SetFirstByteTimeout(int ms);
   /** With quiet set, the link prints nothing on stderr ("time over!" and
    *  the other read messages go; the failure stays in LastFailureText). */

@@ -14,7 +14,9 @@ gtest_discover_tests(usb_hid_tests TEST_LIST ORVEX_USB_HID_TESTS
   DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 
 add_executable(usb_links_tests ${CMAKE_CURRENT_SOURCE_DIR}/usb/usb_links_tests.cpp)
-target_link_libraries(usb_links_tests PRIVATE orvex_fake_hid GTest::gtest_main)
+target_link_libraries(usb_links_tests PRIVATE orvex_fake_hid orvexsim GTest::gtest_main)
+target_compile_definitions(usb_links_tests PRIVATE ORVEX_TOOL="$<TARGET_FILE:orvex_tool>")
+add_dependencies(usb_links_tests orvex_tool)
 gtest_discover_tests(usb_links_tests TEST_LIST ORVEX_USB_LINKS_TESTS
   DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "orvexsim/frame.h"
+
 namespace orvexsim {
 namespace {
 
@@ -265,5 +267,39 @@ std::string TraceMalformed(const Bytes& raw, FrameError e) {
 }
 
 std::string TraceStray(const Bytes& raw) { return "-> stray bytes outside a frame  " + Hex(raw, 64); }
+
+std::string WireTracer::Line(bool sent, const Bytes& raw, bool serial) {
+  CommandFrame f;
+  FrameError error = FrameError::kNone;
+  if (serial) {
+    // The parser cuts the bytes into frames and unstuffs them; an answer has
+    // the command frame's layout with the status byte first in its data.
+    SerialFrameParser parser;
+    std::vector<SerialFrameParser::Event> events;
+    parser.Feed(raw.data(), raw.size(), SerialFrameParser::Clock::now(), events);
+    if (events.empty()) return std::string(sent ? "->" : "<-") + " incomplete frame  " + Hex(raw, 64);
+    const auto& e = events.front();
+    if (e.kind == SerialFrameParser::Event::Kind::kStray)
+      return std::string(sent ? "->" : "<-") + " bytes outside a frame  " + Hex(raw, 64);
+    if (e.kind == SerialFrameParser::Event::Kind::kMalformed) error = e.error;
+    f = e.frame;
+  } else {
+    error = DecodeCommandBody(raw, f);
+  }
+  if (error != FrameError::kNone)
+    return std::string(sent ? "->" : "<-") + " malformed frame (" + FrameErrorText(error) + ")  " + Hex(raw, 64);
+  if (sent) {
+    last_ = f;
+    return TraceCommand(model_, f);
+  }
+  if (f.data.empty()) return "<- answer without a status byte  " + Hex(raw, 64);
+  Reply reply;
+  reply.status = f.data[0];
+  reply.data.assign(f.data.begin() + 1, f.data.end());
+  CommandFrame named = last_;
+  named.cmd = f.cmd;  // an answer to another command shows its own code
+  if (f.cmd != last_.cmd) named.data.clear();
+  return TraceAnswer(model_, named, f.reader, reply);
+}
 
 }  // namespace orvexsim

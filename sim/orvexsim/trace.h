@@ -20,4 +20,20 @@ std::string TraceSilent(ReaderModel model, const CommandFrame& f, uint16_t own_n
 std::string TraceMalformed(const Bytes& raw, FrameError e);
 std::string TraceStray(const Bytes& raw);
 
+// The host's view of the same frames, for a trace taken at the host end of a
+// link (the orvex tool's --trace): the raw bytes of each frame as they
+// crossed the wire, command frames (sent) and answer frames (received),
+// decoded into the lines above. An answer is named after the last command.
+class WireTracer {
+ public:
+  explicit WireTracer(ReaderModel model = ReaderModel::kCardReader) : model_(model) {}
+  // serial: the frame is in the serial shape (stuffed, STX to ETX), else in
+  // the USB HID shape.
+  std::string Line(bool sent, const Bytes& raw, bool serial);
+
+ private:
+  ReaderModel model_;
+  CommandFrame last_;
+};
+
 }  // namespace orvexsim

@@ -31,6 +31,26 @@ std::string Lower(std::string s) {
   return s;
 }
 
+// The path with "." and ".." taken out.
+std::string Normal(const std::string& path) {
+  std::vector<std::string> parts;
+  size_t i = 0;
+  while (i <= path.size()) {
+    size_t j = path.find('/', i);
+    if (j == std::string::npos) j = path.size();
+    std::string part = path.substr(i, j - i);
+    if (part == "..") {
+      if (!parts.empty()) parts.pop_back();
+    } else if (!part.empty() && part != ".") {
+      parts.push_back(part);
+    }
+    i = j + 1;
+  }
+  std::string out;
+  for (const auto& p : parts) out += "/" + p;
+  return out.empty() ? "/" : out;
+}
+
 std::vector<std::string> Entries(const std::string& dir) {
   std::vector<std::string> names;
   DIR* d = opendir(dir.c_str());
@@ -80,10 +100,8 @@ void FindSerial(const std::string& root, std::vector<FoundReader>& out) {
     ssize_t n = readlink((byid + "/" + name).c_str(), buf, sizeof buf - 1);
     if (n > 0) {
       buf[n] = '\0';
-      std::string t = buf;
-      // by-id links are relative ("../../ttyUSB0"): the device is in /dev.
-      size_t slash = t.rfind('/');
-      r.target = "/dev/" + (slash == std::string::npos ? t : t.substr(slash + 1));
+      // udev's links are relative ("../../ttyUSB0"); others may be absolute.
+      r.target = Normal(buf[0] == '/' ? std::string(buf) : "/dev/serial/by-id/" + std::string(buf));
     } else {
       r.target = r.path;
     }

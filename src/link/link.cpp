@@ -52,7 +52,7 @@ class SerialPort : public SerialShaped {
     return r;
   }
   int ReadFirst(Link& link, unsigned char* p, int cap) override {
-    return transport::ReadFirst(link.h_Serial, p, static_cast<size_t>(cap), link.first_byte_ms(),
+    return transport::ReadFirst(link.h_Serial, p, static_cast<size_t>(cap), link.first_wait_ms(),
                                 link.wait());
   }
   int ReadMore(Link& link, unsigned char* p, int cap, int ms) override {
@@ -69,7 +69,7 @@ class LinePort : public SerialShaped {
     return link.line()->Write(frame, n);
   }
   int ReadFirst(Link& link, unsigned char* p, int cap) override {
-    int r = link.line()->Read(p, cap, link.first_byte_ms());
+    int r = link.line()->Read(p, cap, link.first_wait_ms());
     return r == transport::kLineHungUp ? -1 : r;
   }
   int ReadMore(Link& link, unsigned char* p, int cap, int ms) override {
@@ -318,6 +318,8 @@ static int FrameEnd(const unsigned char* In, int t, bool exact = false) {
 
 int Link::SerialCollect(unsigned char* In, int DelayTimes) {
   auto& port = static_cast<SerialShaped&>(*Active());
+  first_wait_ms_ = first_byte_ms();
+  if (owned_ && DelayTimes * 100 > first_wait_ms_) first_wait_ms_ = DelayTimes * 100;
   int t = 0;
   if (port.Reads()) {
     t = port.ReadFirst(*this, In, kMaxRawAnswer);

@@ -104,6 +104,9 @@ class Link {
   // ---- Options of an application's link --------------------------------------------
   bool owned() const { return owned_; }
   int first_byte_ms() const { return *first_byte_ms_; }
+  // The first-byte wait of the answer being collected: on a link of the
+  // application's own never shorter than the command's own deadline.
+  int first_wait_ms() const { return first_wait_ms_; }
   void set_first_byte_ms(int ms) { own_first_byte_ms_ = ms; }
   bool quiet() const { return quiet_; }
   void set_quiet(bool q) { quiet_ = q; }
@@ -153,6 +156,7 @@ class Link {
 
   int own_first_byte_ms_ = 15000;
   int* first_byte_ms_;
+  int first_wait_ms_ = 15000;
   bool quiet_ = false;
   bool matching_ = false;
   OrvexTraceHook trace_ = nullptr;

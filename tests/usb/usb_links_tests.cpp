@@ -3,6 +3,8 @@
 // the process-wide link's first-found rule stays. Runs with
 // libumockdev-preload.so.0 preloaded.
 #include <libusb.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <sys/prctl.h>
 
 #include <atomic>
@@ -16,6 +18,8 @@
 
 #include "fake_hid.h"
 #include "orvex.h"
+#include "orvexsim/serial_server.h"
+#include "orvexsim/simulator.h"
 
 using namespace orvex_test;
 
@@ -167,6 +171,60 @@ TEST(UsbLinks, CancelEndsAUsbWaitWithinTwentyMilliseconds) {
   EXPECT_EQ(ORVEX_FAIL_CANCELLED, link.LastFailure()) << link.LastFailureText();
   EXPECT_LT(ended - cancelled_at.load(), 40);
   link.Close();
+}
+
+}  // namespace
+
+namespace {
+
+std::string RunTool(const std::string& cmd, int* status) {
+  std::string out;
+  FILE* p = popen((cmd + " 2>&1").c_str(), "r");
+  char buf[512];
+  while (p && fgets(buf, sizeof buf, p)) out += buf;
+  int st = p ? pclose(p) : -1;
+  *status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+  return out;
+}
+
+// orvex list, run as a program on the emulated machine (it inherits the
+// emulation's preload library and folder), with two simulated readers on
+// pseudo-terminals behind by-id links.
+TEST_F(TwoUsbReaders, ToolListsUsbReadersAndByIdPorts) {
+  orvexsim::Simulator sim_a, sim_b;
+  orvexsim::SerialServer server_a(sim_a), server_b(sim_b);
+  server_a.Start();
+  server_b.Start();
+  const char* root = getenv("UMOCKDEV_DIR");
+  ASSERT_NE(nullptr, root);
+  std::string byid = std::string(root) + "/dev/serial/by-id";
+  ASSERT_EQ(0, system(("mkdir -p " + byid).c_str()));
+  ASSERT_EQ(0, symlink(server_a.path().c_str(), (byid + "/usb-Orvex_Reader_A-if00-port0").c_str()));
+  ASSERT_EQ(0, symlink(server_b.path().c_str(), (byid + "/usb-Orvex_Reader_B-if00-port0").c_str()));
+  int status = -1;
+  std::string out = RunTool(std::string(ORVEX_TOOL) + " list", &status);
+  EXPECT_EQ(0, status) << out;
+  EXPECT_NE(std::string::npos, out.find("usb:1:2  USB reader, bus 1 address 2, serial A1\n")) << out;
+  EXPECT_NE(std::string::npos, out.find("usb:3:5  USB reader, bus 3 address 5, serial B2\n")) << out;
+  EXPECT_NE(std::string::npos,
+            out.find("/dev/serial/by-id/usb-Orvex_Reader_A-if00-port0  serial port -> " + server_a.path() + "\n"))
+      << out;
+  EXPECT_NE(std::string::npos,
+            out.find("/dev/serial/by-id/usb-Orvex_Reader_B-if00-port0  serial port -> " + server_b.path() + "\n"))
+      << out;
+  // Each opens by its by-id path.
+  out = RunTool(std::string(ORVEX_TOOL) + " --device /dev/serial/by-id/usb-Orvex_Reader_B-if00-port0 info --json", &status);
+  EXPECT_EQ(0, status) << out;
+  EXPECT_NE(std::string::npos, out.find("\"version\": \"1.07\"")) << out;
+  out = RunTool(std::string(ORVEX_TOOL) + " list --probe", &status);
+  EXPECT_EQ(0, status) << out;
+  EXPECT_NE(std::string::npos, out.find("writes a version request to every serial port listed")) << out;
+  EXPECT_NE(std::string::npos,
+            out.find("usb-Orvex_Reader_A-if00-port0  serial port -> " + server_a.path() +
+                     ": a reader answered, firmware 1.07"))
+      << out;
+  server_a.Stop();
+  server_b.Stop();
 }
 
 }  // namespace

@@ -64,6 +64,7 @@ void AddNdefCommands(CLI::App& app, Context& ctx);
 void AddVicinityCommands(CLI::App& app, Context& ctx);
 void AddSamCommands(CLI::App& app, Context& ctx);
 void AddLcdCommands(CLI::App& app, Context& ctx);
+void AddListCommands(CLI::App& app, Context& ctx);
 
 // Makes sure the reader answers at all (its number), so that a command
 // whose result cannot tell "no card" from "no reader" can say which.

@@ -1,5 +1,8 @@
 #include "device.h"
 
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 
@@ -9,6 +12,7 @@
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
+#include "orvexsim/trace.h"
 
 namespace orvextool {
 
@@ -57,10 +61,29 @@ void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
 
 }  // namespace
 
+// The trace of --trace: every frame as it crossed the wire, decoded the way
+// orvex-sim --trace decodes what it receives and sends, on stderr.
+struct Link::Tracer {
+  orvexsim::WireTracer wire;
+  bool serial = true;
+  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+};
+
+void Link::TraceFrame(void* user, int sent, const unsigned char* bytes, int length, unsigned long long /*ns*/) {
+  auto* t = static_cast<Tracer*>(user);
+  double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t->start).count();
+  std::string line = t->wire.Line(sent != 0, orvexsim::Bytes(bytes, bytes + length), t->serial);
+  std::fprintf(stderr, "%9.3f %s\n", ms, line.c_str());
+}
+
+// The tool waits about a second for a reader's first byte (the library's
+// process-wide link waits 15 s): a missing or silent reader is reported at
+// once, while every command keeps at least its own answer deadline.
+constexpr int kToolFirstByteMs = 1000;
+
 Link::Link(const DeviceOptions& o) {
-  Orvex ov;
-  const std::string& d = o.device;
-  if (d == "sim") {
+  std::string connection = o.device;
+  if (o.device == "sim") {
     sim_ = std::make_unique<Sim>(o.sim_display);
     sim_save_ = o.sim_save;
     sim_screen_ = o.sim_screen;
@@ -68,32 +91,40 @@ Link::Link(const DeviceOptions& o) {
       throw Failure("--sim-screen needs the simulated display reader (--sim-display)", 2);
     PlaceCards(sim_->simulator, o);
     sim_->server.Start();
-    if (ov.OV_ComInitialDevice(sim_->server.path().c_str(), o.baud) != 1)
-      throw Failure("cannot open the simulated reader's line " + sim_->server.path());
-    description_ = "simulated reader on " + sim_->server.path();
-  } else if (d == "usb") {
-    int rc = ov.OV_USBHIDInitial();
-    if (rc == -2)
-      throw Failure("the USB reader was found but could not be opened (permissions? see the udev rule)");
-    if (rc != 1) throw Failure("no USB reader found (vendor 0471, product 114A), or its interface cannot be claimed");
-    usb_ = true;
-    description_ = "USB reader";
-  } else if (d.rfind("ttyS:", 0) == 0) {
-    std::string n = d.substr(5);
-    if (n.empty() || n.find_first_not_of("0123456789") != std::string::npos)
-      throw Failure("--device ttyS:N needs a port number, e.g. ttyS:0", 2);
-    if (ov.OV_ComInitial(std::stoi(n), o.baud) != 1)
-      throw Failure("cannot open serial port /dev/ttyS" + n + " at " + std::to_string(o.baud) +
-                    " bit/s");
-    description_ = "/dev/ttyS" + n;
-  } else if (!d.empty() && d[0] == '/') {
-    if (ov.OV_ComInitialDevice(d.c_str(), o.baud) != 1)
-      throw Failure("cannot open serial device " + d + " at " + std::to_string(o.baud) +
-                    " bit/s (does it exist, and may you open it?)");
-    description_ = d;
-  } else {
-    throw Failure("unknown device \"" + d + "\": give sim, usb, ttyS:N or a device path", 2);
+    connection = sim_->server.path();
   }
+  char why[512];
+  if (!sim_ && OrvexCheckConnection(connection.c_str(), why, sizeof why) != 1)
+    throw Failure("--device: " + std::string(why) + " (or sim for the simulated reader)", 2);
+  // --baud (19200 by default) applies to a serial connection that names no
+  // speed of its own.
+  const bool usb = connection.rfind("usb", 0) == 0;
+  if (!usb && connection.find('@') == std::string::npos) connection += "@" + std::to_string(o.baud);
+  if (OrvexCheckConnection(connection.c_str(), why, sizeof why) != 1)
+    throw Failure("--device: " + std::string(why), 2);
+  link_.SetQuiet(true);
+  link_.SetFirstByteTimeout(kToolFirstByteMs);
+  if (o.trace) {
+    tracer_ = std::make_unique<Tracer>();
+    tracer_->wire = orvexsim::WireTracer(o.sim_display ? orvexsim::ReaderModel::kDisplayReader
+                                                       : orvexsim::ReaderModel::kCardReader);
+    tracer_->serial = !usb;
+    link_.SetTrace(&Link::TraceFrame, tracer_.get());
+  }
+  int r = link_.Open(connection.c_str());
+  if (r != 1) {
+    if (sim_) throw Failure("cannot open the simulated reader's line: " + std::string(link_.LastFailureText()));
+    if (r == ORVEX_LINK_BAD_CONNECTION) throw Failure("--device: " + std::string(link_.LastFailureText()), 2);
+    std::string hint = usb ? " (is it plugged in? permissions: see the udev rule)" : "";
+    throw Failure(std::string(link_.LastFailureText()) + hint);
+  }
+  scope_ = std::make_unique<OrvexLinkScope>(link_);
+  size_t at = connection.rfind('@');
+  speed_ = usb ? 0 : std::atoi(connection.substr(at + 1).c_str());
+  if (sim_)
+    description_ = "simulated reader on " + sim_->server.path();
+  else
+    description_ = usb ? "USB reader (" + o.device + ")" : connection.substr(0, at);
 }
 
 void Link::Finish() {
@@ -126,9 +157,8 @@ void Link::SaveScreen() {
 }
 
 Link::~Link() {
-  Orvex ov;
-  if (usb_) ov.OV_USBHIDFree();
-  else ov.OV_ComFree();
+  scope_.reset();
+  link_.Close();
   if (sim_) sim_->server.Stop();
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "orvex.h"
+
 namespace orvextool {
 
 // A failure the tool reports in words and exits with (1 by default; 2 for a
@@ -18,8 +20,9 @@ struct Failure : std::runtime_error {
 };
 
 struct DeviceOptions {
-  std::string device;                 // "sim", a path, "ttyS:N" or "usb"
+  std::string device;                 // "sim", or a connection string of the library
   int baud = 19200;
+  bool trace = false;                 // every frame on stderr, decoded
   std::vector<std::string> sim_cards;  // card specs for the simulated field
   bool sim_empty = false;              // the simulated field starts empty
   bool sim_display = false;            // simulate the display reader model
@@ -43,12 +46,22 @@ class Link {
 
   // What was opened, in words ("simulated reader on /dev/pts/4").
   const std::string& description() const { return description_; }
+  // The link itself, for what the library says about its last exchange.
+  OrvexLink& link() { return link_; }
+  // The line speed in bit/s (0 on USB).
+  int speed() const { return speed_; }
 
  private:
   void SaveScreen();
+  static void TraceFrame(void* user, int sent, const unsigned char* bytes, int length,
+                         unsigned long long ns);
   struct Sim;
   std::unique_ptr<Sim> sim_;
-  bool usb_ = false;
+  OrvexLink link_;
+  std::unique_ptr<OrvexLinkScope> scope_;
+  struct Tracer;
+  std::unique_ptr<Tracer> tracer_;
+  int speed_ = 0;
   std::string sim_save_;
   std::string sim_screen_;
   std::string description_;

@@ -40,8 +40,8 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
 
   app.add_option("-d,--device", ctx.device.device,
-                 "sim (built-in simulated reader), a serial device path, ttyS:N or usb "
-                 "(default: $ORVEX_DEVICE, else sim)")
+                 "sim (built-in simulated reader), a device path, ttyS:N, usb, usb:BUS:ADDR or "
+                 "usb:serial=S; a serial one may end in @BAUD (default: $ORVEX_DEVICE, else sim)")
       ->envname("ORVEX_DEVICE");
   app.add_option("-b,--baud", ctx.device.baud, "serial line speed in bit/s (default 19200)")
       ->check(CLI::IsMember({4800, 9600, 19200, 38400}));
@@ -49,6 +49,8 @@ int main(int argc, char** argv) {
                  "reader number to address (default 0, which any reader answers)")
       ->check(CLI::Range(0, 65535));
   app.add_flag("-j,--json", ctx.json, "machine-readable output (one JSON document)");
+  app.add_flag("--trace", ctx.device.trace,
+               "every frame exchanged with the reader, decoded, on standard error");
   app.add_option("--sim-card", ctx.device.sim_cards,
                  std::string("card in the simulated field (repeatable; default a blank MIFARE "
                              "Classic 1K). Kinds:\n") + orvexsim::CardKindsHelp());
@@ -72,6 +74,7 @@ int main(int argc, char** argv) {
   AddVicinityCommands(app, ctx);
   AddSamCommands(app, ctx);
   AddLcdCommands(app, ctx);
+  AddListCommands(app, ctx);
 
   try {
     app.parse(argc, argv);
