@@ -1,7 +1,8 @@
 // Shared by the examples: opening the reader named on the command line.
-//   example DEVICE [READER_ID]
-// DEVICE is a serial device path (/dev/ttyUSB0, or the path the simulated
-// reader orvex-sim prints), or "usb" for a USB reader.
+//   example CONNECTION [READER_ID]
+// CONNECTION is any connection string of the library: a serial device path
+// (/dev/ttyUSB0, or the path the simulated reader orvex-sim prints),
+// "ttyS:0", "usb", "usb:1:4", "usb:serial=...", optionally "@38400".
 #pragma once
 
 #include <orvex.h>
@@ -10,18 +11,20 @@
 #include <cstdlib>
 #include <cstring>
 
-inline bool OpenReader(Orvex& reader, int argc, char** argv, int& readerId) {
+// Opens the reader as this program's own link and makes it the one the
+// Orvex methods use on this thread until the program ends.
+inline bool OpenReader(Orvex& /*reader*/, int argc, char** argv, int& readerId) {
   if (argc < 2) {
-    std::fprintf(stderr, "usage: %s DEVICE [READER_ID]\n", argv[0]);
+    std::fprintf(stderr, "usage: %s CONNECTION [READER_ID]\n", argv[0]);
     return false;
   }
   readerId = argc > 2 ? std::atoi(argv[2]) : 1;
-  int rt = std::strcmp(argv[1], "usb") == 0 ? reader.OV_USBHIDInitial()
-                                             : reader.OV_ComInitialDevice(argv[1], 19200);
-  if (rt != 1) {
-    std::fprintf(stderr, "cannot open the reader on %s\n", argv[1]);
+  static OrvexLink link;
+  if (link.Open(argv[1]) != 1) {
+    std::fprintf(stderr, "cannot open the reader on %s: %s\n", argv[1], link.LastFailureText());
     return false;
   }
+  static OrvexLinkScope scope(link);
   return true;
 }
 

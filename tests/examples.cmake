@@ -9,6 +9,17 @@ if(TARGET orvex-sim AND ORVEX_EXAMPLES)
   set(example_expect_purse_balance "purse balance 1000")
   set(example_expect_write_ndef_uri "first: URI code 04, \"orvex.invalid/hello\"")
   foreach(example ${ORVEX_EXAMPLES})
+    if(example STREQUAL "two_readers")
+      # Two simulated readers with serial numbers of their own, 1000 rounds each.
+      add_test(NAME example_two_readers
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/scripts/with_two_sims.sh $<TARGET_FILE:orvex-sim>
+                "--empty --serial 4141414100000001" "--empty --serial 4242424200000002"
+                $<TARGET_FILE:example_two_readers> 1000)
+      set_tests_properties(example_two_readers PROPERTIES
+        PASS_REGULAR_EXPRESSION "reader A: 1000 answers, serial 4141414100000001\nreader B: 1000 answers, serial 4242424200000002|reader B: 1000 answers, serial 4242424200000002\nreader A: 1000 answers, serial 4141414100000001"
+        TIMEOUT 60)
+      continue()
+    endif()
     add_test(NAME example_${example}
       COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/scripts/with_sim.sh $<TARGET_FILE:orvex-sim>
               "${example_sim_${example}}" $<TARGET_FILE:example_${example}>)

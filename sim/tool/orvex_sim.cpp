@@ -49,6 +49,7 @@ void Usage(FILE* f) {
                "device to open (OV_ComInitialDevice); it serves until interrupted.\n\n"
                "  --display             the display reader (command 0xC3 drives its LCD)\n"
                "  --reader-id N         the reader number (default 1; 0 reaches any reader)\n"
+               "  --serial HEX          the reader's serial number, 8 bytes in hex\n"
                "  --card SPEC           put a card into the field (repeatable)\n"
                "  --empty               start with nothing in the field\n"
                "  --load FILE.mfd       a MIFARE Classic card holding this raw dump (1024 or\n"
@@ -71,6 +72,7 @@ void Usage(FILE* f) {
 struct Options {
   bool display = false;
   int reader_id = 1;
+  Bytes serial;
   std::vector<std::string> cards;
   bool empty = false;
   std::string load, save;
@@ -112,6 +114,11 @@ bool Parse(int argc, char** argv, Options& o) {
     } else if (a == "--reader-id") {
       if (!value(v) || !ParseInt(v, o.reader_id) || o.reader_id < 0 || o.reader_id > 0xFFFF) {
         std::fprintf(stderr, "orvex-sim: --reader-id takes 0 to 65535\n");
+        return false;
+      }
+    } else if (a == "--serial") {
+      if (!value(v) || !ParseHex(v, o.serial) || o.serial.size() != 8) {
+        std::fprintf(stderr, "orvex-sim: --serial takes 8 bytes in hex (16 digits)\n");
         return false;
       }
     } else if (a == "--card") {
@@ -209,6 +216,7 @@ int main(int argc, char** argv) {
 
   Simulator sim(o.display ? ReaderModel::kDisplayReader : ReaderModel::kCardReader);
   sim.set_reader_number(static_cast<uint16_t>(o.reader_id));
+  if (!o.serial.empty()) sim.reader().serial = o.serial;
   // The card reader has a SAM in slot 1, as readers leave the factory.
   if (!o.display) sim.InsertSam(1, std::make_shared<SamCard>(Bytes{0x5A, 0x00, 0x00, 0x01}));
   Placer placer(sim);
