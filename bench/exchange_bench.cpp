@@ -95,6 +95,51 @@ BENCHMARK(BM_SoftwareFloor)
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);
 
+// The same command through a link of the application's own (OrvexLink, made
+// current by a scope around each call) and through the process-wide link,
+// interleaved in one run, each to a simulated reader of its own.
+void BM_OwnedLinkFloor(benchmark::State& state) {
+  Rig rig(0);
+  const Command& c = TypicalCommand(static_cast<int>(state.range(0)));
+  orvexsim::Simulator other;
+  orvexsim::SerialServer server(other);
+  server.Start();
+  OrvexLink link((server.path() + "@38400").c_str());
+  if (!rig.ok() || !link.IsOpen() || c.code == 0x29) {
+    state.SkipWithError("the simulated readers could not be set up");
+    return;
+  }
+  std::vector<double> def, own;
+  bool own_first = false;
+  for (auto _ : state) {
+    own_first = !own_first;
+    for (int side = 0; side < 2; ++side) {
+      const bool owned = (side == 0) == own_first;
+      double t0 = Now();
+      int r;
+      if (owned) {
+        OrvexLinkScope scope(link);
+        r = LibraryCall(rig.ov(), c);
+      } else {
+        r = LibraryCall(rig.ov(), c);
+      }
+      double t1 = Now();
+      if (r != 1) {
+        state.SkipWithError(owned ? "the owned link's exchange failed" : "the process-wide exchange failed");
+        return;
+      }
+      (owned ? own : def).push_back(t1 - t0);
+    }
+  }
+  state.counters["owned_us"] = Median(own) * 1e6;
+  state.counters["default_us"] = Median(def) * 1e6;
+  state.counters["ratio"] = Median(own) / Median(def);
+  state.SetLabel(c.name);
+  link.Close();
+  server.Stop();
+}
+BENCHMARK(BM_OwnedLinkFloor)->ArgName("cmd")->DenseRange(0, 1)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
 void BM_WireFloor(benchmark::State& state) {
   const int baud = static_cast<int>(state.range(1));
   Rig rig(baud);

@@ -48,6 +48,13 @@ def main():
         lib, raw, ratio = med(runs, n, "lib_us"), med(runs, n, "raw_us"), med(runs, n, "ratio")
         add("1 software floor", label, f"{fmt(lib, 1)} us", f"raw {fmt(raw, 1)} us", fmt(ratio),
             "<= 1.10", None if ratio is None else ratio <= 1.10)
+    for cmd, label in COMMANDS.items():
+        n = f"BM_OwnedLinkFloor/cmd:{cmd}/real_time"
+        own, dflt, ratio = med(runs, n, "owned_us"), med(runs, n, "default_us"), med(runs, n, "ratio")
+        if ratio is None:
+            continue
+        add("1 software floor, own link", label, f"{fmt(own, 1)} us", f"process-wide {fmt(dflt, 1)} us",
+            fmt(ratio), "<= 1.02", ratio <= 1.02)
     for baud in (9600, 19200, 38400):
         for cmd, label in COMMANDS.items():
             n = f"BM_WireFloor/cmd:{cmd}/baud:{baud}/real_time"
