@@ -36,7 +36,9 @@ class Cli : public ::testing::Test {
     char tmpl[] = "/tmp/orvex_cli_XXXXXX";
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     dir_ = tmpl;
-    unsetenv("ORVEX_DEVICE");
+    // The simulated reader unless a test says otherwise (the tool never
+    // picks it by itself).
+    setenv("ORVEX_DEVICE", "sim", 1);
   }
   void TearDown() override {
     std::string cmd = "rm -rf '" + dir_ + "'";

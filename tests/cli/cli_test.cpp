@@ -7,10 +7,24 @@ namespace {
 
 using namespace clitest;
 
-TEST_F(Cli, InfoOnTheSimulatedReaderByDefault) {
-  Result r = Run({"info"});
+TEST_F(Cli, WithoutADeviceNothingGoesToTheSimulatedReader) {
+  unsetenv("ORVEX_DEVICE");
+  for (auto args : std::vector<std::vector<std::string>>{{"info"}, {"mfc", "dump", Path("x.mfd")},
+                                                          {"ndef", "write", "--text", "hi"}}) {
+    Result r = Run(args);
+    EXPECT_EQ(r.status, 2) << args[0];
+    EXPECT_NE(r.err.find("orvex: no --device given and no USB reader attached (looked for USB 0471:114A)"),
+              std::string::npos)
+        << r.err;
+    EXPECT_NE(r.err.find("or --device sim for the simulated reader"), std::string::npos) << r.err;
+    EXPECT_EQ(r.out, "");
+  }
+}
+
+TEST_F(Cli, InfoOnTheSimulatedReader) {
+  Result r = Run({"--device", "sim", "info"});
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.err.find("using the built-in simulated reader"), std::string::npos) << r.err;
+  EXPECT_EQ(r.err, "");
   EXPECT_NE(r.out.find("reader number:  1\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("version:        1.07\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("serial:         4F56000001234567\n"), std::string::npos) << r.out;
@@ -20,8 +34,6 @@ TEST_F(Cli, InfoOnTheSimulatedReaderByDefault) {
 TEST_F(Cli, InfoAsJsonWithTheOptionAfterTheSubcommand) {
   Result r = Run({"--device", "sim", "info", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
-  // An explicit device: no note about the default.
-  EXPECT_EQ(r.err.find("using the built-in"), std::string::npos) << r.err;
   auto j = r.Json();
   EXPECT_EQ(j["reader_number"], 1);
   EXPECT_EQ(j["version"], "1.07");

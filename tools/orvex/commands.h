@@ -27,10 +27,11 @@ class Context {
   // Opens the link when not yet open.
   void Open() {
     if (link_) return;
-    if (!device_given)
-      std::fprintf(stderr, "orvex: no --device given, using the built-in simulated reader\n");
+    if (!device_given) device.device = ChooseDevice();
     link_ = std::make_unique<Link>(device);
   }
+  // True when the simulated reader answers (its results are no card's).
+  bool simulated() const { return device.device == "sim"; }
   // After success: finishes the link (see Link::Finish) and closes it.
   void Finish() {
     if (link_) link_->Finish();

@@ -33,6 +33,12 @@ namespace {
 // The simulated field holds a blank MIFARE Classic 1K unless told otherwise.
 constexpr const char* kDefaultSimCard = "mfc1k";
 
+std::string Joined(const std::vector<std::string>& v, const char* sep) {
+  std::string s;
+  for (const auto& x : v) s += (s.empty() ? "" : sep) + x;
+  return s;
+}
+
 void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
   std::map<std::string, int> per_kind;  // several cards of one kind get distinct ids
   auto place = [&](const std::string& spec, bool required) {
@@ -125,6 +131,21 @@ Link::Link(const DeviceOptions& o) {
     description_ = "simulated reader on " + sim_->server.path();
   else
     description_ = usb ? "USB reader (" + o.device + ")" : connection.substr(0, at);
+}
+
+std::string ChooseDevice() {
+  OrvexReaderList found;
+  std::vector<std::string> usb, serial;
+  for (int i = 0; i < found.Count(); ++i)
+    (std::string(found.Kind(i)) == "usb" ? usb : serial).push_back(found.Connection(i));
+  if (usb.size() == 1) return usb[0];
+  std::string what = usb.empty() ? "no --device given and no USB reader attached (looked for USB 0471:114A)"
+                                 : "no --device given and " + std::to_string(usb.size()) +
+                                       " USB readers attached: " + Joined(usb, ", ");
+  if (!serial.empty()) what += "; serial ports: " + Joined(serial, ", ");
+  throw Failure(what + ". Choose one with --device (or ORVEX_DEVICE): a device path, ttyS:N, "
+                "usb:BUS:ADDR (see orvex list), or --device sim for the simulated reader",
+                2);
 }
 
 void Link::Finish() {

@@ -31,6 +31,11 @@ struct DeviceOptions {
   std::string sim_screen;              // where the display reader's LCD goes at the end
 };
 
+// With no --device and no ORVEX_DEVICE: the one USB reader attached, found
+// by the library's discovery. Anything else (none, or several) is refused
+// with a usage Failure that says what was looked for and how to choose.
+std::string ChooseDevice();
+
 // The open link; closes it when destroyed. With "sim" it owns the simulated
 // reader and its serial server.
 class Link {

@@ -41,7 +41,8 @@ int main(int argc, char** argv) {
 
   app.add_option("-d,--device", ctx.device.device,
                  "sim (built-in simulated reader), a device path, ttyS:N, usb, usb:BUS:ADDR or "
-                 "usb:serial=S; a serial one may end in @BAUD (default: $ORVEX_DEVICE, else sim)")
+                 "usb:serial=S; a serial one may end in @BAUD (default: $ORVEX_DEVICE, else the one USB "
+                 "reader attached)")
       ->envname("ORVEX_DEVICE");
   app.add_option("-b,--baud", ctx.device.baud, "serial line speed in bit/s (default 19200)")
       ->check(CLI::IsMember({4800, 9600, 19200, 38400}));
@@ -88,7 +89,6 @@ int main(int argc, char** argv) {
   }
 
   ctx.device_given = !ctx.device.device.empty();
-  if (!ctx.device_given) ctx.device.device = "sim";
   ctx.StartOutput();
   auto* action = ctx.ActionFor(Leaf(&app));
   if (!action) {
