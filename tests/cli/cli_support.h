@@ -2,12 +2,14 @@
 // its output and error streams captured, in a temporary directory.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -29,6 +31,25 @@ inline std::string Slurp(const std::string& path) {
   s << f.rdbuf();
   return s.str();
 }
+
+// A pseudo-terminal nobody answers on: a serial line with no reader.
+class FakeLine {
+ public:
+  FakeLine() {
+    master_ = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master_ >= 0 && grantpt(master_) == 0 && unlockpt(master_) == 0) path_ = ptsname(master_);
+  }
+  ~FakeLine() {
+    if (master_ >= 0) close(master_);
+  }
+  FakeLine(const FakeLine&) = delete;
+  FakeLine& operator=(const FakeLine&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  int master_ = -1;
+  std::string path_;
+};
 
 class Cli : public ::testing::Test {
  protected:

@@ -16,6 +16,10 @@
 
 namespace orvextool {
 
+namespace {
+const Link* g_open = nullptr;  // the tool's one open link
+}
+
 // The simulated reader: the simulator and the pseudo-terminal it answers on,
 // served from a thread of its own while the tool talks to it through the
 // library like to any serial reader.
@@ -125,12 +129,24 @@ Link::Link(const DeviceOptions& o) {
     throw Failure(std::string(link_.LastFailureText()) + hint);
   }
   scope_ = std::make_unique<OrvexLinkScope>(link_);
+  g_open = this;
   size_t at = connection.rfind('@');
   speed_ = usb ? 0 : std::atoi(connection.substr(at + 1).c_str());
   if (sim_)
     description_ = "simulated reader on " + sim_->server.path();
   else
     description_ = usb ? "USB reader (" + o.device + ")" : connection.substr(0, at);
+}
+
+std::string LastLinkFailure() {
+  if (g_open == nullptr) return "";
+  OrvexLink& link = const_cast<Link*>(g_open)->link();
+  if (link.LastFailure() == ORVEX_FAIL_NONE) return "";
+  std::string text = link.LastFailureText();
+  const std::string prefix = "no answer from the reader";
+  if (link.LastFailure() == ORVEX_FAIL_NO_ANSWER && text.rfind(prefix, 0) == 0)
+    text = prefix + " on " + g_open->description() + text.substr(prefix.size());
+  return text;
 }
 
 std::string ChooseDevice() {
@@ -178,6 +194,7 @@ void Link::SaveScreen() {
 }
 
 Link::~Link() {
+  if (g_open == this) g_open = nullptr;
   scope_.reset();
   link_.Close();
   if (sim_) sim_->server.Stop();

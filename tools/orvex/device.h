@@ -36,6 +36,12 @@ struct DeviceOptions {
 // with a usage Failure that says what was looked for and how to choose.
 std::string ChooseDevice();
 
+// Why the last exchange on the tool's open link failed, in words that name
+// the device ("no answer from the reader on /dev/ttyUSB0 within 1101 ms",
+// "the answer was cut off after 8 bytes (100 ms)", "the reader refused with
+// status 0x01"); "" when no link is open or the last exchange went well.
+std::string LastLinkFailure();
+
 // The open link; closes it when destroyed. With "sim" it owns the simulated
 // reader and its serial server.
 class Link {

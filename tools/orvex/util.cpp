@@ -1,5 +1,7 @@
 #include "util.h"
 
+#include "device.h"
+
 #include <unistd.h>
 
 #include <cctype>
@@ -43,6 +45,8 @@ std::string Hex(const uint8_t* p, size_t n) {
 
 void CheckReader(int rc, const std::string& what, int deadline_ms) {
   if (rc == 1) return;
+  // What the link saw of the last exchange names the real cause.
+  if (rc == -1 && !LastLinkFailure().empty()) throw Failure(what + ": " + LastLinkFailure());
   if (rc == -1)
     throw Failure(what + ": the reader did not answer within " + std::to_string(deadline_ms) +
                   " ms, its answer was malformed, or it refused the command");
@@ -51,6 +55,7 @@ void CheckReader(int rc, const std::string& what, int deadline_ms) {
 
 void CheckCard(int rc, const std::string& what, int deadline_ms, const std::string& refused) {
   if (rc == 1) return;
+  if (rc == -1 && !LastLinkFailure().empty()) throw Failure(what + ": " + LastLinkFailure());
   if (rc == -1)
     throw Failure(what + ": the reader did not answer within " + std::to_string(deadline_ms) +
                   " ms, or its answer was malformed");
