@@ -30,6 +30,8 @@ class Context {
     if (!device_given) device.device = ChooseDevice();
     link_ = std::make_unique<Link>(device);
   }
+  // The line speed of the open link in bit/s (0 on USB).
+  int speed() const { return link_ ? link_->speed() : 0; }
   // True when the simulated reader answers (its results are no card's).
   bool simulated() const { return device.device == "sim"; }
   // After success: finishes the link (see Link::Finish) and closes it.

@@ -149,6 +149,10 @@ std::string LastLinkFailure() {
   return text;
 }
 
+int LastAnswerLength() {
+  return g_open ? const_cast<Link*>(g_open)->link().LastAnswerLength() : -1;
+}
+
 std::string ChooseDevice() {
   OrvexReaderList found;
   std::vector<std::string> usb, serial;

@@ -42,6 +42,9 @@ std::string ChooseDevice();
 // status 0x01"); "" when no link is open or the last exchange went well.
 std::string LastLinkFailure();
 
+// The data length of the last answer on the tool's open link (-1: none).
+int LastAnswerLength();
+
 // The open link; closes it when destroyed. With "sim" it owns the simulated
 // reader and its serial server.
 class Link {

@@ -1,11 +1,17 @@
 // Subcommands on ISO 14443-A cards: the MIFARE Classic dump and restore, and
 // APDUs to a CPU card.
+#include <signal.h>
+#include <sys/stat.h>
+
 #include <array>
+#include <csignal>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include "commands.h"
 #include "iso14443a.h"
+#include "mifare_access.h"
 
 namespace orvextool {
 
@@ -90,10 +96,16 @@ class Classic {
   }
 
   // -3 (refused) gives false; a link failure throws.
+  // A block whose answer comes back short is a failure, never data.
   bool Read(int block, uint8_t* out) {
-    int rc = ctx_.ov.OV_ReadaBlock(ctx_.reader_id, block, 16, out);
+    uint8_t got[16];
+    int rc = ctx_.ov.OV_ReadaBlock(ctx_.reader_id, block, 16, got);
     if (rc == -3) return false;
     CheckCard(rc, "reading block " + std::to_string(block), kReadDeadlineMs, "");
+    if (LastAnswerLength() >= 0 && LastAnswerLength() < 16)
+      throw Failure("reading block " + std::to_string(block) + ": the reader's answer was cut short (" +
+                    std::to_string(LastAnswerLength()) + " of 16 bytes); nothing was written");
+    std::copy(got, got + 16, out);
     return true;
   }
 
@@ -126,8 +138,16 @@ struct DumpOptions {
   std::string file, keys, size = "auto";
 };
 
+std::string KeyText(bool have, const Key& k) { return have ? Hex(k.data(), 6) : "-"; }
+
 void Dump(Context& ctx, const DumpOptions& o) {
   std::vector<Key> keys = LoadKeys(o.keys);
+  // Both files hold keys: readable by their owner only, and checked before
+  // the card is read.
+  OutputFile file(o.file, "dump file", 0600);
+  std::unique_ptr<OutputFile> record;
+  if (o.file != "-") record = std::make_unique<OutputFile>(o.file + ".keys", "key record", 0600);
+  std::string keys_found = "# keys found by orvex mfc dump: sector, key A, key B (- not found)\n";
   ctx.Open();
   TypeACardInfo card = SelectOrFail(ctx);
   if (!card.IsClassic()) throw Failure("the card " + Hex(card.uid) + " is not a MIFARE Classic (SAK " +
@@ -173,93 +193,264 @@ void Dump(Context& ctx, const DumpOptions& o) {
     uint8_t* trailer = &image[static_cast<size_t>(first + n - 1) * 16];
     if (have_a) std::copy(a.begin(), a.end(), trailer);
     if (AllZero(trailer + 10, 6) && find_b()) std::copy(b.begin(), b.end(), trailer + 10);
+    if (!b_tried) find_b();  // the record says which keys are known
     sectors.push_back({{"sector", s},
                        {"key_a", have_a ? Json(Hex(a.data(), 6)) : Json(nullptr)},
                        {"key_b", have_b ? Json(Hex(b.data(), 6)) : Json(nullptr)}});
+    keys_found += std::to_string(s) + " " + KeyText(have_a, a) + " " + KeyText(have_b, b) + "\n";
     progress.Step(s + 1);
   }
-  std::ofstream f(o.file, std::ios::binary);
-  f.write(reinterpret_cast<const char*>(image.data()), static_cast<std::streamsize>(image.size()));
-  if (!f.flush()) throw Failure("cannot write the dump file " + o.file);
+  file.Commit(image);
+  if (record) record->Commit(Bytes(keys_found.begin(), keys_found.end()));
+  if (o.file != "-")
+    for (const auto& sec : sectors)
+      ctx.out().Line("sector " + std::to_string(sec["sector"].get<int>()) + ": key A " +
+                     (sec["key_a"].is_null() ? std::string("unknown") : sec["key_a"].get<std::string>()) +
+                     ", key B " +
+                     (sec["key_b"].is_null() ? std::string("unknown") : sec["key_b"].get<std::string>()));
   Json& d = ctx.out().doc();
   d["uid"] = Hex(card.uid);
   d["type"] = blocks == 256 ? "MIFARE Classic 4K" : "MIFARE Classic 1K";
   d["blocks"] = blocks;
   d["file"] = o.file;
   d["sectors"] = sectors;
-  ctx.out().Line("dumped " + std::to_string(blocks) + " blocks of " + d["type"].get<std::string>() +
-                 " " + Hex(card.uid) + " to " + o.file);
+  if (o.file != "-")
+    ctx.out().Line("dumped " + std::to_string(blocks) + " blocks of " + d["type"].get<std::string>() + " " +
+                   Hex(card.uid) + " to " + o.file + " (keys found: " + o.file + ".keys)" +
+                   (ctx.simulated() ? " (simulated reader)" : ""));
 }
 
 struct RestoreOptions {
   std::string file, keys;
   bool trailers = true;
+  bool force = false;
 };
 
+// Set by SIGINT or SIGTERM while a restore writes: it stops between blocks.
+volatile std::sig_atomic_t g_stop = 0;
+extern "C" void OnStop(int) { g_stop = 1; }
+
+// The keys a dump's key record says were found: per sector, key A and key B
+// known or not. Without a record, a trailer key of 000000000000 is taken as
+// one that was not found (what dumps without a record hold there).
+struct KeyRecord {
+  bool present = false;
+  std::vector<std::pair<bool, bool>> known;  // per sector: key A, key B
+};
+
+KeyRecord ReadKeyRecord(const std::string& dump, int sectors) {
+  KeyRecord r;
+  struct stat st;
+  const std::string path = dump + ".keys";
+  if (dump == "-" || stat(path.c_str(), &st) != 0) return r;
+  Bytes text = ReadInput(path, "key record", 64 * 1024);
+  r.present = true;
+  r.known.assign(static_cast<size_t>(sectors), {false, false});
+  std::istringstream in(std::string(text.begin(), text.end()));
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    std::istringstream f(line);
+    int s = -1;
+    std::string a, b;
+    if (!(f >> s >> a >> b) || s < 0 || s >= sectors)
+      throw Failure("key record " + path + ": cannot read \"" + line + "\"", 2);
+    r.known[static_cast<size_t>(s)] = {a != "-", b != "-"};
+  }
+  return r;
+}
+
+// Sectors and blocks written so far, in words.
+std::string WrittenSoFar(const std::vector<int>& whole, int partial_sector, const std::vector<int>& partial_blocks) {
+  std::string s;
+  if (whole.empty()) s = "no sector written";
+  else {
+    s = "sectors written whole:";
+    for (int w : whole) s += " " + std::to_string(w);
+  }
+  if (!partial_blocks.empty()) {
+    s += "; sector " + std::to_string(partial_sector) + " only blocks";
+    for (int b : partial_blocks) s += " " + std::to_string(b);
+  }
+  return s;
+}
+
 void Restore(Context& ctx, const RestoreOptions& o) {
-  std::ifstream f(o.file, std::ios::binary);
-  if (!f) throw Failure("cannot read the dump file " + o.file, 2);
-  Bytes image((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+  Bytes image = ReadInput(o.file, "dump file", 4096);
   if (image.size() != 1024 && image.size() != 4096)
     throw Failure(o.file + ": a MIFARE Classic dump holds 1024 or 4096 bytes, not " +
                   std::to_string(image.size()), 2);
   std::vector<Key> keys = LoadKeys(o.keys);
   int blocks = static_cast<int>(image.size() / 16);
+  const int sectors = Sectors(blocks);
+  KeyRecord record = ReadKeyRecord(o.file, sectors);
+
+  // Every trailer is checked before anything is written.
+  std::vector<bool> write_trailer(static_cast<size_t>(sectors), o.trailers);
+  std::vector<std::string> locking, skipped;
+  for (int s = 0; s < sectors && o.trailers; ++s) {
+    const uint8_t* t = &image[static_cast<size_t>(FirstBlock(s) + BlocksIn(s) - 1) * 16];
+    orvexformats::Access acc;
+    if (!orvexformats::DecodeAccess(t + 6, acc))
+      throw Failure(o.file + ": sector " + std::to_string(s) + "'s trailer has invalid access bits (" +
+                        Hex(t + 6, 3) + "): a card would lock the sector for good. Nothing was written",
+                    2);
+    bool key_a = record.present ? record.known[static_cast<size_t>(s)].first : !AllZero(t, 6);
+    bool key_b = record.present ? record.known[static_cast<size_t>(s)].second : !AllZero(t + 10, 6);
+    if (!key_a || !key_b) {
+      write_trailer[static_cast<size_t>(s)] = false;
+      skipped.push_back(std::to_string(s));
+      continue;
+    }
+    for (const std::string& why : orvexformats::SelfLocking(acc))
+      locking.push_back("sector " + std::to_string(s) + ": " + why);
+  }
+  if (!locking.empty() && !o.force) {
+    std::string list;
+    for (const auto& l : locking) list += "\n  " + l;
+    throw Failure(o.file + ": writing these trailers cannot be undone:" + list +
+                      "\nGive --force to write them anyway, or --no-trailers. Nothing was written",
+                  2);
+  }
+
   ctx.Open();
   TypeACardInfo card = SelectOrFail(ctx);
   if (!card.IsClassic()) throw Failure("the card " + Hex(card.uid) + " is not a MIFARE Classic");
   if (Blocks(card, "auto") < blocks)
     throw Failure("the dump holds " + std::to_string(blocks) + " blocks, the card only " +
-                  std::to_string(Blocks(card, "auto")));
+                  std::to_string(Blocks(card, "auto")) + ". Nothing was written");
   Classic mfc(ctx, card);
-  Progress progress("restoring", Sectors(blocks));
-  int written = 0;
-  for (int s = 0; s < Sectors(blocks); ++s) {
-    int first = FirstBlock(s), n = BlocksIn(s);
-    // The dump's own keys may already be on the card: try them too.
-    std::vector<Key> tries = keys;
-    const uint8_t* t = &image[static_cast<size_t>(first + n - 1) * 16];
+
+  // The whole card is opened first, sector by sector, with the keys given
+  // and the dump's own: a sector no key opens stops the restore before any
+  // block is written.
+  struct Opened {
+    bool have_a = false, have_b = false;
+    Key a{}, b{};
+    std::vector<Key> tries;
+  };
+  std::vector<Opened> opened(static_cast<size_t>(sectors));
+  for (int s = 0; s < sectors; ++s) {
+    Opened& op = opened[static_cast<size_t>(s)];
+    op.tries = keys;
+    const uint8_t* t = &image[static_cast<size_t>(FirstBlock(s) + BlocksIn(s) - 1) * 16];
     Key da, db;
     std::copy(t, t + 6, da.begin());
     std::copy(t + 10, t + 16, db.begin());
-    tries.push_back(da);
-    tries.push_back(db);
-    Key a{}, b{};
-    bool have_a = mfc.FindKey(s, kKeyA, tries, a);
-    bool have_b = false, b_tried = false;
-    auto write = [&](int block) {
-      const uint8_t* data = &image[static_cast<size_t>(block) * 16];
-      if (have_a) {
-        mfc.Reselect();
-        if (mfc.Auth(s, kKeyA, a) && mfc.Write(block, data)) return;
-      }
-      if (!b_tried) {
-        mfc.Reselect();
-        have_b = mfc.FindKey(s, kKeyB, tries, b);
-        b_tried = true;
-      }
-      if (have_b) {
-        mfc.Reselect();
-        if (mfc.Auth(s, kKeyB, b) && mfc.Write(block, data)) return;
-      }
-      throw Failure(have_a || have_b
-                        ? "writing block " + std::to_string(block) + ": the card refused it"
-                        : "authentication failed for sector " + std::to_string(s) +
-                              ": none of the keys opens it");
-    };
-    for (int i = 0; i < n; ++i) {
-      int block = first + i;
-      if (block == 0) continue;  // the manufacturer block cannot be written
-      if (i == n - 1 && !o.trailers) continue;
-      write(block);
-      ++written;
+    op.tries.push_back(da);
+    op.tries.push_back(db);
+    op.have_a = mfc.FindKey(s, kKeyA, op.tries, op.a);
+    if (!op.have_a) {
+      mfc.Reselect();
+      op.have_b = mfc.FindKey(s, kKeyB, op.tries, op.b);
     }
-    progress.Step(s + 1);
+    if (!op.have_a && !op.have_b)
+      throw Failure("sector " + std::to_string(s) + ": none of the keys given (nor the dump's) opens it. Nothing was written");
+    mfc.Reselect();
+  }
+
+  std::vector<int> whole, partial;
+  int current = -1;
+  g_stop = 0;
+  struct sigaction sa = {}, old_int = {}, old_term = {};
+  sa.sa_handler = OnStop;
+  sigaction(SIGINT, &sa, &old_int);
+  sigaction(SIGTERM, &sa, &old_term);
+  struct Restorer {
+    struct sigaction a, b;
+    ~Restorer() {
+      sigaction(SIGINT, &a, nullptr);
+      sigaction(SIGTERM, &b, nullptr);
+    }
+  } restorer{old_int, old_term};
+  Progress progress("restoring", sectors);
+  int written = 0;
+  try {
+    for (int s = 0; s < sectors; ++s) {
+      current = s;
+      partial.clear();
+      Opened& op = opened[static_cast<size_t>(s)];
+      bool b_tried = op.have_b;
+      auto write = [&](int block) {
+        const uint8_t* data = &image[static_cast<size_t>(block) * 16];
+        if (op.have_a) {
+          mfc.Reselect();
+          if (mfc.Auth(s, kKeyA, op.a) && mfc.Write(block, data)) return;
+        }
+        if (!b_tried) {
+          mfc.Reselect();
+          op.have_b = mfc.FindKey(s, kKeyB, op.tries, op.b);
+          b_tried = true;
+        }
+        if (op.have_b) {
+          mfc.Reselect();
+          if (mfc.Auth(s, kKeyB, op.b) && mfc.Write(block, data)) return;
+        }
+        throw Failure("writing block " + std::to_string(block) + ": the card refused it");
+      };
+      int first = FirstBlock(s), n = BlocksIn(s);
+      for (int i = 0; i < n; ++i) {
+        if (g_stop) throw Failure("interrupted");
+        int block = first + i;
+        if (block == 0) continue;  // the manufacturer block cannot be written
+        if (i == n - 1 && !write_trailer[static_cast<size_t>(s)]) continue;
+        write(block);
+        partial.push_back(block);
+        ++written;
+      }
+      whole.push_back(s);
+      partial.clear();
+      progress.Step(s + 1);
+    }
+  } catch (const Failure& f) {
+    throw Failure(std::string(f.what()) + ". " + WrittenSoFar(whole, current, partial) +
+                  "; the other sectors are as they were");
+  }
+  if (!skipped.empty()) {
+    std::string list;
+    for (const auto& s : skipped) list += " " + s;
+    ctx.out().Line("left the trailers of sectors" + list + " as they were: the dump does not know their keys");
   }
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.out().doc()["blocks_written"] = written;
   ctx.out().doc()["file"] = o.file;
-  ctx.out().Line("restored " + std::to_string(written) + " blocks from " + o.file + " to " + Hex(card.uid));
+  Json sk = Json::array();
+  for (const auto& s : skipped) sk.push_back(std::stoi(s));
+  ctx.out().doc()["trailers_left"] = sk;
+  ctx.out().Line("restored " + std::to_string(written) + " blocks from " + o.file + " to " + Hex(card.uid) +
+                 (ctx.simulated() ? " (simulated reader)" : ""));
+}
+
+struct AclOptions {
+  std::string hex;
+};
+
+// The access conditions of a trailer given in hex (the 16-byte trailer, or
+// its access bytes 6 to 8 alone), in words.
+void Acl(Context& ctx, const AclOptions& o) {
+  Bytes b = ParseHex(o.hex, "mfc acl");
+  const uint8_t* acc = nullptr;
+  if (b.size() == 16) acc = b.data() + 6;
+  else if (b.size() == 3 || b.size() == 4) acc = b.data();
+  else throw Failure("mfc acl: give the 16-byte trailer or its access bytes (3 or 4 bytes), not " +
+                     std::to_string(b.size()) + " bytes", 2);
+  orvexformats::Access a;
+  if (!orvexformats::DecodeAccess(acc, a))
+    throw Failure("mfc acl: " + Hex(acc, 3) + " are not valid access bits (the inverted copies disagree): a card "
+                  "would lock the sector for good", 2);
+  Json groups = Json::array();
+  for (const std::string& line : orvexformats::Describe(a)) {
+    ctx.out().Line(line);
+    groups.push_back(line);
+  }
+  Json locks = Json::array();
+  for (const std::string& why : orvexformats::SelfLocking(a)) {
+    ctx.out().Line("writing it cannot be undone: " + why);
+    locks.push_back(why);
+  }
+  ctx.out().doc()["access_bytes"] = Hex(acc, 3);
+  ctx.out().doc()["conditions"] = groups;
+  ctx.out().doc()["self_locking"] = locks;
 }
 
 struct ApduOptions {
@@ -287,7 +478,7 @@ void Apdu(Context& ctx, const ApduOptions& o) {
 }  // namespace
 
 void AddMifareCommands(CLI::App& app, Context& ctx) {
-  auto* mfc = app.add_subcommand("mfc", "MIFARE Classic 1K/4K: dump and restore");
+  auto* mfc = app.add_subcommand("mfc", "MIFARE Classic 1K/4K: dump, restore and access conditions");
   mfc->require_subcommand(1);
 
   static DumpOptions dump;
@@ -303,7 +494,13 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   r->add_option("FILE", restore.file, "the dump file")->required();
   r->add_option("-k,--keys", restore.keys, "key list file for the card as it is now (its dump's keys are tried too)");
   r->add_flag("!--no-trailers", restore.trailers, "leave the sector trailers (keys, access bits) as they are");
+  r->add_flag("--force", restore.force, "also write trailers whose access conditions cannot be undone");
   ctx.Register(r, [&ctx] { Restore(ctx, restore); });
+
+  static AclOptions acl;
+  auto* c = mfc->add_subcommand("acl", "a sector trailer's access conditions, block by block, in words");
+  c->add_option("HEX", acl.hex, "the 16-byte trailer, or its access bytes 6 to 8 (e.g. FF0780)")->required();
+  ctx.Register(c, [&ctx] { Acl(ctx, acl); });
 
   static ApduOptions apdu;
   auto* a = app.add_subcommand("apdu", "activate the CPU card in the field and send it APDUs");

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <memory>
 
 #include "commands.h"
 #include "iso14443a.h"
@@ -27,11 +28,26 @@ bool ModelOf(const unsigned char* version, NtagModel& m) {
   }
 }
 
+// Pages one read may ask for at the line's speed: the answer (4 bytes a
+// page, 12 bytes of framing and carrier, every byte possibly escaped) must
+// cross the line within 90 % of the read's 100 ms deadline. At most 51
+// pages (the reader's limit); over USB, which the line speed does not
+// bound, the most.
+int PagesPerRead(int bits_per_second) {
+  constexpr int kMaxPages = 51;
+  if (bits_per_second <= 0) return kMaxPages;
+  const double bytes_in_time = 0.9 * 0.100 * bits_per_second / 10.0;  // 10 bits a byte
+  int pages = static_cast<int>((bytes_in_time / 2.0 - 12.0) / 4.0);
+  return std::max(1, std::min(kMaxPages, pages));
+}
+
 struct DumpOptions {
   std::string file;
 };
 
 void Dump(Context& ctx, const DumpOptions& o) {
+  std::unique_ptr<OutputFile> file;
+  if (!o.file.empty()) file = std::make_unique<OutputFile>(o.file, "dump file", 0644);  // checked first
   ctx.Open();
   TypeACardInfo card;
   if (!SelectTypeA(ctx, 0x52, card)) throw Failure("no card in the field");
@@ -45,8 +61,9 @@ void Dump(Context& ctx, const DumpOptions& o) {
                   Hex(version, 8) + ")");
   Bytes memory;
   Progress progress("dumping", model.pages);
-  for (int page = 0; page < model.pages; page += 51) {
-    int last = std::min(page + 50, model.pages - 1), len = 0;
+  const int span = PagesPerRead(ctx.speed());
+  for (int page = 0; page < model.pages; page += span) {
+    int last = std::min(page + span - 1, model.pages - 1), len = 0;
     unsigned char buf[ORVEX_MAX_ANSWER];
     CheckCard(ctx.ov.OV_NTag_FastRead(ctx.reader_id, page, last, &len, buf),
               "reading pages " + std::to_string(page) + " to " + std::to_string(last), kNtagDeadlineMs,
@@ -61,10 +78,8 @@ void Dump(Context& ctx, const DumpOptions& o) {
   d["uid"] = Hex(card.uid);
   d["type"] = model.name;
   d["pages"] = model.pages;
-  if (!o.file.empty()) {
-    std::ofstream f(o.file, std::ios::binary);
-    f.write(reinterpret_cast<const char*>(memory.data()), static_cast<std::streamsize>(memory.size()));
-    if (!f.flush()) throw Failure("cannot write the dump file " + o.file);
+  if (file) {
+    file->Commit(memory);
     d["file"] = o.file;
     ctx.out().Line("dumped " + std::to_string(model.pages) + " pages of " + model.name + " " +
                    Hex(card.uid) + " to " + o.file);

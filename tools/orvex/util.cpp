@@ -2,9 +2,13 @@
 
 #include "device.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
+#include <cstring>
 
 namespace orvextool {
 
@@ -61,6 +65,83 @@ void CheckCard(int rc, const std::string& what, int deadline_ms, const std::stri
                   " ms, or its answer was malformed");
   if (rc == -3) throw Failure(what + ": " + refused);
   throw Failure(what + ": failed (result " + std::to_string(rc) + ")");
+}
+
+Bytes ReadInput(const std::string& path, const std::string& what, size_t max_bytes) {
+  int fd = path == "-" ? 0 : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (fd < 0) throw Failure(what + " " + path + ": " + std::strerror(errno), 2);
+  struct stat st;
+  if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+    if (fd != 0) close(fd);
+    throw Failure(what + " " + path + ": is a directory, not a file", 2);
+  }
+  if (fd != 0) fcntl(fd, F_SETFL, 0);  // blocking reads from here on (a FIFO waits for its writer)
+  Bytes data;
+  uint8_t buf[4096];
+  for (;;) {
+    ssize_t n = read(fd, buf, sizeof buf);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      int e = errno;
+      if (fd != 0) close(fd);
+      throw Failure(what + " " + path + ": " + std::strerror(e), 2);
+    }
+    if (n == 0) break;
+    data.insert(data.end(), buf, buf + n);
+    if (data.size() > max_bytes) {
+      if (fd != 0) close(fd);
+      throw Failure(what + " " + path + ": more than " + std::to_string(max_bytes) +
+                        " bytes (not a file of the expected kind)",
+                    2);
+    }
+  }
+  if (fd != 0) close(fd);
+  return data;
+}
+
+OutputFile::OutputFile(const std::string& path, const std::string& what, unsigned mode)
+    : path_(path), what_(what) {
+  if (path == "-") return;
+  struct stat st;
+  if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+    throw Failure(what + " " + path + ": is a directory", 2);
+  temp_ = path + ".XXXXXX";
+  std::vector<char> name(temp_.begin(), temp_.end());
+  name.push_back('\0');
+  fd_ = mkostemp(name.data(), O_CLOEXEC);
+  if (fd_ < 0) throw Failure(what + " " + path + ": cannot be written (" + std::strerror(errno) + ")", 2);
+  temp_ = name.data();
+  fchmod(fd_, static_cast<mode_t>(mode));
+}
+
+OutputFile::~OutputFile() {
+  if (fd_ >= 0) close(fd_);
+  if (!temp_.empty()) unlink(temp_.c_str());
+}
+
+void OutputFile::Commit(const Bytes& data) {
+  if (path_ == "-") {
+    if (fwrite(data.data(), 1, data.size(), stdout) != data.size() || fflush(stdout) != 0)
+      throw Failure(what_ + ": cannot write to standard output");
+    return;
+  }
+  size_t done = 0;
+  while (done < data.size()) {
+    ssize_t n = write(fd_, data.data() + done, data.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) throw Failure(what_ + " " + path_ + ": cannot write it (" + std::strerror(errno) +
+                              "); the previous file, if any, is unchanged");
+    done += static_cast<size_t>(n);
+  }
+  if (fsync(fd_) != 0 || close(fd_) != 0) {
+    fd_ = -1;
+    throw Failure(what_ + " " + path_ + ": cannot write it (" + std::strerror(errno) +
+                  "); the previous file, if any, is unchanged");
+  }
+  fd_ = -1;
+  if (rename(temp_.c_str(), path_.c_str()) != 0)
+    throw Failure(what_ + " " + path_ + ": cannot put it in place (" + std::strerror(errno) + ")");
+  temp_.clear();
 }
 
 void Output::Field(const std::string& key, const std::string& label, const Json& value,

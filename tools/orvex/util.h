@@ -26,6 +26,31 @@ inline std::string Hex(const Bytes& b) { return Hex(b.data(), b.size()); }
 // ("reading the version"); deadline_ms is the answer deadline it had.
 // Commands on the reader itself give -1 for a refusal too.
 void CheckReader(int rc, const std::string& what, int deadline_ms);
+
+// ---- Files ---------------------------------------------------------------------
+// Reads a whole input file ("-" is standard input) of at most max_bytes. A
+// directory, an unreadable file, or input longer than max_bytes (a device or
+// pipe that never ends) is a usage Failure naming the file (exit status 2).
+Bytes ReadInput(const std::string& path, const std::string& what, size_t max_bytes);
+
+// An output file written so that a failed or interrupted command leaves any
+// previous file as it was: the bytes go to a temporary file beside it, which
+// replaces it only in Commit. The constructor checks that the file can be
+// written at all (before a long read of a card begins). "-" is standard
+// output. mode: the new file's permissions (0600 for files that hold keys).
+class OutputFile {
+ public:
+  OutputFile(const std::string& path, const std::string& what, unsigned mode);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+  void Commit(const Bytes& data);
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_, what_, temp_;
+  int fd_ = -1;
+};
 // Card commands: -1 link failure, -3 the reader refused (no card, wrong key).
 // `refused` words the refusal for this step.
 void CheckCard(int rc, const std::string& what, int deadline_ms, const std::string& refused);

@@ -1,0 +1,231 @@
+// What the tool must never do to a user's cards and files: write trailers
+// that lock a sector, change keys it did not know, leave a card half
+// restored without saying so, read a file that never ends, destroy a good
+// file when a write fails, or read NTAG pages in one answer longer than the
+// line can carry in time.
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <thread>
+
+#include "cli_support.h"
+
+namespace {
+
+using namespace clitest;
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+}
+
+// orvex-sim as its own process, its standard input ours to script.
+class SimProcess {
+ public:
+  SimProcess(const std::string& options, const std::string& out) {
+    int in[2];
+    if (pipe(in) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(in[0], 0);
+      close(in[1]);
+      execl("/bin/sh", "sh", "-c", (std::string("exec ") + ORVEX_SIM_TOOL + " " + options + " >" + out + " 2>&1").c_str(),
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(in[0]);
+    to_ = in[1];
+    for (int i = 0; i < 150 && pty_.empty(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      std::string s = ReadAll(out);
+      if (s.find('\n') != std::string::npos) pty_ = s.substr(0, s.find('\n'));
+    }
+  }
+  ~SimProcess() {
+    if (to_ >= 0) close(to_);
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  const std::string& pty() const { return pty_; }
+  void Say(const std::string& line) { (void)!write(to_, line.data(), line.size()); }
+
+ private:
+  pid_t pid_ = -1;
+  int to_ = -1;
+  std::string pty_;
+};
+
+// A 1K dump made by the tool from a blank simulated card, with its key record.
+class Restore : public Cli {
+ protected:
+  void SetUp() override {
+    Cli::SetUp();
+    dump = Path("card.mfd");
+    Result r = Run({"mfc", "dump", dump});
+    ASSERT_EQ(r.status, 0) << r.err;
+    image = ReadAll(dump);
+    ASSERT_EQ(image.size(), 1024u);
+  }
+  // Saves image with the trailer bytes 6..8 of sector s replaced.
+  std::string WithAccess(int s, const std::string& bytes, const std::string& name) {
+    std::string d = image;
+    d.replace(static_cast<size_t>(s * 4 + 3) * 16 + 6, 3, bytes);
+    std::string p = Path(name);
+    Write(p, d);
+    std::string rec = ReadAll(dump + ".keys");
+    Write(p + ".keys", rec);
+    return p;
+  }
+  std::string dump, image;
+};
+
+TEST_F(Restore, MakesFilesOnlyTheOwnerCanRead) {
+  struct stat st;
+  ASSERT_EQ(0, stat(dump.c_str(), &st));
+  EXPECT_EQ(0600u, st.st_mode & 0777);
+  ASSERT_EQ(0, stat((dump + ".keys").c_str(), &st));
+  EXPECT_EQ(0600u, st.st_mode & 0777);
+  EXPECT_NE(ReadAll(dump + ".keys").find("\n5 FFFFFFFFFFFF FFFFFFFFFFFF\n"), std::string::npos);
+}
+
+TEST_F(Restore, InvalidAccessBitsAreRefusedBeforeAnythingIsWritten) {
+  // Each class of broken pattern: one, two or three inverted copies wrong.
+  for (std::string bytes : {std::string("\xFF\x07\x81", 3), std::string("\xFE\x07\x80", 3),
+                            std::string("\xFF\xFF\xFF", 3), std::string("\x00\x00\x00", 3)}) {
+    std::string p = WithAccess(6, bytes, "bad.mfd");
+    Result r = Run({"mfc", "restore", p});
+    EXPECT_EQ(r.status, 2) << r.err;
+    EXPECT_NE(r.err.find("sector 6's trailer has invalid access bits"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("Nothing was written"), std::string::npos) << r.err;
+  }
+}
+
+TEST_F(Restore, SelfLockingTrailersNeedForce) {
+  // 00 F0 FF: every condition "never" (C1C2C3 111 for all groups).
+  std::string p = WithAccess(2, std::string("\x00\xF0\xFF", 3), "lock.mfd");
+  Result r = Run({"mfc", "restore", p});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("sector 2: key A can never be changed again"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("sector 2: data block group 0 becomes read-only"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("Give --force"), std::string::npos) << r.err;
+  r = Run({"--sim-save", Path("after.mfd"), "mfc", "restore", "--force", p});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(ReadAll(Path("after.mfd")).substr(11 * 16 + 6, 3), std::string("\x00\xF0\xFF", 3));
+}
+
+TEST_F(Restore, TrailersWithUnknownKeysAreLeftAlone) {
+  // The record says key B of sector 3 was not found; the dump holds zeros there.
+  std::string d = image;
+  d.replace(15 * 16 + 10, 6, std::string(6, '\0'));
+  Write(Path("unknown.mfd"), d);
+  std::string rec = ReadAll(dump + ".keys");
+  rec.replace(rec.find("\n3 FFFFFFFFFFFF FFFFFFFFFFFF"), 28, "\n3 FFFFFFFFFFFF -");
+  Write(Path("unknown.mfd.keys"), rec);
+  Result r = Run({"--sim-save", Path("after.mfd"), "mfc", "restore", Path("unknown.mfd")});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("left the trailers of sectors 3 as they were"), std::string::npos) << r.out;
+  // Key B of sector 3 on the card is still the transport key.
+  EXPECT_EQ(ReadAll(Path("after.mfd")).substr(15 * 16 + 10, 6), std::string(6, '\xFF'));
+}
+
+TEST_F(Restore, ASectorNoKeyOpensStopsItBeforeAnyWrite) {
+  // The card's sector 5 has keys neither given nor in the dump.
+  std::string card = image;
+  card.replace(23 * 16, 6, std::string("\x11\x22\x33\x44\x55\x66", 6));
+  card.replace(23 * 16 + 10, 6, std::string("\x11\x22\x33\x44\x55\x66", 6));
+  Write(Path("locked-card.mfd"), card);
+  std::string d = image;
+  d.replace(4 * 16, 16, std::string(16, '\x5A'));  // new data for block 4
+  Write(Path("new.mfd"), d);
+  Write(Path("new.mfd.keys"), ReadAll(dump + ".keys"));
+  Result r = Run({"--sim-load", Path("locked-card.mfd"), "mfc", "restore", Path("new.mfd")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("sector 5: none of the keys given (nor the dump's) opens it. Nothing was written"),
+            std::string::npos)
+      << r.err;
+}
+
+TEST_F(Restore, ACardLeavingMidwaySaysWhatWasWritten) {
+  // orvex-sim paced at 9600 bit/s: the restore takes seconds; the card is
+  // taken out of the field during it.
+  SimProcess sim("--baud 9600 --card mfc1k", Path("sim.out"));
+  std::string pty = sim.pty();
+  ASSERT_FALSE(pty.empty());
+  std::thread remover([&sim] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    sim.Say("remove all\n");
+  });
+  Result r = Run({"--device", pty + "@9600", "mfc", "restore", dump});
+  remover.join();
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("left the field"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("sectors written whole: 0 1"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("the other sectors are as they were"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, EndlessOrWrongInputFilesAreUsageErrors) {
+  Result r = Run({"mfc", "restore", "/dev/zero"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: dump file /dev/zero: more than 4096 bytes (not a file of the expected kind)\n");
+  r = Run({"mfc", "restore", dir_});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: dump file " + dir_ + ": is a directory, not a file\n");
+  r = Run({"mfc", "dump", dir_});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: dump file " + dir_ + ": is a directory\n");
+  Write(Path("short.mfd"), std::string(1000, 'x'));
+  r = Run({"mfc", "restore", Path("short.mfd")});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("a MIFARE Classic dump holds 1024 or 4096 bytes, not 1000"), std::string::npos);
+  r = Run({"mfc", "restore", Path("missing.mfd")});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("No such file or directory"), std::string::npos) << r.err;
+  // The output path is checked before the card is read.
+  r = Run({"mfc", "dump", Path("no/such/folder/x.mfd")});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_NE(r.err.find("cannot be written"), std::string::npos) << r.err;
+}
+
+TEST_F(Cli, AFailedWriteLeavesThePreviousFile) {
+  const std::string path = Path("good.mfd");
+  const std::string good(1024, 'G');
+  Write(path, good);
+  // The tool may write at most 512 bytes to any file: the dump cannot be
+  // written whole.
+  std::string err = Path("stderr");
+  pid_t pid = fork();
+  if (pid == 0) {
+    rlimit lim = {512, 512};
+    setrlimit(RLIMIT_FSIZE, &lim);
+    signal(SIGXFSZ, SIG_IGN);
+    if (!freopen(err.c_str(), "w", stderr) || !freopen("/dev/null", "w", stdout)) _exit(127);
+    execl(ORVEX_TOOL, ORVEX_TOOL, "--device", "sim", "mfc", "dump", path.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  int ws = 0;
+  waitpid(pid, &ws, 0);
+  EXPECT_EQ(WEXITSTATUS(ws), 1);
+  EXPECT_NE(ReadAll(err).find("the previous file, if any, is unchanged"), std::string::npos) << ReadAll(err);
+  EXPECT_EQ(ReadAll(path), good);
+  // No temporary file is left behind.
+  EXPECT_EQ(std::system(("ls " + dir_ + " | grep -q 'good.mfd.'").c_str()) == 0, false);
+}
+
+TEST_F(Cli, NtagDumpAtEveryLineSpeed) {
+  for (const char* speed : {"9600", "19200"}) {
+    for (const char* tag : {"ntag213", "ntag215", "ntag216"}) {
+      SimProcess sim(std::string("--baud ") + speed + " --card " + tag, Path("sim.out"));
+      const std::string pty = sim.pty();
+      ASSERT_FALSE(pty.empty());
+      Result r = Run({"--device", pty + "@" + speed, "ntag", "dump", Path("tag.bin")});
+      EXPECT_EQ(r.status, 0) << speed << " " << tag << ": " << r.err;
+      // The next command starts clean.
+      Result next = Run({"--device", pty + "@" + speed, "info"});
+      EXPECT_EQ(next.status, 0) << next.err;
+    }
+  }
+}
+
+}  // namespace
