@@ -385,8 +385,10 @@ class ORVEX_API Orvex {
 
   /** Anticollision and selection in one step. CardMem receives the card's
    *  memory byte (1 byte), SNLen the serial number length (1 byte), SN the
-   *  serial number (the answer's bytes after the first). Result: the serial
-   *  number length (positive) when done; -1; -3. */
+   *  serial number (the answer's bytes after the first: at most 10 bytes).
+   *  Result: the serial number length (positive) when done; -1 also for an
+   *  answer without the memory byte or with more than 10 serial number
+   *  bytes (nothing written); -3. */
   int OV_AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
                               unsigned char* SNLen, unsigned char* SN);
 
@@ -418,7 +420,9 @@ class ORVEX_API Orvex {
   /** Request, anticollision and selection in one step. ATQA receives the
    *  answer's first two bytes, the first in the low half (ATQA 0x0004 reads
    *  0x0004); SAK the SAK (1 byte); LenSNO the serial number length (1 byte);
-   *  SNO the serial number (the answer's bytes from the fourth on). */
+   *  SNO the serial number (the answer's bytes from the fourth on: at most
+   *  10 bytes). 1; -1 also for an answer shorter than 3 bytes or with more
+   *  than 10 serial number bytes (nothing written); -3. */
   int OV_RequestAntiandSelect(int ReaderID, int SearchMode, int RetMode, unsigned short* ATQA,
                               unsigned char* SAK, unsigned char* LenSNO, unsigned char* SNO);
 

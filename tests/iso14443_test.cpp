@@ -106,6 +106,36 @@ TEST_F(Iso14443Test, AntiCollideAndSelectFailuresAndDeadline) {
   ExpectDeadline(1, ok, 4, [&] { return ov.OV_AntiCollideAndSelect(1, 0, &mem, &snLen, sn); });
 }
 
+TEST_F(Iso14443Test, MalformedSelectionAnswersWriteNothing) {
+  unsigned char mem = 0x5A, snLen = 0x5B;
+  unsigned char sn[10];
+  std::memset(sn, 0xEE, sizeof sn);
+  reader.Ok({});  // no memory byte
+  EXPECT_EQ(-1, ov.OV_AntiCollideAndSelect(1, 0, &mem, &snLen, sn));
+  Bytes eleven(12, 0x33);  // memory byte and 11 serial number bytes
+  reader.Ok(eleven);
+  EXPECT_EQ(-1, ov.OV_AntiCollideAndSelect(1, 0, &mem, &snLen, sn));
+  EXPECT_EQ(0x5A, mem);
+  EXPECT_EQ(0x5B, snLen);
+  EXPECT_EQ(Bytes(10, 0xEE), Bytes(sn, sn + 10));
+  Bytes ten(11, 0x44);
+  reader.Ok(ten);
+  EXPECT_EQ(10, ov.OV_AntiCollideAndSelect(1, 0, &mem, &snLen, sn));
+  EXPECT_EQ(Bytes(10, 0x44), Bytes(sn, sn + 10));
+
+  unsigned short atqa = 0x5A5A;
+  unsigned char sak = 0x5C, len = 0x5D;
+  std::memset(sn, 0xEE, sizeof sn);
+  for (Bytes answer : {Bytes{}, Bytes{0x04}, Bytes{0x04, 0x00}, Bytes(14, 0x01)}) {
+    reader.Ok(answer);
+    EXPECT_EQ(-1, ov.OV_RequestAntiandSelect(1, 0, 0, &atqa, &sak, &len, sn)) << answer.size();
+  }
+  EXPECT_EQ(0x5A5A, atqa);
+  EXPECT_EQ(0x5C, sak);
+  EXPECT_EQ(0x5D, len);
+  EXPECT_EQ(Bytes(10, 0xEE), Bytes(sn, sn + 10));
+}
+
 TEST_F(Iso14443Test, CardSelectSendsTheSerialNumberAsItStands) {
   unsigned char sno[7] = {0x04, 0x03, 0x10, 0x02, 0x55, 0x66, 0x77};
   reader.Ok();

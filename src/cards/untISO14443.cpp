@@ -49,12 +49,18 @@ int AntiCollide_(int ReaderID, unsigned char* LenSNO, unsigned char* SNO) {
   return SerialNumber(0x23, ReaderID, Field(), LenSNO, SNO);
 }
 
+// The longest serial number a card has (a triple-size UID).
+static constexpr int kMaxUidLength = 10;
+
 int AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
                          unsigned char* SNLen, unsigned char* SN) {
   Answer a;
   int rt = Transact(0x24, ReaderID, Field().u8(ReturnMode), 1, a);
   if (rt != 1) return rt;
   // The memory byte leads; the serial number follows. Success is its length.
+  // An answer without the memory byte, or with more serial number than any
+  // card has, is malformed: nothing is written.
+  if (a.len < 1 || a.len - 1 > kMaxUidLength) return -1;
   *CardMem = a.at(0);
   *SNLen = static_cast<unsigned char>(a.len - 1);
   a.CopyTo(SN, 1, a.len - 1);
@@ -180,6 +186,9 @@ int RequestAntiandSelect_(int ReaderID, int SearchMode, int ReturnMode, unsigned
   Answer a;
   int rt = Transact(0x38, ReaderID, Field().u8(SearchMode).u8(ReturnMode), 1, a);
   if (rt != 1) return rt;
+  // ATQA and SAK lead; an answer without them, or with more serial number
+  // than any card has, is malformed: nothing is written.
+  if (a.len < 3 || a.len - 3 > kMaxUidLength) return -1;
   *ATQA = static_cast<unsigned short>(a.u16le(0));  // first answer byte low
   *SAK = a.at(2);
   *LenSNO = static_cast<unsigned char>(a.len - 3);
