@@ -46,6 +46,22 @@ class Card {
   virtual ApduProcessor* apdu() { return nullptr; }
 
   std::string Describe() const;
+
+  // For tests of interrupted writes: the card leaves the field right after
+  // its n-th write from now (that write lands and is answered); 0 never.
+  void LeaveAfterWrites(int n) { writes_left_ = n; }
+  // True once the card has left: the simulator takes it out of the field.
+  bool left() const { return left_; }
+
+ protected:
+  // Each write to the card's memory that landed.
+  void Wrote() {
+    if (writes_left_ > 0 && --writes_left_ == 0) left_ = true;
+  }
+
+ private:
+  int writes_left_ = 0;
+  bool left_ = false;
 };
 
 class TypeACard : public Card {

@@ -25,6 +25,7 @@ bool VicinityTag::WriteBlock(int block, const Bytes& data) {
   if (block < 0 || block >= blocks() || Locked(block) || data.size() != static_cast<size_t>(block_size_))
     return false;
   std::copy(data.begin(), data.end(), mem_.begin() + block * block_size_);
+  Wrote();
   return true;
 }
 

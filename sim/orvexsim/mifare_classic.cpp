@@ -245,6 +245,7 @@ uint8_t MifareClassic::Write(int block, const Bytes& data, bool allow_block0) {
   if (group != 3) {
     if (!mfc::DataAllows(a.c[static_cast<size_t>(group)], Op::kWrite, auth_key_)) return Refuse(status::kCardRefused);
     std::copy(data.begin(), data.end(), p);
+    Wrote();
     return status::kOk;
   }
   // A trailer: each part changes only where the conditions let this key
@@ -257,6 +258,7 @@ uint8_t MifareClassic::Write(int block, const Bytes& data, bool allow_block0) {
   if (key_a) std::copy(data.begin(), data.begin() + 6, p);
   if (bits) std::copy(data.begin() + 6, data.begin() + 10, p + 6);
   if (key_b) std::copy(data.begin() + 10, data.end(), p + 10);
+  Wrote();
   return status::kOk;
 }
 

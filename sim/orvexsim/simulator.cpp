@@ -73,6 +73,10 @@ std::optional<Reply> Simulator::Handle(uint16_t reader, uint8_t cmd, const Bytes
   for (auto& f : families_)
     if (f->Handle(cmd, data, reply)) break;
   if (reply.data.size() > kMaxAnswerData) reply = Reply::Fail(status::kBadParameter);
+  // A card that left during the command (a test's interrupted write) is
+  // gone from the field for every command after it.
+  for (const auto& card : std::vector<std::shared_ptr<Card>>(ctx_.field))
+    if (card->left()) Remove(card);
   NotifyDisplay();
   return reply;
 }

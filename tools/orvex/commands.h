@@ -34,7 +34,7 @@ class Context {
   int speed() const { return link_ ? link_->speed() : 0; }
   // True when the simulated reader answers (its results are no card's).
   bool simulated() const { return device.device == "sim"; }
-  // After success: finishes the link (see Link::Finish) and closes it.
+  // At the end of a command: finishes the link (see Link::Finish) and closes it.
   void Finish() {
     if (link_) link_->Finish();
     link_.reset();

@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
 
 #include "orvex.h"
 #include "orvexsim/card_spec.h"
 #include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
+#include "orvexsim/ntag.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
 #include "orvexsim/trace.h"
@@ -30,6 +32,8 @@ struct Link::Sim {
         server(simulator) {}
   orvexsim::Simulator simulator;
   orvexsim::SerialServer server;
+  // The cards placed, kept also when one leaves the field (--sim-save).
+  std::vector<std::shared_ptr<orvexsim::Card>> placed;
 };
 
 namespace {
@@ -41,6 +45,26 @@ std::string Joined(const std::vector<std::string>& v, const char* sep) {
   std::string s;
   for (const auto& x : v) s += (s.empty() ? "" : sep) + x;
   return s;
+}
+
+// A card from a memory image: a MIFARE Classic 1K or 4K (.mfd, 1024 or
+// 4096 bytes) or an NTAG213, 215 or 216 (180, 540 or 924 bytes, its UID in
+// pages 0 and 1).
+std::shared_ptr<orvexsim::Card> LoadImage(const std::string& path, std::string& error) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    error = "cannot read " + path;
+    return nullptr;
+  }
+  orvexsim::Bytes image((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  using Model = orvexsim::Ntag::Model;
+  const std::map<size_t, Model> ntags = {{180, Model::k213}, {540, Model::k215}, {924, Model::k216}};
+  auto ntag = ntags.find(image.size());
+  if (ntag == ntags.end()) return orvexsim::MifareClassic::LoadMfd(path, error);
+  orvexsim::Bytes uid{image[0], image[1], image[2], image[4], image[5], image[6], image[7]};
+  auto card = std::make_shared<orvexsim::Ntag>(ntag->second, uid);
+  card->memory() = image;
+  return card;
 }
 
 void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
@@ -57,7 +81,7 @@ void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
   };
   if (!o.sim_load.empty()) {
     std::string error;
-    auto card = orvexsim::MifareClassic::LoadMfd(o.sim_load, error);
+    auto card = LoadImage(o.sim_load, error);
     if (!card) throw Failure("--sim-load " + o.sim_load + ": " + error, 2);
     sim.Place(card);
   }
@@ -67,6 +91,8 @@ void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
     // Only when the simulator knows the kind; otherwise the field stays empty.
     place(kDefaultSimCard, false);
   }
+  if (o.sim_leave_after > 0)
+    for (const auto& card : sim.cards()) card->LeaveAfterWrites(o.sim_leave_after);
 }
 
 }  // namespace
@@ -100,6 +126,7 @@ Link::Link(const DeviceOptions& o) {
     if (!sim_screen_.empty() && !o.sim_display)
       throw Failure("--sim-screen needs the simulated display reader (--sim-display)", 2);
     PlaceCards(sim_->simulator, o);
+    sim_->placed = sim_->simulator.cards();
     sim_->server.Start();
     connection = sim_->server.path();
   }
@@ -174,14 +201,20 @@ void Link::Finish() {
   auto lock = sim_->simulator.Lock();
   if (!sim_screen_.empty()) SaveScreen();
   if (sim_save_.empty()) return;
-  for (const auto& c : sim_->simulator.cards()) {
+  for (const auto& c : sim_->placed) {
     if (auto m = std::dynamic_pointer_cast<orvexsim::MifareClassic>(c)) {
       std::string error;
       if (!m->SaveMfd(sim_save_, error)) throw Failure("--sim-save " + sim_save_ + ": " + error);
       return;
     }
+    if (auto n = std::dynamic_pointer_cast<orvexsim::Ntag>(c)) {
+      std::ofstream out(sim_save_, std::ios::binary | std::ios::trunc);
+      out.write(reinterpret_cast<const char*>(n->memory().data()), static_cast<std::streamsize>(n->memory().size()));
+      if (!out) throw Failure("--sim-save " + sim_save_ + ": cannot write " + sim_save_);
+      return;
+    }
   }
-  throw Failure("--sim-save: no MIFARE Classic card in the simulated field");
+  throw Failure("--sim-save: no MIFARE Classic card or NTAG in the simulated field");
 }
 
 void Link::SaveScreen() {

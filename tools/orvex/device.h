@@ -25,6 +25,7 @@ struct DeviceOptions {
   bool trace = false;                 // every frame on stderr, decoded
   std::vector<std::string> sim_cards;  // card specs for the simulated field
   bool sim_empty = false;              // the simulated field starts empty
+  int sim_leave_after = 0;             // cards leave after their N-th write (0 never)
   bool sim_display = false;            // simulate the display reader model
   std::string sim_load;                // a MIFARE Classic card holding this .mfd dump
   std::string sim_save;                // where the card's memory goes at the end

@@ -57,10 +57,15 @@ int main(int argc, char** argv) {
                              "Classic 1K). Kinds:\n") + orvexsim::CardKindsHelp());
   app.add_flag("--sim-empty", ctx.device.sim_empty, "start the simulated field empty");
   app.add_option("--sim-load", ctx.device.sim_load,
-                 "simulated field: a MIFARE Classic card holding this raw dump (.mfd, 1024 or "
-                 "4096 bytes)");
+                 "simulated field: a card holding this memory image: a MIFARE Classic (.mfd, "
+                 "1024 or 4096 bytes) or an NTAG213/215/216 (180, 540 or 924 bytes)");
   app.add_option("--sim-save", ctx.device.sim_save,
-                 "simulated field: at the end, write the MIFARE Classic card's memory to this file");
+                 "simulated field: at the end (also of a failed command), write the first MIFARE "
+                 "Classic's or NTAG's memory to this file");
+  app.add_option("--sim-leave-after", ctx.device.sim_leave_after,
+                 "simulated field: each card leaves the field right after its N-th write (to try "
+                 "interrupted writes)")
+      ->check(CLI::Range(1, 100000));
   app.add_flag("--sim-display", ctx.device.sim_display, "simulate the display reader model");
   app.add_option("--sim-screen", ctx.device.sim_screen,
                  "simulated display reader: at the end, write what its LCD shows to this file "
@@ -99,8 +104,15 @@ int main(int argc, char** argv) {
     (*action)();
     ctx.Finish();
   } catch (const Failure& f) {
+    // The simulated card is saved as the failure left it (--sim-save).
+    std::string also;
+    try {
+      ctx.Finish();
+    } catch (const Failure& g) {
+      also = "; " + std::string(g.what());
+    }
     ctx.Close();
-    ReportError(ctx, f.what());
+    ReportError(ctx, f.what() + also);
     return f.code;
   }
   ctx.out().Finish();

@@ -12,17 +12,13 @@
 #include "commands.h"
 #include "iso14443a.h"
 #include "mifare_access.h"
+#include "mifare_classic.h"
 
 namespace orvextool {
 
 namespace {
 
-constexpr int kAuthDeadlineMs = 500;
-constexpr int kReadDeadlineMs = 1000;
 constexpr int kApduDeadlineMs = 400;
-constexpr unsigned char kKeyA = 0x60, kKeyB = 0x61;
-
-using Key = std::array<uint8_t, 6>;
 
 std::vector<Key> LoadKeys(const std::string& path) {
   std::vector<Key> keys;
@@ -55,72 +51,7 @@ int Blocks(const TypeACardInfo& card, const std::string& size) {
   if (size == "4k") return 256;
   return card.sak == 0x18 ? 256 : 64;
 }
-int FirstBlock(int sector) { return sector < 32 ? sector * 4 : 128 + (sector - 32) * 16; }
-int BlocksIn(int sector) { return sector < 32 ? 4 : 16; }
-int Sectors(int blocks) { return blocks == 256 ? 40 : 16; }
 
-// A session on one MIFARE Classic card: after a refusal the card falls back
-// to idle, so every retry selects it again (and checks it is the same card).
-class Classic {
- public:
-  Classic(Context& ctx, const TypeACardInfo& card) : ctx_(ctx), card_(card) {}
-
-  void Reselect() {
-    TypeACardInfo again;
-    if (!SelectTypeA(ctx_, 0x52, again) || again.uid != card_.uid)
-      throw Failure("the card " + Hex(card_.uid) + " left the field");
-  }
-
-  // Authenticates the sector with the first key of the list that works.
-  bool FindKey(int sector, unsigned char mode, const std::vector<Key>& keys, Key& found) {
-    for (const Key& k : keys) {
-      Key copy = k;
-      int rc = ctx_.ov.OV_KeyAuthorization(ctx_.reader_id, mode, FirstBlock(sector), copy.data());
-      if (rc == 1) {
-        found = k;
-        return true;
-      }
-      if (rc == -1 || rc == -2)
-        CheckCard(-1, "authenticating sector " + std::to_string(sector), kAuthDeadlineMs, "");
-      Reselect();
-    }
-    return false;
-  }
-
-  bool Auth(int sector, unsigned char mode, const Key& key) {
-    Key copy = key;
-    int rc = ctx_.ov.OV_KeyAuthorization(ctx_.reader_id, mode, FirstBlock(sector), copy.data());
-    if (rc == -1 || rc == -2)
-      CheckCard(-1, "authenticating sector " + std::to_string(sector), kAuthDeadlineMs, "");
-    return rc == 1;
-  }
-
-  // -3 (refused) gives false; a link failure throws.
-  // A block whose answer comes back short is a failure, never data.
-  bool Read(int block, uint8_t* out) {
-    uint8_t got[16];
-    int rc = ctx_.ov.OV_ReadaBlock(ctx_.reader_id, block, 16, got);
-    if (rc == -3) return false;
-    CheckCard(rc, "reading block " + std::to_string(block), kReadDeadlineMs, "");
-    if (LastAnswerLength() >= 0 && LastAnswerLength() < 16)
-      throw Failure("reading block " + std::to_string(block) + ": the reader's answer was cut short (" +
-                    std::to_string(LastAnswerLength()) + " of 16 bytes); nothing was written");
-    std::copy(got, got + 16, out);
-    return true;
-  }
-
-  bool Write(int block, const uint8_t* data) {
-    Bytes copy(data, data + 16);
-    int rc = ctx_.ov.OV_WriteaBlock(ctx_.reader_id, block, 16, copy.data());
-    if (rc == -3) return false;
-    CheckCard(rc, "writing block " + std::to_string(block), kReaderDeadlineMs, "");
-    return true;
-  }
-
- private:
-  Context& ctx_;
-  TypeACardInfo card_;
-};
 
 TypeACardInfo SelectOrFail(Context& ctx) {
   TypeACardInfo card;

@@ -12,6 +12,10 @@ namespace orvextool {
 namespace {
 
 constexpr int kNtagDeadlineMs = 500;
+// A FAST_READ's answer must arrive within 100 ms; the reader reads at most
+// 51 pages at once.
+constexpr int kFastReadDeadlineMs = 100;
+constexpr int kMaxPagesPerRead = 51;
 
 struct NtagModel {
   const char* name;
@@ -26,19 +30,6 @@ bool ModelOf(const unsigned char* version, NtagModel& m) {
     case 0x13: m = {"NTAG216", 231}; return true;
     default: return false;
   }
-}
-
-// Pages one read may ask for at the line's speed: the answer (4 bytes a
-// page, 12 bytes of framing and carrier, every byte possibly escaped) must
-// cross the line within 90 % of the read's 100 ms deadline. At most 51
-// pages (the reader's limit); over USB, which the line speed does not
-// bound, the most.
-int PagesPerRead(int bits_per_second) {
-  constexpr int kMaxPages = 51;
-  if (bits_per_second <= 0) return kMaxPages;
-  const double bytes_in_time = 0.9 * 0.100 * bits_per_second / 10.0;  // 10 bits a byte
-  int pages = static_cast<int>((bytes_in_time / 2.0 - 12.0) / 4.0);
-  return std::max(1, std::min(kMaxPages, pages));
 }
 
 struct DumpOptions {
@@ -61,7 +52,7 @@ void Dump(Context& ctx, const DumpOptions& o) {
                   Hex(version, 8) + ")");
   Bytes memory;
   Progress progress("dumping", model.pages);
-  const int span = PagesPerRead(ctx.speed());
+  const int span = UnitsPerRead(ctx.speed(), kFastReadDeadlineMs, 4, kMaxPagesPerRead);
   for (int page = 0; page < model.pages; page += span) {
     int last = std::min(page + span - 1, model.pages - 1), len = 0;
     unsigned char buf[ORVEX_MAX_ANSWER];

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 
@@ -174,6 +175,13 @@ void Progress::Step(int done) {
   bar.resize(width, '.');
   std::fprintf(stderr, "\r%s [%s] %d/%d", label_.c_str(), bar.c_str(), done, total_);
   std::fflush(stderr);
+}
+
+int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units) {
+  if (bits_per_second <= 0) return max_units;
+  const double bytes_in_time = 0.9 * deadline_ms / 1000.0 * bits_per_second / 10.0;
+  int units = static_cast<int>((bytes_in_time / 2.0 - 12.0) / unit_bytes);
+  return std::max(1, std::min(max_units, units));
 }
 
 }  // namespace orvextool

@@ -27,6 +27,13 @@ inline std::string Hex(const Bytes& b) { return Hex(b.data(), b.size()); }
 // Commands on the reader itself give -1 for a refusal too.
 void CheckReader(int rc, const std::string& what, int deadline_ms);
 
+// How many units (pages, blocks) of unit_bytes one read may ask for, at most
+// max_units, so that its answer crosses the line within 90 % of the read's
+// deadline at the line's speed: 10 bits a byte, every byte possibly escaped
+// (twice its size), 12 bytes of framing. Over USB (bits_per_second 0),
+// which the line speed does not bound, max_units.
+int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units);
+
 // ---- Files ---------------------------------------------------------------------
 // Reads a whole input file ("-" is standard input) of at most max_bytes. A
 // directory, an unreadable file, or input longer than max_bytes (a device or

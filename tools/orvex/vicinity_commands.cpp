@@ -3,57 +3,13 @@
 #include <algorithm>
 
 #include "commands.h"
+#include "vicinity.h"
 
 namespace orvextool {
 
 namespace {
 
-constexpr int kQueryDeadlineMs = 100;
-constexpr int kReadDeadlineMs = 200;
-constexpr int kWriteDeadlineMs = 400;
-// Request flags byte of ISO 15693: the command names its tag by UID.
-constexpr unsigned char kAddressed = 0x20;
-// Blocks asked for in one read command, at most: the read reports its
-// length in one byte, so a read of large blocks asks for fewer.
-constexpr int kBlocksPerRead = 32;
-constexpr int kMaxReadBytes = 255;
-
-struct Tag {
-  Bytes air_uid;  // as the tag sends it, least significant byte first
-  unsigned char dsfid = 0;
-  int blocks = 0;
-  int block_size = 0;
-  // The UID as it is written, most significant byte (E0) first.
-  std::string Uid() const { return Hex(Bytes(air_uid.rbegin(), air_uid.rend())); }
-};
-
-// Inventory, then the system information of the tag found.
-Tag FindTag(Context& ctx) {
-  unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
-  CheckCard(ctx.ov.OV_ISO15693_Inventory(ctx.reader_id, answer, &len), "inventory", kQueryDeadlineMs,
-            "no ISO 15693 tag in the field");
-  if (len < 9) throw Failure("inventory: the reader's answer has " + std::to_string(len) +
-                             " bytes, not DSFID and UID");
-  Tag tag;
-  tag.dsfid = answer[0];
-  tag.air_uid.assign(answer + 1, answer + 9);
-  unsigned char info[ORVEX_MAX_ANSWER];
-  CheckCard(ctx.ov.OV_ISO15693_Get_System_Information(ctx.reader_id, kAddressed, tag.air_uid.data(),
-                                                      info, &len),
-            "reading the system information of tag " + tag.Uid(), kQueryDeadlineMs,
-            "the tag " + tag.Uid() + " did not answer");
-  // Information flags, UID, then DSFID, AFI and the memory size (blocks - 1,
-  // block size - 1) when the flags say they are present.
-  if (len < 9 || (info[0] & 0x04) == 0)
-    throw Failure("the tag " + tag.Uid() + " does not tell its memory size");
-  size_t at = 9 + ((info[0] & 0x01) ? 1 : 0) + ((info[0] & 0x02) ? 1 : 0);
-  if (len < at + 2) throw Failure("the tag " + tag.Uid() + "'s system information is cut short");
-  tag.blocks = info[at] + 1;
-  tag.block_size = (info[at + 1] & 0x1F) + 1;
-  return tag;
-}
-
-void Describe(Context& ctx, const Tag& tag) {
+void Describe(Context& ctx, const VicinityTag& tag) {
   Json& d = ctx.out().doc();
   d["uid"] = tag.Uid();
   d["dsfid"] = Hex(&tag.dsfid, 1);
@@ -65,7 +21,7 @@ void Describe(Context& ctx, const Tag& tag) {
 
 std::string BlockWords(int block) { return "block " + std::to_string(block); }
 
-void CheckBlock(const Tag& tag, int block) {
+void CheckBlock(const VicinityTag& tag, int block) {
   if (block >= tag.blocks)
     throw Failure(BlockWords(block) + " is past the last block (" + std::to_string(tag.blocks - 1) +
                   ") of tag " + tag.Uid());
@@ -78,32 +34,20 @@ struct ReadOptions {
 
 void Read(Context& ctx, const ReadOptions& o) {
   ctx.Open();
-  Tag tag = FindTag(ctx);
+  VicinityTag tag = FindVicinityTag(ctx);
   int first = o.first < 0 ? 0 : o.first;
   int count = o.first < 0 ? tag.blocks : o.count;
   CheckBlock(tag, first);
   CheckBlock(tag, first + count - 1);
   Describe(ctx, tag);
   Json blocks = Json::array();
-  const int per_read = std::min(kBlocksPerRead, kMaxReadBytes / tag.block_size);
-  for (int b = first; b < first + count; b += per_read) {
-    int n = std::min(per_read, first + count - b);
-    unsigned char data[ORVEX_MAX_ANSWER], len = 0;
-    std::string what = n == 1 ? "reading " + BlockWords(b)
-                              : "reading blocks " + std::to_string(b) + " to " + std::to_string(b + n - 1);
-    CheckCard(ctx.ov.OV_ISO15693_Read(ctx.reader_id, kAddressed, tag.air_uid.data(),
-                                      static_cast<unsigned char>(b), static_cast<unsigned char>(n), data, &len),
-              what, kReadDeadlineMs, "the tag refused the read");
-    if (len != n * tag.block_size)
-      throw Failure(what + ": " + std::to_string(len) + " bytes came back, not " +
-                    std::to_string(n * tag.block_size));
-    for (int i = 0; i < n; ++i) {
-      std::string hex = Hex(data + i * tag.block_size, static_cast<size_t>(tag.block_size));
-      blocks.push_back({{"block", b + i}, {"data", hex}});
-      char label[24];
-      std::snprintf(label, sizeof label, "block %3d: ", b + i);
-      ctx.out().Line(label + hex);
-    }
+  Bytes data = ReadVicinityBlocks(ctx, tag, first, count);
+  for (int i = 0; i < count; ++i) {
+    std::string hex = Hex(data.data() + i * tag.block_size, static_cast<size_t>(tag.block_size));
+    blocks.push_back({{"block", first + i}, {"data", hex}});
+    char label[24];
+    std::snprintf(label, sizeof label, "block %3d: ", first + i);
+    ctx.out().Line(label + hex);
   }
   ctx.out().doc()["memory"] = blocks;
 }
@@ -117,15 +61,12 @@ void Write(Context& ctx, const WriteOptions& o) {
   Bytes data = ParseHexArgs(o.data, "iso15693 write");
   if (data.empty()) throw Failure("iso15693 write: no data given", 2);
   ctx.Open();
-  Tag tag = FindTag(ctx);
+  VicinityTag tag = FindVicinityTag(ctx);
   CheckBlock(tag, o.block);
   if (data.size() != static_cast<size_t>(tag.block_size))
     throw Failure("the blocks of tag " + tag.Uid() + " hold " + std::to_string(tag.block_size) +
                   " bytes; " + std::to_string(data.size()) + " given", 2);
-  CheckCard(ctx.ov.OV_ISO15693_Write(ctx.reader_id, kAddressed, tag.air_uid.data(),
-                                     static_cast<unsigned char>(o.block),
-                                     static_cast<unsigned char>(data.size()), data.data()),
-            "writing " + BlockWords(o.block), kWriteDeadlineMs, "the tag refused it (is the block locked?)");
+  WriteVicinityBlock(ctx, tag, o.block, data);
   Json& d = ctx.out().doc();
   d["uid"] = tag.Uid();
   d["block"] = o.block;
@@ -134,6 +75,71 @@ void Write(Context& ctx, const WriteOptions& o) {
 }
 
 }  // namespace
+
+bool FindVicinityTag(Context& ctx, VicinityTag& tag) {
+  unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
+  int rc = ctx.ov.OV_ISO15693_Inventory(ctx.reader_id, answer, &len);
+  if (rc == -3) return false;
+  CheckCard(rc, "inventory", kVicinityQueryDeadlineMs, "");
+  if (len < 9) throw Failure("inventory: the reader's answer has " + std::to_string(len) +
+                             " bytes, not DSFID and UID");
+  VicinityTag t;
+  t.dsfid = answer[0];
+  t.air_uid.assign(answer + 1, answer + 9);
+  unsigned char info[ORVEX_MAX_ANSWER];
+  CheckCard(ctx.ov.OV_ISO15693_Get_System_Information(ctx.reader_id, kVicinityAddressed, t.air_uid.data(),
+                                                      info, &len),
+            "reading the system information of tag " + t.Uid(), kVicinityQueryDeadlineMs,
+            "the tag " + t.Uid() + " did not answer");
+  // Information flags, UID, then DSFID, AFI and the memory size (blocks - 1,
+  // block size - 1) when the flags say they are present.
+  if (len < 9 || (info[0] & 0x04) == 0)
+    throw Failure("the tag " + t.Uid() + " does not tell its memory size");
+  size_t at = 9 + ((info[0] & 0x01) ? 1 : 0) + ((info[0] & 0x02) ? 1 : 0);
+  if (len < at + 2) throw Failure("the tag " + t.Uid() + "'s system information is cut short");
+  t.blocks = info[at] + 1;
+  t.block_size = (info[at + 1] & 0x1F) + 1;
+  tag = t;
+  return true;
+}
+
+VicinityTag FindVicinityTag(Context& ctx) {
+  VicinityTag tag;
+  if (!FindVicinityTag(ctx, tag)) throw Failure("inventory: no ISO 15693 tag in the field");
+  return tag;
+}
+
+Bytes ReadVicinityBlocks(Context& ctx, const VicinityTag& tag, int first, int count) {
+  // The read reports its length in one byte: a read of large blocks asks
+  // for fewer; and its answer must cross the line within its deadline.
+  constexpr int kBlocksPerRead = 32, kMaxReadBytes = 255;
+  const int per_read = UnitsPerRead(ctx.speed(), kVicinityReadDeadlineMs, tag.block_size,
+                                    std::min(kBlocksPerRead, kMaxReadBytes / tag.block_size));
+  Bytes out, uid = tag.air_uid;
+  for (int b = first; b < first + count; b += per_read) {
+    int n = std::min(per_read, first + count - b);
+    unsigned char data[ORVEX_MAX_ANSWER], len = 0;
+    std::string what = n == 1 ? "reading block " + std::to_string(b)
+                              : "reading blocks " + std::to_string(b) + " to " + std::to_string(b + n - 1);
+    CheckCard(ctx.ov.OV_ISO15693_Read(ctx.reader_id, kVicinityAddressed, uid.data(),
+                                      static_cast<unsigned char>(b), static_cast<unsigned char>(n), data, &len),
+              what, kVicinityReadDeadlineMs, "the tag refused the read");
+    if (len != n * tag.block_size)
+      throw Failure(what + ": " + std::to_string(len) + " bytes came back, not " +
+                    std::to_string(n * tag.block_size));
+    out.insert(out.end(), data, data + len);
+  }
+  return out;
+}
+
+void WriteVicinityBlock(Context& ctx, const VicinityTag& tag, int block, const Bytes& data) {
+  Bytes copy = data, uid = tag.air_uid;
+  CheckCard(ctx.ov.OV_ISO15693_Write(ctx.reader_id, kVicinityAddressed, uid.data(),
+                                     static_cast<unsigned char>(block),
+                                     static_cast<unsigned char>(copy.size()), copy.data()),
+            "writing block " + std::to_string(block), kVicinityWriteDeadlineMs,
+            "the tag refused it (is the block locked?)");
+}
 
 void AddVicinityCommands(CLI::App& app, Context& ctx) {
   auto* v = app.add_subcommand("iso15693", "ISO 15693 tags: read and write blocks");
