@@ -228,4 +228,19 @@ TEST_F(Cli, NtagDumpAtEveryLineSpeed) {
   }
 }
 
+// A whole-tag read of an ISO 15693 tag at every line speed: each read asks
+// for as many blocks as cross the line within its deadline.
+TEST_F(Cli, Iso15693ReadAtEveryLineSpeed) {
+  for (const char* speed : {"4800", "9600", "19200", "38400"}) {
+    SimProcess sim(std::string("--baud ") + speed + " --empty --card iso15693:E004010011223344", Path("sim.out"));
+    const std::string pty = sim.pty();
+    ASSERT_FALSE(pty.empty());
+    Result r = Run({"--device", pty + "@" + speed, "iso15693", "read", "--json"});
+    ASSERT_EQ(r.status, 0) << speed << ": " << r.err;
+    EXPECT_EQ(r.Json()["memory"].size(), 28u);
+    Result next = Run({"--device", pty + "@" + speed, "info"});
+    EXPECT_EQ(next.status, 0) << next.err;
+  }
+}
+
 }  // namespace
