@@ -5,7 +5,9 @@ if(TARGET orvex_tool)
   find_package(nlohmann_json 3 REQUIRED)
   pkg_check_modules(CLI_TEST_LIBPNG REQUIRED IMPORTED_TARGET libpng)
   file(GLOB CLI_TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/cli/*_test.cpp)
-  add_executable(cli_test ${CLI_TEST_SOURCES})
+  # The scripted fake reader (self-contained) for answers no simulated card gives.
+  add_executable(cli_test ${CLI_TEST_SOURCES} ${CMAKE_CURRENT_SOURCE_DIR}/support/fake_reader.cpp)
+  target_include_directories(cli_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/support)
   target_compile_definitions(cli_test PRIVATE ORVEX_TOOL="$<TARGET_FILE:orvex_tool>"
                              ORVEX_SIM_TOOL="$<TARGET_FILE:orvex-sim>"
                              ORVEX_MAN_DIR="${PROJECT_SOURCE_DIR}/tools/man")

@@ -46,7 +46,8 @@ TEST_F(Cli, NtagDumpAsTextAndToAFile) {
   EXPECT_EQ(r.out.find("page  45: "), std::string::npos) << r.out;
   r = Run({"--sim-card", std::string("ntag215:") + kNtagUid, "ntag", "dump", Path("tag.bin")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out, "dumped 135 pages of NTAG215 " + std::string(kNtagUid) + " to " + Path("tag.bin") + "\n");
+  EXPECT_EQ(r.out, "dumped 135 pages of NTAG215 " + std::string(kNtagUid) + " to " + Path("tag.bin") +
+                       " (simulated reader)\n");
   std::string image = Slurp(Path("tag.bin"));
   ASSERT_EQ(image.size(), 540u);
   EXPECT_EQ(image.substr(12, 4), std::string("\xE1\x10\x3E\x00", 4));
@@ -88,7 +89,7 @@ TEST_F(Cli, Iso15693WriteABlock) {
   Result r = Run({"--sim-card", std::string("iso15693:") + kVicinityUid, "iso15693", "write", "5",
                   "DE AD", "BEEF"});
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out, "wrote block 5 of tag E004010011223344: DEADBEEF\n");
+  EXPECT_EQ(r.out, "wrote block 5 of tag E004010011223344: DEADBEEF (simulated reader)\n");
   r = Run({"--sim-card", "iso15693", "iso15693", "write", "27", "01020304", "-j"});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.Json()["block"], 27);

@@ -79,14 +79,14 @@ TEST_F(Cli, ScanFindsALowFrequencyCard) {
 TEST_F(Cli, BeepLedAndDisplay) {
   Result r = Run({"beep", "-n", "3"});
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out, "beeped 3 time(s)\n");
+  EXPECT_EQ(r.out, "beeped 3 time(s) (simulated reader)\n");
   r = Run({"led", "--lamp", "2", "--leave-lit", "1", "--json"});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.Json()["lamp"], 2);
   EXPECT_EQ(r.Json()["lit"], 1);
   r = Run({"display", "12.34", "--align", "right"});
   EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out, "display shows \"12.34\"\n");
+  EXPECT_EQ(r.out, "display shows \"12.34\" (simulated reader)\n");
 }
 
 TEST_F(Cli, RawPassThroughEchoesInModeZero) {

@@ -48,7 +48,7 @@ TEST_F(Lcd, ImageIsScaledToFitAndKeepsItsEdges) {
   Result r = RunLcd({"lcd", "image", Path("half.png")});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "display shows " + Path("half.png") +
-                       " (256 x 128 scaled to fit 128 x 64, 4096 dark pixels)\n");
+                       " (256 x 128 scaled to fit 128 x 64, 4096 dark pixels) (simulated reader)\n");
   auto rows = Screen();
   ASSERT_EQ(rows.size(), 64u);
   for (const auto& row : rows) EXPECT_EQ(row, std::string(64, '#') + std::string(64, '.'));
@@ -82,7 +82,7 @@ TEST_F(Lcd, GreyIsDitheredAndASquareImageIsCentred) {
 TEST_F(Lcd, TextGoesOnTheLinesAsked) {
   Result r = RunLcd({"lcd", "text", "HELLO"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out, "display shows \"HELLO\" on 1 line(s)\n");
+  EXPECT_EQ(r.out, "display shows \"HELLO\" on 1 line(s) (simulated reader)\n");
   auto rows = Screen();
   ASSERT_EQ(rows.size(), 64u);
   size_t top = 0;
@@ -128,7 +128,7 @@ TEST_F(Lcd, ClockSetAndRead) {
   ASSERT_EQ(r.status, 0) << r.err;
   // Read back at once: the same minute (the second may have moved on).
   EXPECT_EQ(r.out.substr(0, 40), "clock set; reader clock 2026-01-02 03:04") << r.out;
-  EXPECT_NE(r.out.find("(Friday)\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("(Friday) (simulated reader)\n"), std::string::npos) << r.out;
   r = Run({"--sim-display", "lcd", "clock", "-j"});
   ASSERT_EQ(r.status, 0) << r.err;
   auto j = r.Json();

@@ -9,6 +9,9 @@
 #include <thread>
 
 #include "cli_support.h"
+#include "fake_reader.h"
+#include "orvexsim/card_spec.h"
+#include "orvexsim/simulator.h"
 
 namespace {
 
@@ -23,6 +26,8 @@ std::string ReadAll(const std::string& path) {
 class SimProcess {
  public:
   SimProcess(const std::string& options, const std::string& out) {
+    // An earlier orvex-sim's first line must not pass for this one's.
+    unlink(out.c_str());
     int in[2];
     if (pipe(in) != 0) return;
     pid_ = fork();
@@ -241,6 +246,32 @@ TEST_F(Cli, Iso15693ReadAtEveryLineSpeed) {
     Result next = Run({"--device", pty + "@" + speed, "info"});
     EXPECT_EQ(next.status, 0) << next.err;
   }
+}
+
+// A reader whose answer to one block read comes back short: the dump fails
+// and says so, and writes no file (it used to record the block as zeros).
+// The fake reader passes every command to a simulated reader and cuts the
+// fifth block read's answer to 8 bytes.
+TEST_F(Cli, MfcDumpRefusesABlockAnswerCutShort) {
+  orvexsim::Simulator sim;
+  std::string error;
+  sim.Place(orvexsim::MakeCard("mfc1k:11223344", 0, error));
+  orvex_test::FakeReader reader;
+  int reads = 0;
+  constexpr uint8_t kReadBlock = 0x29;
+  reader.SetResponder([&](const orvex_test::Command& c) {
+    auto answer = sim.Handle(c.reader, c.cmd, c.data);
+    if (!answer) return orvex_test::Reply::Silence();
+    orvex_test::Bytes data = answer->data;
+    if (c.cmd == kReadBlock && answer->status == 0 && ++reads == 5) data.resize(8);
+    return orvex_test::Reply::Frame(answer->status, data);
+  });
+  Result r = Run({"--device", reader.path(), "mfc", "dump", Path("card.mfd")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("reading block 4: the reader's answer was cut short (8 of 16 bytes)"), std::string::npos)
+      << r.err;
+  EXPECT_EQ(access(Path("card.mfd").c_str(), F_OK), -1);
+  EXPECT_EQ(reads, 5);
 }
 
 }  // namespace

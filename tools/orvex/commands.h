@@ -41,6 +41,9 @@ class Context {
   }
   void Close() { link_.reset(); }
   Orvex ov;
+  // A line saying that an action was done; from the simulated reader it
+  // says so, so that nobody takes it for a card's result.
+  void Done(const std::string& line) { out().Line(line + (simulated() ? " (simulated reader)" : "")); }
 
   // A subcommand's action, run after the whole command line was parsed.
   void Register(CLI::App* sub, std::function<void()> action) { actions_[sub] = std::move(action); }

@@ -84,7 +84,7 @@ void Text(Context& ctx, const TextOptions& o) {
   }
   ctx.out().doc()["shown"] = o.text;
   ctx.out().doc()["lines"] = pieces.size();
-  ctx.out().Line("display shows \"" + o.text + "\" on " + std::to_string(pieces.size()) + " line(s)");
+  ctx.Done("display shows \"" + o.text + "\" on " + std::to_string(pieces.size()) + " line(s)");
 }
 
 // A grey image, one byte a pixel, 0 black and 255 white.
@@ -180,7 +180,7 @@ void Image(Context& ctx, const ImageOptions& o) {
   d["source_width"] = g.width;
   d["source_height"] = g.height;
   d["dark_pixels"] = lit;
-  ctx.out().Line("display shows " + o.file + " (" + std::to_string(g.width) + " x " +
+  ctx.Done("display shows " + o.file + " (" + std::to_string(g.width) + " x " +
                  std::to_string(g.height) + " scaled to fit 128 x 64, " + std::to_string(lit) +
                  " dark pixels)");
 }
@@ -248,7 +248,7 @@ void Clock(Context& ctx, const ClockOptions& o) {
   d["clock"] = text;
   d["weekday"] = weekday;
   if (!record.empty()) d["set"] = true;
-  ctx.out().Line(std::string(record.empty() ? "" : "clock set; ") + "reader clock " + text + " (" + weekday + ")");
+  ctx.Done(std::string(record.empty() ? "" : "clock set; ") + "reader clock " + text + " (" + weekday + ")");
 }
 
 }  // namespace

@@ -146,9 +146,8 @@ void Dump(Context& ctx, const DumpOptions& o) {
   d["file"] = o.file;
   d["sectors"] = sectors;
   if (o.file != "-")
-    ctx.out().Line("dumped " + std::to_string(blocks) + " blocks of " + d["type"].get<std::string>() + " " +
-                   Hex(card.uid) + " to " + o.file + " (keys found: " + o.file + ".keys)" +
-                   (ctx.simulated() ? " (simulated reader)" : ""));
+    ctx.Done("dumped " + std::to_string(blocks) + " blocks of " + d["type"].get<std::string>() + " " +
+                   Hex(card.uid) + " to " + o.file + " (keys found: " + o.file + ".keys)");
 }
 
 struct RestoreOptions {
@@ -348,8 +347,7 @@ void Restore(Context& ctx, const RestoreOptions& o) {
   Json sk = Json::array();
   for (const auto& s : skipped) sk.push_back(std::stoi(s));
   ctx.out().doc()["trailers_left"] = sk;
-  ctx.out().Line("restored " + std::to_string(written) + " blocks from " + o.file + " to " + Hex(card.uid) +
-                 (ctx.simulated() ? " (simulated reader)" : ""));
+  ctx.Done("restored " + std::to_string(written) + " blocks from " + o.file + " to " + Hex(card.uid));
 }
 
 struct AclOptions {

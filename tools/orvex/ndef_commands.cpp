@@ -29,10 +29,6 @@ ClassicKey KeyOption(const std::string& text, const std::string& what) {
   return key;
 }
 
-std::string Done(Context& ctx, const std::string& line) {
-  return line + (ctx.simulated() ? " (simulated reader)" : "");
-}
-
 // ---- Records from the command line -------------------------------------------
 struct RecordOptions {
   std::vector<std::string> texts, uris, posters, mimes, vcards, wifis, aars, externals;
@@ -284,8 +280,8 @@ void WriteToTag(Context& ctx, const Bytes& message, const std::string& key_text,
   d["message_bytes"] = message.size();
   d["capacity"] = report.capacity;
   d["units_written"] = report.units_written;
-  ctx.out().Line(Done(ctx, verb + " the " + tag.Name() + " (" + std::to_string(message.size()) + " of " +
-                               std::to_string(report.capacity) + " bytes), read back and checked"));
+  ctx.Done(verb + " the " + tag.Name() + " (" + std::to_string(message.size()) + " of " +
+           std::to_string(report.capacity) + " bytes), read back and checked");
 }
 
 struct WriteOptions {
@@ -342,7 +338,7 @@ void FormatType2(Context& ctx, const TypeACardInfo& card, bool yes) {
   CheckCard(ctx.ov.OV_NTag_Write(ctx.reader_id, 3, new_cc), "writing page 3", 500, "the tag refused the write");
   ctx.out().doc()["tag"] = kind;
   ctx.out().doc()["uid"] = Hex(card.uid);
-  ctx.out().Line(Done(ctx, "formatted the " + name + " for NDEF (" + std::to_string(size * 8) + " bytes)"));
+  ctx.Done("formatted the " + name + " for NDEF (" + std::to_string(size * 8) + " bytes)");
 }
 
 // A MIFARE Classic in transport configuration: the directory in sector 0
@@ -430,8 +426,8 @@ void FormatClassic(Context& ctx, const TypeACardInfo& card, const ClassicKey& ke
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.out().doc()["mad_trailer"] = Hex(mad_trailer);
   ctx.out().doc()["ndef_trailer"] = Hex(ndef_trailer);
-  ctx.out().Line(Done(ctx, "formatted the " + name + " for NDEF (" + std::to_string(sectors - (four_k ? 2 : 1)) +
-                               " NDEF sectors, key B " + Hex(key_b.data(), 6) + ")"));
+  ctx.Done("formatted the " + name + " for NDEF (" + std::to_string(sectors - (four_k ? 2 : 1)) +
+           " NDEF sectors, key B " + Hex(key_b.data(), 6) + ")");
 }
 
 void Format(Context& ctx, const FormatOptions& o) {

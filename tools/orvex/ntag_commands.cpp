@@ -72,7 +72,7 @@ void Dump(Context& ctx, const DumpOptions& o) {
   if (file) {
     file->Commit(memory);
     d["file"] = o.file;
-    ctx.out().Line("dumped " + std::to_string(model.pages) + " pages of " + model.name + " " +
+    ctx.Done("dumped " + std::to_string(model.pages) + " pages of " + model.name + " " +
                    Hex(card.uid) + " to " + o.file);
     return;
   }

@@ -86,7 +86,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
     CheckReader(ctx.ov.OV_Buzzer(ctx.reader_id, beep_on, beep_off, beep_count), "sounding the buzzer",
                 kReaderDeadlineMs);
     ctx.out().doc()["beeps"] = beep_count;
-    ctx.out().Line("beeped " + std::to_string(beep_count) + " time(s)");
+    ctx.Done("beeped " + std::to_string(beep_count) + " time(s)");
   });
 
   static int led_lamp = 1, led_on = 10, led_off = 10, led_count = 1, led_lit = 0;
@@ -103,7 +103,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
     ctx.out().doc()["lamp"] = led_lamp;
     ctx.out().doc()["blinks"] = led_count;
     ctx.out().doc()["lit"] = led_lit;
-    ctx.out().Line("lamp " + std::to_string(led_lamp) + " blinked " + std::to_string(led_count) +
+    ctx.Done("lamp " + std::to_string(led_lamp) + " blinked " + std::to_string(led_count) +
                    " time(s), lamp " + std::to_string(led_lit) + " left lit");
   });
 
@@ -122,7 +122,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
     CheckReader(ctx.ov.OV_LEDDisplay(ctx.reader_id, align, text.data()), "showing the text",
                 kReaderDeadlineMs);
     ctx.out().doc()["shown"] = display_text;
-    ctx.out().Line("display shows \"" + display_text + "\"");
+    ctx.Done("display shows \"" + display_text + "\"");
   });
 
   static int raw_mode = 0, raw_timeout = 10;

@@ -71,7 +71,7 @@ void Write(Context& ctx, const WriteOptions& o) {
   d["uid"] = tag.Uid();
   d["block"] = o.block;
   d["data"] = Hex(data);
-  ctx.out().Line("wrote " + BlockWords(o.block) + " of tag " + tag.Uid() + ": " + Hex(data));
+  ctx.Done("wrote " + BlockWords(o.block) + " of tag " + tag.Uid() + ": " + Hex(data));
 }
 
 }  // namespace
