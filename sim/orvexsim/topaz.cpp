@@ -9,9 +9,10 @@ Topaz::Topaz(Bytes uid) : TypeACard(std::move(uid)) {
   std::copy(uid_.begin(), uid_.end(), mem_.begin());
   Bytes rest = Pseudorandom(uid_, 3);
   std::copy(rest.begin(), rest.end(), mem_.begin() + 4);
-  // Capability container of an empty Type 1 tag in block 1.
-  const uint8_t cc[] = {0xE1, 0x10, 0x3F, 0x00};
-  std::copy(cc, cc + 4, mem_.begin() + 8);
+  // Capability container of an empty Type 1 tag in block 1, and its empty
+  // NDEF message right after it.
+  const uint8_t cc[] = {0xE1, 0x10, 0x3F, 0x00, 0x03, 0x00, 0xFE};
+  std::copy(cc, cc + 7, mem_.begin() + 8);
 }
 
 bool Topaz::ForMe(const Bytes& f, size_t uid_at) const {

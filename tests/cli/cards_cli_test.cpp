@@ -276,6 +276,38 @@ TEST_F(SimServer, NdefWrittenAfterAScanReadsBackFromTheSameTag) {
   EXPECT_EQ(r.Json()["memory"][4].get<std::string>().substr(0, 2), "03");
 }
 
+// NDEF on a Topaz (Type 1) and on an ISO 15693 tag (Type 5) once its
+// capability container is written, on a field that lasts between runs.
+TEST_F(SimServer, NdefOnTopazAndIso15693Tags) {
+  Start({"--empty", "--card", "topaz:920C82AE"});
+  Result r = On({"ndef", "write", "--text", "hello", "--uri", "https://example.com/t"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "wrote 2 NDEF record(s) in 30 bytes to the Topaz 920C82AE (30 of 90 bytes), read back and checked\n");
+  r = On({"ndef", "read"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "Topaz 920C82AE: NDEF message of 30 bytes, 2 record(s)\nrecord 1: text \"hello\" (en)\n"
+                   "record 2: uri \"https://example.com/t\"\n");
+}
+
+TEST_F(SimServer, NdefOnAnIso15693TagWithItsCapabilityContainer) {
+  Start({"--empty", "--card", "iso15693:E004010011223344"});
+  // 28 blocks of 4 bytes: the container (E1, version 1.0, 13 x 8 bytes), then an empty message.
+  ASSERT_EQ(On({"iso15693", "write", "0", "E1400D00"}).status, 0);
+  ASSERT_EQ(On({"iso15693", "write", "1", "0300FE00"}).status, 0);
+  Result r = On({"ndef", "write", "--text", std::string(90, 'v')});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "wrote 1 NDEF record(s) in 97 bytes to the ISO 15693 tag E004010011223344 (97 of 102 bytes), "
+                   "read back and checked\n");
+  r = On({"ndef", "read", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["records"][0]["text"], std::string(90, 'v'));
+  r = On({"ndef", "write", "--text", std::string(96, 'v')});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("the message is 103 bytes; this tag takes at most 102 (nothing was written)"),
+            std::string::npos)
+      << r.err;
+}
+
 TEST_F(SimServer, Iso15693BlockWrittenReadsBack) {
   Start({"--card", "iso15693:E004010011223344"});
   Result r = On({"iso15693", "write", "2", "CAFEF00D"});

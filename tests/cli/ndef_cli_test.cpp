@@ -359,7 +359,7 @@ TEST_F(Ndef, UsageErrorsBeforeAnyReader) {
 TEST_F(Ndef, NoTagOrTheWrongCardInWords) {
   Result r = Run({"--sim-empty", "ndef", "read"});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: no NDEF tag in the field (looked for ISO 14443-A and ISO 15693 tags)\n");
+  EXPECT_EQ(r.err, "orvex: no NDEF tag in the field (looked for ISO 14443-A, ISO 15693 and Topaz tags)\n");
   r = Run({"--sim-card", "cpu:C1020304", "ndef", "write", "-t", "x"});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "orvex: the card C1020304 (ISO 14443-4 (CPU card)) holds no NFC Forum NDEF area this tool reads\n");

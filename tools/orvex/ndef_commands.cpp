@@ -1,6 +1,6 @@
 // Subcommands on NFC Forum NDEF messages: ndef read, write, erase and format
 // on the tag in the field (NTAG and other Type 2 tags, MIFARE Classic 1K and
-// 4K, ISO 15693 tags), and ndef encode and decode without a tag.
+// 4K, ISO 15693 tags, Topaz), and ndef encode and decode without a tag.
 #include <csignal>
 
 #include "commands.h"

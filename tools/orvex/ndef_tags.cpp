@@ -323,6 +323,78 @@ NdefTag OpenType5(Context& ctx, const VicinityTag& v) {
   return tag;
 }
 
+// ---- Type 1: Topaz ------------------------------------------------------------------
+// The static memory: the capability container in bytes 8 to 11 of block 1,
+// the area from byte 12 to the end of block 0C (92 bytes), read in one RALL
+// and written byte by byte (WRITE-E). The dynamic memory of larger tags is
+// not used.
+class Type1Memory : public ndef::TagMemory {
+ public:
+  Type1Memory(Context& ctx, Bytes uid) : ctx_(ctx), uid_(std::move(uid)) {}
+  size_t size() const override { return kEnd - kStart; }
+  size_t unit() const override { return 1; }
+  long base() const override { return kStart; }
+  Bytes Read(size_t offset, size_t length) override {
+    Bytes all = ReadAll(ctx_, uid_);
+    return Bytes(all.begin() + static_cast<long>(kStart + offset),
+                 all.begin() + static_cast<long>(kStart + offset + length));
+  }
+  void Write(size_t offset, const Bytes& data) override {
+    for (size_t i = 0; i < data.size(); ++i) {
+      const size_t address = kStart + offset + i;
+      unsigned char back = 0;
+      Bytes uid = uid_;
+      const std::string what = "writing byte " + std::to_string(address);
+      CheckCard(ctx_.ov.OV_TOPAZ_WriteByteAfterErase(ctx_.reader_id, uid.data(), static_cast<unsigned char>(address / 8),
+                                                     static_cast<unsigned char>(address % 8), data[i], &back),
+                what, kTopazDeadlineMs, "the tag refused the write (or left the field)");
+    }
+  }
+
+  // Blocks 0 to 0E (120 bytes).
+  static Bytes ReadAll(Context& ctx, const Bytes& uid) {
+    unsigned char buf[ORVEX_MAX_ANSWER];
+    int len = 0;
+    Bytes u = uid;
+    CheckCard(ctx.ov.OV_TOPAZ_ReadAll(ctx.reader_id, u.data(), &len, buf), "reading the tag's memory (RALL)",
+              kTopazDeadlineMs, "the tag did not answer");
+    if (len < 120) throw Failure("reading the tag's memory (RALL): " + std::to_string(len) + " of 120 bytes came back");
+    return Bytes(buf, buf + 120);
+  }
+
+  static constexpr size_t kStart = 12, kEnd = 0x0D * 8;
+  static constexpr int kTopazDeadlineMs = 100;
+
+ private:
+  Context& ctx_;
+  Bytes uid_;
+};
+
+bool FindTopaz(Context& ctx, Bytes& uid) {
+  unsigned char hr0 = 0, hr1 = 0, buf[ORVEX_MAX_ANSWER];
+  int len = 0;
+  if (ctx.ov.OV_TOPAZ_ReadUID(ctx.reader_id, &hr0, &hr1, &len, buf) != 1 || len < 4) return false;
+  // The header ROM's high nibble 1: an NFC Forum Type 1 tag.
+  if ((hr0 & 0xF0) != 0x10) return false;
+  uid.assign(buf, buf + 4);
+  return true;
+}
+
+NdefTag OpenType1(Context& ctx, const Bytes& uid) {
+  NdefTag tag;
+  tag.kind = "Topaz";
+  tag.uid = Hex(uid);
+  Bytes all = Type1Memory::ReadAll(ctx, uid);
+  if (all[8] != 0xE1)
+    throw Failure("the " + tag.Name() + " is not formatted for NDEF (capability container " + Hex(all.data() + 8, 4) + ")");
+  if ((all[9] >> 4) != 1)
+    throw Failure("the " + tag.Name() + " has NDEF mapping version " + std::to_string(all[9] >> 4) + "." +
+                  std::to_string(all[9] & 15) + ", which this tool does not know");
+  if ((all[11] & 0x0F) != 0) tag.read_only = "its capability container denies writing (access byte " + Hex(all.data() + 11, 1) + ")";
+  tag.memory = std::make_unique<Type1Memory>(ctx, uid);
+  return tag;
+}
+
 }  // namespace
 
 NdefTag OpenNdefTag(Context& ctx, const ClassicKey& key_b, bool for_write) {
@@ -336,7 +408,9 @@ NdefTag OpenNdefTag(Context& ctx, const ClassicKey& key_b, bool for_write) {
   }
   VicinityTag v;
   if (FindVicinityTag(ctx, v)) return OpenType5(ctx, v);
-  throw Failure("no NDEF tag in the field (looked for ISO 14443-A and ISO 15693 tags)");
+  Bytes topaz;
+  if (FindTopaz(ctx, topaz)) return OpenType1(ctx, topaz);
+  throw Failure("no NDEF tag in the field (looked for ISO 14443-A, ISO 15693 and Topaz tags)");
 }
 
 }  // namespace orvextool

@@ -2,7 +2,7 @@
 // on each family: Type 2 (NTAG, Ultralight) after the capability container,
 // MIFARE Classic 1K and 4K in the sectors its application directory (MAD)
 // marks as NDEF, ISO 15693 (Type 5) after its capability container, and
-// Topaz (Type 1). The TLVs inside are the NDEF layer's.
+// Topaz (Type 1, its static memory). The TLVs inside are the NDEF layer's.
 #pragma once
 
 #include <array>
