@@ -231,6 +231,28 @@ TEST_F(Ndef, MifareClassicFormattedWrittenAndReadWithASecretKeyB) {
   EXPECT_EQ(Hex(image.substr(64, 2)), "03FF");
 }
 
+// A 4K card: the second directory in sector 16, which the message skips.
+TEST_F(Ndef, MifareClassic4KMessageAcrossTheSecondDirectory) {
+  Result r = Run({"--sim-card", "mfc4k:44332211", "--sim-save", Path("fmt.mfd"), "ndef", "format", "--yes"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("sector 0 and 16 (directory) trailer: A0A1A2A3A4A5787788C2FFFFFFFFFFFF\n"),
+            std::string::npos)
+      << r.out;
+  EXPECT_NE(r.out.find("(38 NDEF sectors, key B FFFFFFFFFFFF)"), std::string::npos) << r.out;
+  r = Run({"--sim-load", Path("fmt.mfd"), "--sim-save", Path("card.mfd"), "ndef", "write", "--text",
+           std::string(1000, 'k')});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("(1010 of 3356 bytes)"), std::string::npos) << r.out;
+  r = Run({"--sim-load", Path("card.mfd"), "ndef", "read", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["records"][0]["text"], std::string(1000, 'k'));
+  // Sector 16 still holds the directory; the message goes on in sector 17.
+  std::string image = Slurp(Path("card.mfd"));
+  ASSERT_EQ(image.size(), 4096u);
+  EXPECT_EQ(Hex(image.substr(64 * 16 + 2, 2)), "03E1");
+  EXPECT_EQ(image.substr(68 * 16, 16), std::string(16, 'k'));
+}
+
 TEST_F(Ndef, MifareClassicWithTheTlvBehindNullsAsAnotherWriterLeavesIt) {
   ASSERT_EQ(Run({"--sim-card", "mfc1k:11223344", "--sim-save", Path("fmt.mfd"), "ndef", "format", "--yes"}).status,
             0);
@@ -249,7 +271,11 @@ TEST_F(Ndef, MifareClassicTakenAwayAfterAnyBlockHoldsTheOldOrAnEmptyMessage) {
             0);
   ASSERT_EQ(Run({"--sim-load", Path("fmt.mfd"), "--sim-save", Path("old.mfd"), "ndef", "write", "-t", "old"}).status,
             0);
-  for (int k = 1; k <= 6; ++k) {
+  Result all = Run({"--sim-load", Path("old.mfd"), "--json", "ndef", "write", "-t", std::string(90, 'n')});
+  ASSERT_EQ(all.status, 0) << all.err;
+  const int blocks = all.Json()["units_written"];
+  ASSERT_GE(blocks, 7);
+  for (int k = 1; k < blocks; ++k) {
     Result r = Run({"--sim-load", Path("old.mfd"), "--sim-save", Path("cut.mfd"), "--sim-leave-after",
                     std::to_string(k), "ndef", "write", "-t", std::string(90, 'n')});
     EXPECT_EQ(r.status, 1) << k;
@@ -263,6 +289,20 @@ TEST_F(Ndef, MifareClassicTakenAwayAfterAnyBlockHoldsTheOldOrAnEmptyMessage) {
 }
 
 TEST_F(Ndef, MifareClassicWhoseAccessBitsDenyKeyBIsNotWritten) {
+  ASSERT_EQ(Run({"--sim-card", "mfc1k:11223344", "--sim-save", Path("fmt.mfd"), "ndef", "format", "--yes"}).status,
+            0);
+  // Sector 2's data blocks: read with A or B, never written (C1C2C3 010).
+  std::string image = Slurp(Path("fmt.mfd"));
+  image.replace(11 * 16 + 6, 3, std::string("\x0F\x07\x8F", 3));
+  Write(Path("locked.mfd"), image);
+  Result r = Run({"--sim-load", Path("locked.mfd"), "--sim-save", Path("after.mfd"), "ndef", "write", "-t", "x"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: the MIFARE Classic 1K 11223344 cannot be written: the access bits of sector 2 (0F078F) "
+                   "do not let key B write its data blocks; nothing was written\n");
+  EXPECT_EQ(Slurp(Path("after.mfd")), image);
+}
+
+TEST_F(Ndef, MifareClassicInTransportConfigurationIsNotNdef) {
   // Transport configuration: no directory yet.
   Result r = Run({"--sim-card", "mfc1k:11223344", "ndef", "write", "-t", "x"});
   EXPECT_EQ(r.status, 1);
