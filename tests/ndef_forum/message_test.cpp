@@ -2,18 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include "bytes.h"
 #include "ndef/forum/records.h"
 
 namespace orvex {
 namespace ndef {
 namespace {
 
-Bytes B(std::initializer_list<int> v) {
-  Bytes b;
-  for (int x : v) b.push_back(static_cast<uint8_t>(x));
-  return b;
-}
-Bytes S(const std::string& s) { return Bytes(s.begin(), s.end()); }
+using testing::B;
+using testing::S;
 Bytes Cat(Bytes a, const Bytes& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;

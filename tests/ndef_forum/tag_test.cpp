@@ -2,17 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "bytes.h"
 #include "ndef/forum/records.h"
 
 namespace orvex {
 namespace ndef {
 namespace {
 
-Bytes B(std::initializer_list<int> v) {
-  Bytes b;
-  for (int x : v) b.push_back(static_cast<uint8_t>(x));
-  return b;
-}
+using testing::B;
 
 struct TagGone : std::runtime_error {
   TagGone() : std::runtime_error("the tag left") {}
