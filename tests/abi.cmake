@@ -55,3 +55,21 @@ target_link_options(orvex_abi_variant PRIVATE -Wl,--version-script=${PROJECT_SOU
 add_test(NAME abi_check_fails_on_changed_parameter
   COMMAND sh -c "out=$(\"$0\" \"$1\" 2>&1); rc=$?; echo \"$out\"; [ $rc -eq 1 ] && echo \"$out\" | grep -q 'INCOMPATIBLE'"
           ${PROJECT_SOURCE_DIR}/scripts/abi-check $<TARGET_FILE:orvex_abi_variant>)
+
+# A second variant adds an exported function and changes nothing else: the
+# check tells that apart from a break (compatible, but not yet recorded).
+file(WRITE ${variant_dir}/added.cpp.new
+  "// One exported function more than the library has.\n"
+  "__attribute__((visibility(\"default\"))) int OrvexCheckConnectionAddedForTest() { return 1; }\n")
+configure_file(${variant_dir}/added.cpp.new ${variant_dir}/added.cpp COPYONLY)
+add_library(orvex_abi_addition SHARED ${variant_dir}/added.cpp $<TARGET_OBJECTS:orvex_objects>)
+target_link_libraries(orvex_abi_addition PRIVATE PkgConfig::LIBUSB)
+set_target_properties(orvex_abi_addition PROPERTIES
+  LIBRARY_OUTPUT_DIRECTORY ${variant_dir}/addition
+  OUTPUT_NAME orvex
+  SOVERSION 1
+  LINK_DEPENDS ${PROJECT_SOURCE_DIR}/src/liborvex.map)
+target_link_options(orvex_abi_addition PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/src/liborvex.map)
+add_test(NAME abi_check_tells_additions_apart
+  COMMAND sh -c "out=$(\"$0\" \"$1\" 2>&1); rc=$?; echo \"$out\"; [ $rc -eq 1 ] && echo \"$out\" | grep -q 'compatible additions' && ! echo \"$out\" | grep -q 'INCOMPATIBLE'"
+          ${PROJECT_SOURCE_DIR}/scripts/abi-check $<TARGET_FILE:orvex_abi_addition>)
