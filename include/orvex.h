@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file orvex.h
  * orvex.h — host library for Orvex desktop card readers (liborvex.so.1).

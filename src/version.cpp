@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's own version string, from the header's version macros. The
 // build passes CMake's project version too, and refuses to build when the
 // two differ, so the header, the library and the packages agree.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The library's ABI against the committed baseline (abi/liborvex.so.1.abi),
 # and proof that the check catches a break: a variant of liborvex.so.1 built
 # from the same objects, except that one exported method takes a long where

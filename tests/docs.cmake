@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The API reference's documentation warnings are errors: a copy of the
 # header with one undocumented method added, and one whose documentation
 # names a parameter the method does not have, each fail doxygen with the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The version is written in three places a release changes together: the
 # CMake project, the header's ORVEX_VERSION_* macros and debian/changelog.
 # This test reads all three, and asks the built tool and library too.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the Debian packages in build/debs/ (scripts/package) on this
 # machine with dpkg -i, uses them as a user would, purges them, and checks
 # that they left nothing behind. Needs root; changes /usr while it runs, and

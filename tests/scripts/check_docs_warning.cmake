@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # -DDOXYGEN -DDOXYFILE the build's configuration -DHEADER include/orvex.h
 # -DWORK scratch directory
 cmake_minimum_required(VERSION 3.25)

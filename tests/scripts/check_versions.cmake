@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # -DSOURCE the source tree   -DTOOL the built orvex tool
 cmake_minimum_required(VERSION 3.25)
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // orvex: drives an Orvex card reader from the command line.
 //
 //   orvex [global options] SUBCOMMAND [options] [arguments]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on NDEF messages of MIFARE Classic 1K and NTAG tags: ndef
 // write (text and URI records, in the order given) and ndef read.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program built against an installed copy of the library. It prints the
 // library's fixed DLL version (7) and checks that the library it loaded
 // reports the version of the header it was compiled with; given a device
