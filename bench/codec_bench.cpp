@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The frame codec's encode and decode throughput, and the library's DES and
 // triple-DES block rates beside OpenSSL's on the same machine.
 #include <benchmark/benchmark.h>

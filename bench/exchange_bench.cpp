@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exchange against the simulated reader on a pseudo-terminal.
 //
 // Every figure is a ratio of two things measured in the same run, so that

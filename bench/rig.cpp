@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rig.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the exchange benchmarks share: the simulated reader served on a
 // pseudo-terminal and opened by the library, the typical commands, a raw
 // exchange on the library's own descriptor, and a few timing helpers.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Turns the benchmark program's JSON output into the one table of figures.
 
 Each benchmark run already reports medians of its own exchanges and the

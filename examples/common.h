@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared by the examples: opening the reader named on the command line.
 //   example CONNECTION [READER_ID]
 // CONNECTION is any connection string of the library: a serial device path

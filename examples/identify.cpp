@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opens a reader, prints who it is, and beeps it once.
 #include "common.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Activates the FMCOS CPU card in the field, selects its purse application
 // (DF 1001), verifies the PIN and prints the electronic purse's balance.
 #include "common.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads block 4 of the MIFARE Classic card in the field with key A.
 #include "common.h"
 

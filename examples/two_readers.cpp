@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Two readers driven from two threads at once, each through a link of its
 // own: for example a card reader at the till and a second reader holding
 // the SAMs.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes an NDEF message with one URI record to the NTAG in the field, then
 // reads it back.
 #include "common.h"

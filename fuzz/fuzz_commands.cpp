@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every public method's answer handling, over an in-process line that answers
 // each command with fuzzer-chosen bytes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection-string parser on arbitrary bytes (embedded NULs, any
 // length): it never crashes, and what it accepts is consistent: a USB form
 // names a bus and address in range or a non-empty serial string, a serial

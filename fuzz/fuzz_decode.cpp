@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The answer decoder on arbitrary bytes, in both frame shapes, and the
 // unstuffing on its own. The first input byte picks the shape.
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The NDEF decoders on tag images, which are attacker-controlled data: the
 // message TLV walk (exactly-sized input, so any overread is a finding) and
 // the single-record decoder, then every record taken out into buffers of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The NFC Forum NDEF layer on hostile bytes: the message decoder (strict
 // and relaxed) and every record reader, the TLV layout of a tag area, and a
 // write into such an area. Beyond memory safety it checks the layer's

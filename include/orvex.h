@@ -1,4 +1,6 @@
-/*
+// SPDX-License-Identifier: MIT
+/**
+ * @file orvex.h
  * orvex.h — host library for Orvex desktop card readers (liborvex.so.1).
  *
  * One reader link per process, over a serial line or USB HID. Open it with
@@ -25,18 +27,46 @@
 #ifndef ORVEX_H
 #define ORVEX_H
 
+/** Marks what liborvex.so.1 exports (default visibility under GCC and clang). */
 #if defined(__GNUC__)
 #define ORVEX_API __attribute__((visibility("default")))
 #else
 #define ORVEX_API
 #endif
 
-/* The most a single answer can carry, in bytes, and so the most any
- * "all answer bytes" output can receive. */
+/* The library's version: the header an application was compiled with.
+ * OrvexVersionString() tells the version of the liborvex.so.1 it runs
+ * with. A release changes MINOR when it adds to the interface and PATCH
+ * when it only fixes; an incompatible change would need a new SONAME. */
+/** Major version of this header: the 1 of liborvex.so.1. */
+#define ORVEX_VERSION_MAJOR 1
+/** Minor version of this header: raised by releases that add to the interface. */
+#define ORVEX_VERSION_MINOR 0
+/** Patch version of this header: raised by releases that only fix. */
+#define ORVEX_VERSION_PATCH 0
+/** The three numbers as one integer, for preprocessor comparisons:
+ *  `#if ORVEX_VERSION >= ORVEX_MAKE_VERSION(1, 1, 0)`. */
+#define ORVEX_MAKE_VERSION(major, minor, patch) ((major) * 10000 + (minor) * 100 + (patch))
+/** This header's version as one integer (ORVEX_MAKE_VERSION). */
+#define ORVEX_VERSION \
+  ORVEX_MAKE_VERSION(ORVEX_VERSION_MAJOR, ORVEX_VERSION_MINOR, ORVEX_VERSION_PATCH)
+
+/** The version of the library loaded, "MAJOR.MINOR.PATCH" (for this header
+ *  "1.0.0"); a static string. OV_GetDLLVersion keeps its fixed 7. */
+ORVEX_API const char* OrvexVersionString();
+
+/** The most a single answer can carry, in bytes, and so the most any
+ *  "all answer bytes" output can receive. */
 #define ORVEX_MAX_ANSWER 1040
 
+/** The reader commands: every method drives the reader or the card in its
+ *  field over the link in use on the calling thread (the process-wide one,
+ *  or an OrvexLink made current by an OrvexLinkScope). The objects carry
+ *  no state; results are as the file's description says unless a method
+ *  says otherwise. */
 class ORVEX_API Orvex {
  public:
+  /** Nothing to set up: any number of objects share the link. */
   Orvex() {}
 
   /* ==================================================================== */
@@ -1416,24 +1446,24 @@ class ORVEX_API Orvex {
   /* Declared for source compatibility with the EPC Gen2 reader line and   */
   /* not provided by this library: a call fails to link.                   */
   /* ==================================================================== */
-  int OV_GetPower(int ReaderID);
-  int OV_SetPower(int ReaderID, int Power);
-  int OV_SetInventoryThreshold(int ReaderID, int Threshold);
-  int OV_GetInventoryThreshold(int ReaderID);
-  int OV_G2_Inventory(int ReaderID);
-  int OV_G2_Read(int ReaderID);
-  int OV_G2_Write(int ReaderID);
-  int OV_G2_WriteEPC(int ReaderID);
-  int OV_G2_KillTag(int ReaderID);
-  int OV_G2_SetProtected(int ReaderID);
-  int OV_G2_Earse(int ReaderID);
-  int OV_G2_SetReadProtectedWithEPC(int ReaderID);
-  int OV_G2_SetReadProtected(int ReaderID);
-  int OV_G2_SetUnlockReadProtected(int ReaderID);
-  int OV_G2_TestReadProtected(int ReaderID);
-  int OV_G2_SetEASAlert(int ReaderID);
-  int OV_G2_TestEASAlert(int ReaderID);
-  int OV_G2_LockUser(int ReaderID);
+  int OV_GetPower(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_SetPower(int ReaderID, int Power);  /**< not provided: a call fails to link */
+  int OV_SetInventoryThreshold(int ReaderID, int Threshold);  /**< not provided: a call fails to link */
+  int OV_GetInventoryThreshold(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_Inventory(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_Read(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_Write(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_WriteEPC(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_KillTag(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_SetProtected(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_Earse(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_SetReadProtectedWithEPC(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_SetReadProtected(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_SetUnlockReadProtected(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_TestReadProtected(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_SetEASAlert(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_TestEASAlert(int ReaderID);  /**< not provided: a call fails to link */
+  int OV_G2_LockUser(int ReaderID);  /**< not provided: a call fails to link */
 };
 
 /* ======================================================================== */
@@ -1455,23 +1485,40 @@ ORVEX_API int HID_OpenUSBPort_(int VID, int PID);
 ORVEX_API int HID_ClosePort_();
 
 /* Reader management commands, as the methods of the same meaning. */
+/** As Orvex::OV_GetReaderSerial. */
 ORVEX_API int GetReaderSerial_(int ReaderID, unsigned char* ReaderSerial);
+/** As Orvex::OV_GetReaderNo. */
 ORVEX_API int GetReaderNo_(int ReaderID, unsigned char* ReaderNo);
+/** As Orvex::OV_Buzzer. */
 ORVEX_API int Buzzer2_(int ReaderID, int Time_ON, int Time_OFF, int Cycle);
+/** As Orvex::OV_Led. */
 ORVEX_API int LED2_(int ReaderID, int LEDIndex, int Time_ON, int Time_OFF, int Cycle, int LedIndexOn);
+/** As Orvex::OV_AntennaStatus. */
 ORVEX_API int AntennaStatus_(int ReaderID, bool ATStatus);
+/** As Orvex::OV_SearchCardModeEx. */
 ORVEX_API int SearchCardMode_2(int ReaderID, int Mode, int Param);
+/** As Orvex::OV_SearchCardMode. */
 ORVEX_API int SearchCardMode_(int ReaderID, int Mode);
+/** As Orvex::OV_LEDDisplay. */
 ORVEX_API int LEDDisplay_(int ReaderID, int Alignment, char* LEDText);
+/** As Orvex::OV_LFCard_ReadID. */
 ORVEX_API int LFCard_ReadID_(int ReaderID, unsigned char* CardID);
+/** As Orvex::OV_WriteReaderMemory. */
 ORVEX_API int WriteFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToWrite);
+/** As Orvex::OV_ReadReaderMemory. */
 ORVEX_API int ReadFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead);
+/** As Orvex::OV_HFSelectAntenna. */
 ORVEX_API int SelectAntenna_(int ReaderID, int AntennaID);
+/** As Orvex::OV_SetParam. */
 ORVEX_API int SetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param);
+/** As Orvex::OV_GetParam. */
 ORVEX_API int GetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
                         unsigned char* OutResult);
+/** As Orvex::OV_Set433ModuleParam. */
 ORVEX_API int Set433ModuleParam_(int ReaderID, unsigned char* Param);
+/** As Orvex::OV_Get433ModuleParam. */
 ORVEX_API int Get433ModuleParam_(int ReaderID, unsigned char* Param);
+/** As OV_SendCMD. */
 ORVEX_API int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param,
                        int* OutLen, unsigned char* OutResult);
 
@@ -1479,37 +1526,38 @@ ORVEX_API int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsign
 
 /* ---- NDEF message and tags ---- */
 
-/* One NDEF record header byte (NFC Forum): the bit fields from the least
- * significant bit up, or the whole byte. */
+/** One NDEF record header byte (NFC Forum): the bit fields from the least
+ *  significant bit up, or the whole byte. */
 union NDEFHeader {
+  /** The header's bits. */
   struct {
-    unsigned char TNF : 3; /* type name format; 1 = NFC Forum well-known type */
-    unsigned char IL : 1;  /* an ID length byte is present */
-    unsigned char SR : 1;  /* short record: one payload length byte */
-    unsigned char CF : 1;  /* chunk flag */
-    unsigned char ME : 1;  /* message end */
-    unsigned char MB : 1;  /* message begin */
+    unsigned char TNF : 3; /**< type name format; 1 = NFC Forum well-known type */
+    unsigned char IL : 1;  /**< an ID length byte is present */
+    unsigned char SR : 1;  /**< short record: one payload length byte */
+    unsigned char CF : 1;  /**< chunk flag */
+    unsigned char ME : 1;  /**< message end */
+    unsigned char MB : 1;  /**< message begin */
   } Header;
-  unsigned char Value;
+  unsigned char Value; /**< the whole header byte */
 };
 
-/* One NDEF record carrying a URI or an English text, as a short record of
- * well-known type "U" or "T". */
+/** One NDEF record carrying a URI or an English text, as a short record of
+ *  well-known type "U" or "T". */
 class ORVEX_API NDEFRecord {
  public:
-  NDEFHeader Header;
-  unsigned char TypeLength;
-  unsigned char PayloadLength; /* the one payload length the record has */
-  unsigned char IDLength;
-  char Type[255];
-  unsigned char ID[255];       /* only ever filled by decoding */
-  unsigned char Payload[255];
-  unsigned char MB;            /* message begin, 0 or 1 */
-  unsigned char ME;            /* message end, 0 or 1 */
-  unsigned char URI;           /* URI identifier code; 0 means a text record */
-  char string[255];            /* the URI after its code, or the text; not terminated */
-  int strLen;                  /* bytes of string in use */
-  bool NDEFFormat;             /* decoding recognised a text or URI record */
+  NDEFHeader Header;           /**< the record's header byte */
+  unsigned char TypeLength;    /**< bytes of Type in use (1 for "U" or "T") */
+  unsigned char PayloadLength; /**< the one payload length the record has */
+  unsigned char IDLength;      /**< bytes of ID in use */
+  char Type[255];              /**< the record type, "U" or "T"; not terminated */
+  unsigned char ID[255];       /**< only ever filled by decoding */
+  unsigned char Payload[255];  /**< the payload, PayloadLength bytes */
+  unsigned char MB;            /**< message begin, 0 or 1 */
+  unsigned char ME;            /**< message end, 0 or 1 */
+  unsigned char URI;           /**< URI identifier code; 0 means a text record */
+  char string[255];            /**< the URI after its code, or the text; not terminated */
+  int strLen;                  /**< bytes of string in use */
+  bool NDEFFormat;             /**< decoding recognised a text or URI record */
 
   /** An item to encode: Len bytes of s (at most 255; a longer Len keeps 255,
    *  a negative one none) and the URI identifier code uri (0 for a text). */
@@ -1527,17 +1575,19 @@ class ORVEX_API NDEFRecord {
   int DecodeFrom(unsigned char* buffer);
 };
 
-/* An NDEF message of up to five records, as one NDEF Message TLV. */
+/** An NDEF message of up to five records, as one NDEF Message TLV. */
 class ORVEX_API TLV {
  public:
-  unsigned char TLVBlank;      /* NULL TLV tag 0x00 */
-  unsigned char TLVHeader;     /* NDEF Message TLV tag 0x03 */
-  unsigned char TLVTeminate;   /* Terminator TLV tag 0xFE */
-  int RecordCount;             /* records held, 0 to 5 */
-  NDEFRecord* NFCRecord[5];    /* the records in message order, owned */
-  unsigned char Key[6];        /* MIFARE key for saving and reading; FF x 6 */
+  unsigned char TLVBlank;      /**< NULL TLV tag 0x00 */
+  unsigned char TLVHeader;     /**< NDEF Message TLV tag 0x03 */
+  unsigned char TLVTeminate;   /**< Terminator TLV tag 0xFE */
+  int RecordCount;             /**< records held, 0 to 5 */
+  NDEFRecord* NFCRecord[5];    /**< the records in message order, owned */
+  unsigned char Key[6];        /**< MIFARE key for saving and reading; FF x 6 */
 
+  /** An empty message with the key FF x 6. */
   TLV();
+  /** Deletes the records held. */
   ~TLV();
   TLV(const TLV&) = delete;
   TLV& operator=(const TLV&) = delete;
@@ -1592,20 +1642,35 @@ ORVEX_API int OV_FM_Select(int ReaderID, unsigned char FileMode, unsigned char L
  * MPlus_L0_Write_ is OV_MFP_L0_WritePerso, MPlus_L0_To_L13_
  * OV_MFP_L0_CommitPerso, MPlus_L0_To_L23_ OV_MFP_SwitchToLevel, and every
  * other MPlus_<name>_ is OV_MFP_<name>. */
+/** As Orvex::OV_MFP_L0_WritePerso. */
 ORVEX_API int MPlus_L0_Write_(int ReaderID, int BlockID, unsigned char* pData);
+/** As Orvex::OV_MFP_L0_CommitPerso. */
 ORVEX_API int MPlus_L0_To_L13_(int ReaderID);
+/** As Orvex::OV_MFP_SwitchToLevel. */
 ORVEX_API int MPlus_L0_To_L23_(int ReaderID, int DesLevel, unsigned char* SwitchKey);
+/** As Orvex::OV_MFP_L3_Authorization. */
 ORVEX_API int MPlus_L3_Authorization_(int ReaderID, int KeyMode, int BlockID, unsigned char* Key);
+/** As Orvex::OV_MFP_L3_Read. */
 ORVEX_API int MPlus_L3_Read_(int ReaderID, int StartBlock, int BlockNums, int* DataLen, unsigned char* pData);
+/** As Orvex::OV_MFP_L3_Write. */
 ORVEX_API int MPlus_L3_Write_(int ReaderID, int StartBlock, int BlockNums, unsigned char* pData);
+/** As Orvex::OV_MFP_L3_Purse_Initial. */
 ORVEX_API int MPlus_L3_Purse_Initial_(int ReaderID, int BlockID, int InitialValue);
+/** As Orvex::OV_MFP_L3_Purse_Read. */
 ORVEX_API int MPlus_L3_Purse_Read_(int ReaderID, int BlockID, int* Value);
+/** As Orvex::OV_MFP_L3_Purse_Charge. */
 ORVEX_API int MPlus_L3_Purse_Charge_(int ReaderID, int BlockID, int Value);
+/** As Orvex::OV_MFP_L3_Purse_Decrease. */
 ORVEX_API int MPlus_L3_Purse_Decrease_(int ReaderID, int BlockID, int Value);
+/** As Orvex::OV_MFP_L3_Purse_Backup. */
 ORVEX_API int MPlus_L3_Purse_Backup_(int ReaderID, int BlockID, int DesBlockID);
+/** As Orvex::OV_MFP_Authorization_First. */
 ORVEX_API int MPlus_Authorization_First_(int ReaderID, int AESKeyAddr, unsigned char* AESKey);
+/** As Orvex::OV_MFP_Authorization_Follow. */
 ORVEX_API int MPlus_Authorization_Follow_(int ReaderID, int AESKeyAddr, unsigned char* AESKey);
+/** As Orvex::OV_MFP_CommonRead. */
 ORVEX_API int MPlus_CommonRead_(int ReaderID, int BlockID, int BlockNums, int* DataLen, unsigned char* pData);
+/** As Orvex::OV_MFP_CommonWrite. */
 ORVEX_API int MPlus_CommonWrite_(int ReaderID, int BlockID, int BlockNums, unsigned char* pData);
 
 /* ====================================================================== */

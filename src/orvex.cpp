@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Orvex class: every method forwards its arguments unchanged to one
 // internal function of a command module and returns its result unchanged.
 #include "orvex.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Helpers shared by the card command tests: the usual failures of a command
 // and its answer deadline, checked through the fake reader.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading the identity card number through the fake reader: the three
 // commands in order (type B search, type B request with the card's ATTRIB
 // parameters, the card-number sub-function under 0xC2), the -5 and -4 of

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Tests of the orvex command-line tool: the real program run against the
 # simulated reader built into it, its output and exit status checked. Every
 # tests/cli/*_test.cpp file joins the one test program.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frame codec: stuffing, frame building, answer decoding.
 #include <gtest/gtest.h>
 

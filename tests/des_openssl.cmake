@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # DES, triple-DES and one-block CBC compared with OpenSSL's libcrypto on random
 # keys and blocks. libcrypto is a test dependency only, linked to this one
 # program (its source does not match the *_test.cpp pattern for that reason).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DES, DES3 and DES3_CBC against OpenSSL's DES for 1,000 random keys and
 // blocks each, in both directions.
 #define OPENSSL_SUPPRESS_DEPRECATED  // the single-block DES calls are what we compare with

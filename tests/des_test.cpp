@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DES, triple-DES and one-block triple-DES CBC: the NIST SP 800-17 known-answer
 // tables through Orvex::DES in both directions, and the behaviours the
 // library keeps (ignored parity bits, EDE with equal halves, the CBC IV left

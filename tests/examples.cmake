@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Each example runs against the simulated reader with the card it needs.
 if(TARGET orvex-sim AND ORVEX_EXAMPLES)
   set(example_sim_identify "--empty")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The shared library exports exactly the public surface listed in
 # exported_symbols.txt (demangled, one a line), nothing more, nothing less.
 add_test(NAME exported_symbols

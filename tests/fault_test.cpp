@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults a reader or its line can produce: a line that hangs up before,
 // during and after an answer, every single-byte corruption of a valid answer,
 // and the library working normally once the line is back.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FeliCa commands through the fake reader: the carrier's layout under reader
 // command 0xC1 and its results (the reader's status byte passed up, 0 for a
 // missing 00), each member's request and the fields it takes from the card's

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The tool's shared data formats (tools/formats).
 if(TARGET orvex_formats)
   add_executable(formats_tests ${CMAKE_CURRENT_SOURCE_DIR}/formats_unit.cpp)

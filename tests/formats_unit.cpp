@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Classic access conditions: decoding, encoding, validation and the
 // self-locking check.
 #include <gtest/gtest.h>

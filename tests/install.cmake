@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Installs the library into a scratch prefix and builds a small program
 # against the installed copy, through pkg-config and through find_package.
 set(ORVEX_INSTALL_TEST_FLAGS "")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Interoperability with third-party implementations of the formats the SDK
 # speaks: the NDEF layer against the npm package "ndef" (installed from the
 # npm registry into the build tree by the first test).

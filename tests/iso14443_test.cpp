@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-A and MIFARE Classic commands through the fake reader: the
 // command code and data field on the wire, the answer deadline, the success
 // value and outputs, and the failures that leave the outputs alone.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-B and memory-tag commands through the fake reader: command code
 // and data field, answer deadline, success value and outputs, failures that
 // leave the outputs alone, and the three multi-block read conventions.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 15693 commands through the fake reader: command code and data field on
 // the wire, answer deadline, the whole answer handed over with its length cut
 // to one byte, and failures that leave the outputs alone.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The in-process line: the whole link above the port runs over it.
 #include <gtest/gtest.h>
 

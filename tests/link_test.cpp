@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Link state, the answer wait and the command exchange, against the fake
 // reader on a pseudo-terminal.
 #include <sys/time.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Links an application owns: the connection-string parser, the link object's
 # options and failures, scopes, and threads. The threading tests are also
 # built with ThreadSanitizer (ORVEX_TSAN) by scripts/test.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The manual pages render with groff's man macros without a single warning.
 find_program(GROFF_PROGRAM groff)
 if(GROFF_PROGRAM)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Plus commands through the fake reader: command code and data field
 // (2-byte versus 1-byte block addresses, the key-mode translation), answer
 // deadline, outputs, failures, and the exported free functions.

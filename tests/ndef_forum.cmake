@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The NFC Forum NDEF layer (src/ndef/forum): records, messages, tag areas.
 file(GLOB ORVEX_NDEF_FORUM_TESTS CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/ndef_forum/*.cpp)
 add_executable(ndef_forum_tests ${ORVEX_NDEF_FORUM_TESTS})

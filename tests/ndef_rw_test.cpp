@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NDEF messages on tags through the fake reader: the frames of saving and
 // reading on a MIFARE Classic 1K and on an NTAG, every failure from the step
 // that causes it, and round trips through a card that keeps what is written.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The NDEF record and message TLV codec: the byte images, round trips of
 // text and URI records, and hostile images that must never be read past
 // their end (each is copied into a heap block of exactly its size, so that

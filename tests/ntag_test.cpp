@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NTAG commands through the fake reader: the 0xC0 carrier frames, the echo
 // the answer must carry, the FAST_READ range cap and the PACK rule.
 #include <cstring>

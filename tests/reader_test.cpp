@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader management commands: the frames on the wire, the results, and the
 // family's own result-code rules.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SAM slots: the slot chooses the command code, the data fields, the whole
 // answer handed back, the deadlines and the APDU size limit.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Serial port tests that open ports by their real names ("/dev/ttyS<N>"):
 # the test program itself defines open() and friends (support/ttys_redirect)
 # and exports them, so that the opens of the library, linked in or loaded as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The serial line driver on its own: line settings read back from a
 // pseudo-terminal, the whole-buffer read and write helpers, and the
 // first-byte wait of the serial read with its messages.

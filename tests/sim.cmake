@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Tests of the simulated reader.
 #  tests/sim/*_test.cpp      the simulator's own parts and card models, against
 #                            published facts; linked with orvexsim alone.

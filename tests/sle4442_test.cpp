@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SLE4442 commands through the fake reader: the 0xC3 carrier with its
 // sub-function echo and its success value 1000, each member's data field,
 // results and outputs, the verified writes (pause, read-back, mismatch) and

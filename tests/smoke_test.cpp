@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "reader_fixture.h"
 
 using namespace orvex_test;

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The soak test runs against the simulated reader.
 if(TARGET orvexsim)
   add_executable(soak_tests soak/soak_tests.cpp)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Helpers for the command families that carry a sub-command byte under one
 // reader command and expect it echoed (the display reader, the card
 // application): a table row per function, answer frames with a bad checksum,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader firmware's card application: reader command 0xC4 with a
 // sub-command byte that the answer must echo, -2 for every refusal, and the
 // two status words that tell why.

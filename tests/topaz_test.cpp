@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Topaz commands through the fake reader: the carrier's layout under reader
 // command 0xC0 and its echo test, each member's request, the address echo
 // tests where a member makes them, deadlines, and outputs left alone on

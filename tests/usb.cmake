@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # USB HID tests: the library's real libusb-1.0 calls against an emulated
 # reader (support/fake_hid, on umockdev's testbed). The programs run with
 # umockdev's preload library, which gives them the emulated /sys and /dev.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The same end-to-end flows over USB HID: the simulator behind the emulated
 # USB reader device (support/fake_hid on umockdev's testbed), the library
 # reached through liborvex.so and its real libusb calls. The device emulation

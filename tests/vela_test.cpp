@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Display reader commands: reader command 0xC3 with a sub-command byte that
 // the answer must echo, results read from the status byte as signed.
 #include <cstring>

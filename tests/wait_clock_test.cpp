@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The answer wait on any descriptor number and against wall-clock steps:
 // deadlines are measured on the monotonic clock, and the wait polls, so a
 // port that is descriptor 1024 or above works like any other.

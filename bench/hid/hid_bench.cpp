@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exchange over USB HID, through the real libusb-1.0 calls, against the
 // emulated reader device of the tests (run with libumockdev-preload.so.0
 // preloaded; bench/run and the CTest entry do so).

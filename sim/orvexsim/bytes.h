@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Byte strings and the few helpers every part of the simulated reader uses.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cards as the simulated reader sees them: a common base, the ISO 14443-A
 // card with its activation states, contact cards with an answer to reset,
 // and the card operating system interface for APDUs.

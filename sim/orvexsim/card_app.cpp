@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Command 0xC4: the card application the reader firmware runs itself, with
 // keys in a SAM. The first data byte is the sub-command, echoed by the
 // answer. A refusal carries the echo and a status word (SW1 SW2) after it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "orvexsim/card_spec.h"
 
 #include <functional>

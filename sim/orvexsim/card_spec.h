@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cards named on the command line: "kind[:id]", e.g. "mfc1k",
 // "mfc1k:A1B2C3D4", "ntag215", "cpu", "iso15693:E0040150AABBCCDD".
 #pragma once

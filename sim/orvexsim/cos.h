@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A small FMCOS-style card operating system behind ISO 7816-4 APDUs: a tree
 // of files (MF, DFs, binary and record EFs, key files, the electronic purse),
 // a security state raised by PIN verification and external authentication,

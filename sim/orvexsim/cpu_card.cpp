@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "orvexsim/cpu_card.h"
 
 namespace orvexsim {

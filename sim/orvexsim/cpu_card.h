@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Contactless CPU cards: an ISO 14443-A card with layer 4 (answer to
 // select, APDUs) running the FMCOS-style operating system, personalised with
 // the default purse application.

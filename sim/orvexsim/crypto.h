@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DES and two-key triple DES for the simulated cards' cryptography
 // (authentication, session keys, MACs).
 #pragma once

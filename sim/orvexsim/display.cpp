@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "orvexsim/display.h"
 
 #include <png.h>

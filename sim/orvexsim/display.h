@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The display reader's LCD and what drives it: a 128 x 64 monochrome
 // framebuffer, the backlight, a flash store for images, a configuration
 // flash, a clock, the font choice, and the two stored forms the reader shows

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Command 0xC3 on the display reader: its flash, clock, fonts, forms and
 // the LCD. The first data byte is the sub-command, which the answer echoes;
 // a setting and its reading share a sub-command and differ by whether

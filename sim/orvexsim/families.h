@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command families of the simulated reader (internal to the simulator).
 #pragma once
 

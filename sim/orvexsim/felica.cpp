@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The FeliCa card model and the reader's command 0xC1: data field 00,
 // time-out (2 bytes, low first), the FeliCa command code and its parameters;
 // the answer is 00 followed by the card's response.

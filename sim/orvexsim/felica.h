@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A FeliCa card: IDm, PMm, system code, and two services over one area of
 // 16-byte blocks: 0009 (read and write without a key) and 000B (read only).
 #pragma once

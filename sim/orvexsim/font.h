@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The display reader's built-in font: 5 x 7 glyphs for ASCII 20 to 7E in a
 // 6 x 8 cell; other bytes show as a box.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader's side of the frame format: command frames in, answer frames
 // out, in the serial shape (STX, length, reader number, command, data, XOR
 // checksum, ETX, with STX/ETX/DLE escaped by DLE) and the USB HID shape (the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "orvexsim/hid.h"
 
 namespace orvexsim {

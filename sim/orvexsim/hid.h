@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated reader behind USB HID: one command frame in the HID shape
 // (length, reader number, command, data, checksum; no STX, ETX or escaping)
 // in, the answer frame in the same shape out. The USB fake of the tests cuts

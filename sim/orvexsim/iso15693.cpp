@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ISO 15693 tag model and the reader's ISO 15693 commands (0x70 to
 // 0x7E). The first byte of an addressed command is the ISO 15693 request
 // flags byte: 0x20 (address) names the tag by its UID, 0x10 (select) the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An ISO 15693 vicinity tag: 8-byte UID, blocks with lock flags, AFI and
 // DSFID (each lockable), and the ready / quiet / selected states.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A 125 kHz identification card: a 5-byte number the reader reads on demand.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "orvexsim/mifare_classic.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Classic 1K and 4K: manufacturer block, sector trailers with keys A
 // and B and the access conditions they carry, value blocks, and the
 // card's internal value register.

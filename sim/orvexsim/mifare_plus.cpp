@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The MIFARE Plus model and the reader's commands 0x90 to 0x9F.
 #include "orvexsim/mifare_plus.h"
 

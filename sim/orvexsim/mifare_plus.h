@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Plus (4K): personalisation at security level 0 (block data, AES
 // keys at 4000 + 2 x sector (+1 for key B), level-switch keys at 9001 and
 // 9003), commit to level 1, switch to level 2 or 3 with the switch key, AES

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NTAG213, NTAG215 and NTAG216 (NFC Forum Type 2 tags): 4-byte pages with
 // the UID, static and dynamic lock bytes, the capability container, user
 // memory and the configuration pages (AUTH0, ACCESS, PWD, PACK); the

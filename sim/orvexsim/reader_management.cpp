@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader management commands: line speed, reader number, identity, buzzer,
 // lamps, LED display, antenna, search mode, parameters, memory, the 433 MHz
 // module, the low-frequency card reader and the raw pass-through.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SAM model and the reader's SAM commands: slot 1 at 0x10 to 0x13, slot
 // 2 at 0x14 to 0x17, slot 3 at 0x18 to 0x1B; in each, set speed, reset,
 // APDU, PPS.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A secure access module in one of the reader's SAM slots: a contact card
 // with an answer to reset, running the same card operating system as the
 // CPU cards (empty until personalised through APDUs).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "orvexsim/serial_server.h"
 
 #include <fcntl.h>

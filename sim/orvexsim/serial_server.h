@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated reader on a serial line: a pseudo-terminal whose slave side
 // an application opens like any serial device (OV_ComInitialDevice). The
 // server cuts the bytes it receives into command frames, hands each well-

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated reader, independent of any link: it takes one decoded
 // command (reader number, command byte, data field) and gives the answer
 // (status byte and data), or no answer at all, as the reader would.

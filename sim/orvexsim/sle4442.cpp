@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SLE4442 model and the card reader's command 0xC3, which drives the
 // card in its contact slot: the first data byte is the sub-function, echoed
 // by the answer: 01 reset, 02 read main memory, 03 write it, 04 read the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SLE4442 contact memory card: 256 bytes of main memory, the protection
 // memory (one bit for each of the first 32 bytes, 0 = protected for good),
 // and the security memory: the error counter (three bits, one lost at each

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The status byte of the simulated reader's answers. 0 means the reader
 // carried the command out; the other values are the simulated firmware's
 // own and tell why it did not.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Topaz (NFC Forum Type 1) tag: header ROM, 4-byte UID, 8-byte blocks read
 // and written by byte, by block and by segment. Memory reads back what was
 // written; the UID block and the header are fixed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One-line descriptions of the frames the simulated reader receives and
 // sends, for --trace: direction, reader number, command byte and name,
 // status, data.

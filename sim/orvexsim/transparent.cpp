@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader command 0xC0, the transparent channel to tags of NFC Forum types 1
 // and 2. The first data byte picks the sub-function, which the answer
 // echoes: 10 passes a Type 2 (NTAG) command with its time-out byte, 15 is the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-A commands of the reader: request, anticollision and select
 // (whole or level by level), halt, MIFARE Classic authentication, block and
 // value commands, Ultralight-type pages, and the ISO 14443-4 APDU channel.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ISO 14443-B card models, and the reader's commands for them: type B
 // request, reset and halt (0x40, 0x41, 0x5F), the AT88RF020 (0x42 to 0x49),
 // the ST tags (0x4B to 0x59) and the identity card number (0xC2).

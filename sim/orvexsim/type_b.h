@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-B cards and the memory tags on ISO 14443-B: a CPU card running
 // the same operating system as the type A CPU card, the identity card whose
 // number the reader reads, the ST tags SR176, SR512 and SRIX4K, and the

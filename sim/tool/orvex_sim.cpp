@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // orvex-sim: a simulated Orvex reader on a pseudo-terminal.
 //
 // Prints the device to open as its first line of output, then serves until

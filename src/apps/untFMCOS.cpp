@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FMCOS commands. Every function is one command APDU, built by Apdu, sent
 // through the CPU-card APDU channel (reader command 0x32) by Send, and taken
 // apart by CardAnswer and one of the answer handlers below. What differs from

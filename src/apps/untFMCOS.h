@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FMCOS commands for contactless CPU cards: files, keys, PINs and the
 // electronic purse. Each function builds one command APDU, sends it over the
 // CPU-card APDU channel and splits the card's answer into response data and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader firmware's CPU card application. Every operation is one exchange
 // of reader command 0xC4 through TAMRACPU_Transfer, which also keeps the two
 // status words that tell the details of the last failure.

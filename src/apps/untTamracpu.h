@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader firmware's own CPU card application: a purse card with a public
 // file, a card-holder file, a user file, a balance, debit and consume, and a
 // transaction record, secured by keys in a SAM inside the reader. The library

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Answer handling shared by the card command modules.
 #include "cards/untCardExchange.h"
 

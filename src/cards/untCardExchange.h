@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Answer handling shared by the card command modules. Every function here is
 // a thin layer over the one command exchange (Transact / Exchange): the card
 // modules lay out their data fields and pick their fields out of the answer,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading the number of a second-generation resident identity card: type B
 // search mode, the type B request with the card's ATTRIB parameters, then
 // the reader's card-number sub-function.

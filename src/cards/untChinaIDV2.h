@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The card number of a second-generation resident identity card (an ISO
 // 14443-B card), read by the reader's sub-functions under command 0xC2.
 #pragma once

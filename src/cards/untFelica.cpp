@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FeliCa commands. The carrier puts sub-function 0x00, the card's time-out
 // (two bytes, low first) and the FeliCa command code under reader command
 // 0xC1; the reader answers 00 and then the card's response: its length byte,

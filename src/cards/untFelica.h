@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FeliCa cards, through the reader's transparent FeliCa command 0xC1.
 #pragma once
 

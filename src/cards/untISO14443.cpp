@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-A and MIFARE Classic commands. Each function is one command
 // exchange; the reader does the radio work. Block numbers, key indices,
 // cascade levels and modes go on the wire as their low byte; purse amounts go

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-A and MIFARE Classic commands, MIFARE Ultralight, and the APDU
 // channel to ISO 14443-4 CPU cards.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-B and memory-tag commands. Each is one command exchange, except
 // the SR176 identifier and the SR512 lock status, which are built from block
 // reads. Block numbers and counts go out as their low byte.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-B cards and the ISO 14443-B memory tags: AT88RF020, SR176,
 // SR512 / SRIX4K. APDUs to a type B CPU card go through TypeACPU_COS, the
 // reader's one APDU command for both card types.

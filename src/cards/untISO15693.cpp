@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 15693 commands. Each is one command exchange; commands that address one
 // tag send the addressing mode Model and the tag's 8-byte UID as they stand.
 // Answers are handed over whole: the reader's tag records, block bytes or

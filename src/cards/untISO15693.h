@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 15693 vicinity tags: one reader command per ISO 15693 command, 0x70 to
 // 0x7E. The reader does the radio work; these functions lay out the request.
 #pragma once

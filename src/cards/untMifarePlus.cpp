@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Plus commands: personalisation at security level 0, the switch to a
 // higher level, AES authentication and block access with 2-byte block
 // addresses, and the L3 commands (authentication, blocks, value blocks) with

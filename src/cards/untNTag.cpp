@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NTAG21x commands. Both carriers put a sub-function byte under reader
 // command 0xC0 and require the answer's first data byte to echo it; the
 // members build their parameters and take what follows the echo.

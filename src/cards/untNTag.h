@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NTAG21x (NFC Forum Type 2) commands, carried under reader command 0xC0.
 #pragma once
 

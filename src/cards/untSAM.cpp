@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SAM slots. Each function is one command exchange; the slot number picks
 // the command code.
 #include "cards/untSAM.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader's contact slots for secure access modules (SAMs): reset, line
 // speed and APDUs. The slot is chosen by the command code, not by a data byte.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SLE4442 commands. The carrier puts a sub-function byte under reader
 // command 0xC3 and requires the answer's first data byte to echo it; the
 // card's bytes follow the echo. This family counts success as 1000, and the

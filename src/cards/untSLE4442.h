@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SLE4442 contact memory cards in the reader's contact slot, driven through
 // the card reader's command 0xC3.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Topaz commands. The carrier puts sub-function 0x00, a time-out byte for
 // the tag and the Topaz command code under reader command 0xC0; the reader
 // echoes the sub-function before the tag's response. The members lay out the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Topaz (NFC Forum Type 1) tags, through the reader's transparent command
 // 0xC0 under sub-function 0x00.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DES and triple-DES with the FIPS 46-3 tables. The key schedule is run anew
 // for every round of every block so that the only state is one 48-bit subkey;
 // a block costs a few thousand table steps, nothing beside a reader exchange.

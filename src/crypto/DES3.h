@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DES (FIPS 46-3) on single 8-byte blocks, two-key triple-DES (EDE) and a
 // one-block triple-DES CBC, offered to applications as utilities.
 //

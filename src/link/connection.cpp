@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection-string parser.
 #include "link/connection.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Connection strings: the one parser of "ttyS:N", device paths, "usb",
 // "usb:BUS:ADDR" and "usb:serial=..." (each serial form optionally "@BAUD"),
 // shared by OrvexLink, the orvex tool, the PC/SC driver and Python.

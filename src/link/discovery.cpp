@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader discovery from sysfs and /dev.
 #include "link/discovery.h"
 

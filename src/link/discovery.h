@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader discovery: what OrvexReaderList and `orvex list` show. Nothing is
 // opened or written: USB readers come from sysfs, serial ports from /dev.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The link object, its three ports (serial port, USB HID, in-process line),
 // the serial answer wait and the command exchange.
 #include "link/link.h"

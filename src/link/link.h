@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The link object: everything one reader link holds, and the ports that move
 // its bytes. The process-wide link is one of these (its fields are the
 // process-wide FaceID, h_Serial, ... of untFunction.h); a link an application

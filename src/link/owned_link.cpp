@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The public extension for several readers: OrvexLink, OrvexLinkScope,
 // OrvexReaderList and OrvexCheckConnection.
 #include <stdio.h>

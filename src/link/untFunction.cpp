@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frame codec, link state, answer wait and the command exchange.
 #include "link/untFunction.h"
 

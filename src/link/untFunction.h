@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader link: the frame codec, the process-wide link state, the answer wait
 // and the command exchange that every reader and card command goes through.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NDEF records (short records of well-known type "T" or "U") and the NDEF
 // Message TLV that holds up to five of them.
 #include "ndef/untNDEF.h"

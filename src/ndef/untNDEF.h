@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NDEF records and their message TLV: the classes NDEFRecord and TLV are
 // public (orvex.h); these are the bounded parsing steps behind them.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NDEF messages on tags. On a MIFARE Classic 1K the message follows the NFC
 // Forum mapping: the application directory in sector 0 marks sectors 1 to 15
 // as NDEF, and the message TLV starts at byte 2 of block 4, behind two NULL

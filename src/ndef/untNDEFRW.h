@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NDEF messages on tags: writing and reading a message TLV image on a MIFARE
 // Classic 1K or an NTAG (NFC_Write, NFC_Read, exported), and the
 // process-wide message buffer behind the OV_NDEF_ methods.

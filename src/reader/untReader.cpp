@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader management commands. Each is one command exchange; in this family a
 // reader refusal mostly reads as -1, with the exceptions each function notes.
 #include "reader/untReader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader management commands: commands addressed to the reader itself.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Display reader commands. Each operation is one exchange of reader command
 // 0xC3 through Vela_Write (no result) or Vela_Read (result bytes); both rest
 // on VelaTransfer, which sends the sub-command with its parameters and checks

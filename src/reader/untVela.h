@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Display reader commands: the reader model with a 128 x 64 monochrome LCD, a
 // real-time clock and a flash store of its own. Every operation is reader
 // command 0xC3 whose data field starts with a sub-command byte that the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Serial line and USB HID drivers.
 #include "transport/PCComm.h"
 

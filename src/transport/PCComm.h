@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Transport: the serial line driver and the USB HID driver. Both move raw
 // bytes; framing is the link layer's business.
 #pragma once

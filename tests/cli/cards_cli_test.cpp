@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The orvex program's card subcommands beyond MIFARE Classic: NTAG dump,
 // NDEF messages, ISO 15693 blocks, SAM APDUs and the wider scan, against
 // the simulated reader built into the program.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fixture of the orvex program's tests: runs the real program with
 // its output and error streams captured, in a temporary directory.
 #pragma once

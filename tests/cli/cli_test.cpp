@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The orvex program, run as a user would run it, against the simulated
 // reader it carries inside: output (text and JSON), exit status and the
 // error messages.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The orvex program's lcd subcommands on the simulated display reader,
 // checked by what its LCD shows at the end (--sim-screen).
 #include <png.h>

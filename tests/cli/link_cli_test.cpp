@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tool's link: --trace, connection strings checked by the library, and
 // the port held for one program at a time.
 #include "cli_support.h"

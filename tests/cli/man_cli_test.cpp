@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The manual pages document every long option that the programs' own
 // --help lists, for orvex (globally and per subcommand) and orvex-sim.
 #include <regex>

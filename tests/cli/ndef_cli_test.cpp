@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // orvex ndef: NFC Forum messages on NTAG, MIFARE Classic and ISO 15693 tags
 // of the simulated reader, written so that nothing is lost.
 #include "cli_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tool must never do to a user's cards and files: write trailers
 // that lock a sector, change keys it did not know, leave a card half
 // restored without saying so, read a file that never ends, destroy a good

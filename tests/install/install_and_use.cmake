@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Installs the built library into a scratch prefix and builds and runs a small
 # program against the installed copy, once with the flags pkg-config gives
 # for orvex.pc and once through CMake's find_package(Orvex).

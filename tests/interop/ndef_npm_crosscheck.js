@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cross-check of the NDEF layer with the npm package "ndef": every record
 // kind that package builds or reads goes both ways, through `orvex ndef
 // encode` / `orvex ndef decode --json`. Usage: node ndef_npm_crosscheck.js

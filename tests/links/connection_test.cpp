@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection-string parser: every documented form, and malformed ones.
 #include <gtest/gtest.h>
 

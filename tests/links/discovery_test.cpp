@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader discovery over a machine laid out in a folder: USB readers from its
 // sysfs, serial ports from its /dev; nothing is opened.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opens the connection string given, as a second program would, and exits
 // with the negated result of OrvexLink::Open (0 when it opened).
 #include <cstdio>

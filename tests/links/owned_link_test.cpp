@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Links an application owns: opening, line settings, answer matching, the
 // per-link options, cancellation, exclusive use, close-on-exec, and scopes.
 #include <fcntl.h>

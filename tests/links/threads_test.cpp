@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Links and threads: two readers driven from two threads at once, and one
 // link shared by four threads. Built also with ThreadSanitizer.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Byte strings for the NDEF layer's tests.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 cmake_minimum_required(VERSION 3.25)
 execute_process(COMMAND nm -D --defined-only ${LIB} COMMAND c++filt
   OUTPUT_VARIABLE out RESULT_VARIABLE rc)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 cmake_minimum_required(VERSION 3.25)
 # Every method of class Orvex that the library provides is driven by the
 # command fuzzer: its name appears in the fuzzer's method table.

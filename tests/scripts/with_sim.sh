@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Runs a program against a simulated reader: starts orvex-sim with the given
 # options, passes the device path it prints to the program, stops the
 # simulator afterwards. Exit status: the program's.

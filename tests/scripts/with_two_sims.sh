@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Runs a program against two simulated readers: starts two orvex-sim with the
 # given options, passes the two device paths they print to the program, and
 # stops them afterwards. Exit status: the program's.

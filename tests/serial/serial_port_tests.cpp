@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening serial ports by number: "/dev/ttyS<N>" is opened under its real
 // name, and the test program's own open() hands the library the fake
 // reader's pseudo-terminal instead.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The shared library as an application loads it: liborvex.so.1's own call
 // of open("/dev/ttyS7", ...) goes through its PLT and reaches the test
 // program's open(), which hands it the fake reader's pseudo-terminal.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The CPU card's operating system: file selection, binary and record files,
 // PINs with their retry counter, external and internal authentication, file
 // and key creation, the purse (balance, load, purchase) with its session

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The display reader: text and images drawn into the 128 x 64 framebuffer,
 // the flash, the clock, the forms, the backlight and the PNG picture.
 #include <chrono>

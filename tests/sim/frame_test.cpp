@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated reader's frame codec: command frames cut from a serial byte
 // stream (escaping, length, checksum), answers framed and stuffed. Expected
 // bytes are written out by hand.

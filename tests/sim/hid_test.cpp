@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The HID front end: one HID-shape command frame in, the HID-shape answer out.
 #include <gtest/gtest.h>
 

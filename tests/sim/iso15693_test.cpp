@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ISO 15693 tag and the reader's commands for it: inventory (with AFI),
 // stay quiet, select, addressed and selected modes, block read and write,
 // locks, AFI and DSFID, system information, block security.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The MIFARE Classic card model against the card's published behaviour: the
 // access-condition tables and their byte encoding, the value-block format,
 // the blank card's layout, key B that may be read, value operations, 4K

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The NTAG21x model against the published facts (GET_VERSION bytes, memory
 // sizes, capability containers, the UID check bytes, READ rolling over,
 // AUTH0/PROT/AUTHLIM, the NFC counter), and the tag through the reader's

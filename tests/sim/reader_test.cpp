@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader management on the link-independent simulator: reader number,
 // identity, buzzer, lamps, LED display, antenna, search mode, parameters,
 // memory, the 433 MHz module, the line speed, the pass-through.

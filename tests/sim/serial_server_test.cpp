@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated reader on a pseudo-terminal, spoken to byte by byte: answers
 // to well-formed frames, silence for malformed ones and for other reader
 // numbers, the trace, and the pacing of --baud.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simpler families through the reader's commands: ISO 14443-B CPU card
 // and identity card, ST and AT88RF020 memory tags, FeliCa, MIFARE Plus, the
 // SAM slots and the reader's own card application.

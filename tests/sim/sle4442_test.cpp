@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SLE4442 model against the card's published behaviour (the answer to
 // reset, protected bytes, the three-try error counter, the PSC read as zeros
 // until presented) and the card reader's 0xC3 sub-functions.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader's ISO 14443-A commands on the simulator: request, anticollision
 // and select (whole and by cascade level), halt, the antenna, several cards,
 // and MIFARE Classic through the reader (keys, blocks, purse, multi-block).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Soak: 100,000 exchanges against the simulated reader. Open descriptors,
 // heap in use and the time per exchange stay flat; under the sanitizer build
 // LeakSanitizer checks that nothing leaks.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated USB HID reader: a sysfs record that libusb enumerates, and an
 // ioctl handler on the device node that plays the kernel's usbdevfs part.
 //

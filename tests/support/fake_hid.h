@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An emulated USB HID reader for tests, reached through the real libusb-1.0.
 //
 // A UsbTestbed gives the process a private, emulated /sys and /dev (the

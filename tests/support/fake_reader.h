@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A scripted fake reader on a pseudo-terminal.
 //
 // The test opens the pseudo-terminal's slave path through

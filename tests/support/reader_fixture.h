@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Test fixture: a fresh fake reader on a pseudo-terminal, opened as the
 // library's serial link. The first-byte wait is shortened so that "no answer"
 // cases take a fraction of a second instead of 15 s.

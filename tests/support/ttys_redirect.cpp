@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The executable's own open(), open64(), openat(), openat64(), __open_2() and
 // __open64_2(). Exported from the test program, they come before the C
 // library's in symbol lookup, for the program and for every shared library

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Serial port redirection for tests. Linked into a test program (with the
 // open functions exported from the executable, see tests/serial.cmake), it
 // takes over every open of a path beginning with "/dev/ttyS", also the opens

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The USB HID link through the real libusb-1.0, against an emulated reader
 // (vendor 0471, product 114A). Runs with libumockdev-preload.so.0 preloaded.
 #include <dirent.h>

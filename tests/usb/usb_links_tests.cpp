@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Several USB readers in one process: discovery lists every emulated reader,
 // links of the application's own open each by its connection string, and
 // the process-wide link's first-found rule stays. Runs with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Classic access conditions: the three access bytes of a sector
 // trailer (bytes 6 to 8), decoded into the conditions of each block, checked,
 // and described in words. Pure code, shared by the orvex tool and the other

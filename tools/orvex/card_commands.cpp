@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on the cards in the field: scan.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The orvex tool's subcommands: each group adds its own to the program.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Crypto utilities: DES, two-key triple-DES and triple-DES CBC on the
 // library's own implementations; no reader needed.
 #include "commands.h"

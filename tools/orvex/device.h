@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening the reader link for the orvex tool: a serial device, a numbered
 // serial port, USB HID, or the simulated reader run inside this process.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iso14443a.h"
 
 namespace orvextool {

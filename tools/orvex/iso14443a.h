@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finding and selecting ISO 14443-A cards, shared by scan and the card
 // subcommands.
 #pragma once

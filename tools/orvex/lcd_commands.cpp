@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on the display reader's 128 x 64 LCD: lcd text, lcd image
 // (a PNG scaled, dithered to one bit and sent as the reader's bitmap) and
 // lcd clock.

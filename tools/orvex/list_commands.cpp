@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // orvex list: the readers this machine may have, from the library's
 // discovery; with --probe, each serial port listed is asked for the reader
 // version.

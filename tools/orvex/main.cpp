@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // orvex: drives an Orvex card reader from the command line.
 //
 //   orvex [global options] SUBCOMMAND [options] [arguments]
@@ -38,6 +39,7 @@ int main(int argc, char** argv) {
   app.name("orvex");
   app.fallthrough();  // global options are accepted after the subcommand too
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("orvex ") + OrvexVersionString());
 
   app.add_option("-d,--device", ctx.device.device,
                  "sim (built-in simulated reader), a device path, ttyS:N, usb, usb:BUS:ADDR or "
@@ -87,6 +89,8 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForHelp& e) {
     return app.exit(e);
   } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForVersion& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
     ReportError(ctx, e.what() + std::string(" (try --help)"));

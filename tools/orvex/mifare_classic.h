@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Classic sessions of the orvex tool: sector geometry, keys, and one
 // card's authentications, reads and writes with their failures in words.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on ISO 14443-A cards: the MIFARE Classic dump and restore, and
 // APDUs to a CPU card.
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on NFC Forum NDEF messages: ndef read, write, erase and format
 // on the tag in the field (NTAG and other Type 2 tags, MIFARE Classic 1K and
 // 4K, ISO 15693 tags, Topaz), and ndef encode and decode without a tag.

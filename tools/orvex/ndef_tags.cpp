@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ndef_tags.h"
 
 #include <algorithm>

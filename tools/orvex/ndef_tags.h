@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The NDEF areas of the tags in the field, as the NFC Forum lays them out
 // on each family: Type 2 (NTAG, Ultralight) after the capability container,
 // MIFARE Classic 1K and 4K in the sectors its application directory (MAD)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on NTAG21x tags: ntag dump.
 #include <algorithm>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on the reader itself: info, beep, led, display, raw.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on the reader's SAM slots: sam apdu.
 #include "commands.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Small helpers of the orvex tool: hex text, result checks, output.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 15693 tags for the orvex tool: finding the tag in the field, reading
 // and writing its blocks.
 #pragma once

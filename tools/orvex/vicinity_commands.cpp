@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Subcommands on ISO 15693 tags: iso15693 read and write. Both first take
 // an inventory, then address the tag found by its UID.
 #include <algorithm>

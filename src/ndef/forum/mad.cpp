@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ndef/forum/mad.h"
 
 namespace orvex {

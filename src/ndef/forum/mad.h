@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The MIFARE application directory (MAD) of a MIFARE Classic: which
 // application each sector holds, in sector 0 (MAD1, sectors 1 to 15) and on
 // a 4K card also in sector 16 (MAD2, sectors 17 to 39), each protected by a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ndef/forum/message.h"
 
 namespace orvex {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NFC Forum NDEF messages: records of every TNF, short and long, with or
 // without an ID, chunked records joined on decode; encoding and a bounded,
 // strict-by-default decoding of untrusted bytes.

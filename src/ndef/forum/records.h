@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The NDEF record types people put on tags: building them, and reading them
 // back out of a Record. Every Parse function returns false (and leaves its
 // output alone) when the record is not of its type or its payload is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ndef/forum/tag.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An NDEF message inside a tag's TLV area, as the NFC Forum tag types lay it
 // out (Type 1, 2 and 5 tags, and MIFARE Classic NDEF sectors): NULL TLVs,
 // Lock Control and Memory Control TLVs (their reserved bytes skipped), the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The display reader through the public interface: text and images shown
 // (compared with the framebuffer the same drawing gives), images from the
 // reader's flash, the clock, the stored running form and its text.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FeliCa and the identity card number through the public interface against
 // the simulated reader: polling, request service and request response,
 // blocks written and read back without encryption, a write refused by a

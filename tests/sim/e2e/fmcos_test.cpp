@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FMCOS through the public interface against the simulated CPU card:
 // activation, SELECT, READ BINARY, VERIFY PIN (right, wrong, blocked),
 // records, the balance and a load with its MACs.

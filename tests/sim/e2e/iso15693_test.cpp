@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 15693 through the public interface: inventory (single and with AFI),
 // addressed write and read, locks, system information.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MIFARE Classic through the public interface against the simulated reader:
 // request, anticollision, select, authentication, block read and write,
 // purse operations, a wrong key, key B on a blank card, halt, multi-block

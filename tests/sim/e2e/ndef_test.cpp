@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NDEF messages saved to and read back from a MIFARE Classic 1K and an
 // NTAG215 through the public interface, records unchanged; and the blank
 // MIFARE Classic card on which saving with key B fails as the card makes it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // NTAG through the public interface against the simulated NTAG215: version,
 // reads, writes, compatibility write, password, counter and signature, and
 // the Ultralight-type block commands.

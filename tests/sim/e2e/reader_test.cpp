@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reader management through the public interface against the simulated
 // reader: identify it, beep it, drive its lamps, display, antenna and
 // parameters, and change its number and line speed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SAM slots and the reader's card application through the public
 // interface.
 #include <cstring>

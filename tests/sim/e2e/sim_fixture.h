@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // End-to-end fixture: the simulated reader, and the library (liborvex.so)
 // opened on it through its public interface.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SLE4442 through the public interface against the simulated card in the
 // reader's contact slot: answer to reset, main and protection memory reads,
 // PSC presentation, verified writes with and without protection, and a PSC

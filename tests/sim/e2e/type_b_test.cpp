@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ISO 14443-B and its memory tags through the public interface: a CPU card
 // over the shared APDU command, halt, an SR176, an SRIX4K and an AT88RF020.
 #include <cstring>
