@@ -9,6 +9,8 @@
 
 #include <thread>
 
+#include <functional>
+
 #include "cli_support.h"
 #include "fake_reader.h"
 #include "orvexsim/card_spec.h"
@@ -273,6 +275,64 @@ TEST_F(Cli, MfcDumpRefusesABlockAnswerCutShort) {
       << r.err;
   EXPECT_EQ(access(Path("card.mfd").c_str(), F_OK), -1);
   EXPECT_EQ(reads, 5);
+}
+
+// A reader that passes every command to a simulated reader, with the
+// answers of one command changed by a test.
+class AlteredReader {
+ public:
+  using Alter = std::function<orvex_test::Reply(const orvex_test::Command&, orvexsim::Reply&)>;
+  AlteredReader(const std::string& card, uint8_t cmd, Alter alter) {
+    std::string error;
+    sim_.Place(orvexsim::MakeCard(card, 0, error));
+    reader_.SetResponder([this, cmd, alter](const orvex_test::Command& c) {
+      auto answer = sim_.Handle(c.reader, c.cmd, c.data);
+      if (!answer) return orvex_test::Reply::Silence();
+      if (c.cmd == cmd) return alter(c, *answer);
+      return orvex_test::Reply::Frame(answer->status, answer->data);
+    });
+  }
+  const std::string& path() const { return reader_.path(); }
+
+ private:
+  orvexsim::Simulator sim_;
+  orvex_test::FakeReader reader_;
+};
+
+// The serial number read refused, with data: the tool says so and prints
+// no bytes it was not given.
+TEST_F(Cli, InfoWithTheSerialNumberReadRefused) {
+  constexpr uint8_t kSerial = 0x05;
+  AlteredReader reader("mfc1k", kSerial, [](const orvex_test::Command&, orvexsim::Reply&) {
+    return orvex_test::Reply::Frame(0x01, orvex_test::Bytes(8, 0xAA));
+  });
+  Result r = Run({"--device", reader.path(), "info"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out.find("serial"), std::string::npos) << r.out;
+  EXPECT_NE(r.err.find("orvex: reading the serial number: "), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("status 0x01"), std::string::npos) << r.err;
+}
+
+// An ST tag whose identifier answer is 9 bytes (8 on these tags): scan
+// neither overruns its buffer nor shows a UID.
+TEST_F(Cli, ScanWithAnStTagIdentifierOfNineBytes) {
+  constexpr uint8_t kSr512Uid = 0x56;
+  AlteredReader reader("sr512:D002000011223344", kSr512Uid, [](const orvex_test::Command&, orvexsim::Reply& a) {
+    orvex_test::Bytes data = a.data;
+    data.push_back(0x99);
+    return orvex_test::Reply::Frame(a.status, data);
+  });
+  Result r = Run({"--device", reader.path(), "scan", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  bool st = false;
+  const auto json = r.Json();
+  for (const auto& c : json["cards"])
+    if (c["family"] == "st-memory") {
+      st = true;
+      EXPECT_NE(c["uid"], "D002000011223344");
+      EXPECT_EQ(c["uid"].get<std::string>().find("99"), std::string::npos);
+    }
+  EXPECT_TRUE(st) << r.out;
 }
 
 }  // namespace

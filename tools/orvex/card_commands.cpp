@@ -50,9 +50,12 @@ void ScanTypeB(Context& ctx, std::vector<FoundCard>& found) {
 // An ST memory tag (SR176, SR512, SRIX4K): its chip id and 8-byte UID. The
 // SR176 keeps its UID in 2-byte blocks, the others in one 4-byte pair.
 void ScanStTag(Context& ctx, std::vector<FoundCard>& found) {
-  unsigned char chip = 0, uid[8];
+  // The SR512 identifier read writes its whole answer: a buffer of the
+  // largest answer, and only an 8-byte answer is a UID.
+  unsigned char chip = 0, uid[ORVEX_MAX_ANSWER];
   if (ctx.ov.OV_ST_Active(ctx.reader_id, &chip) != 1) return;
-  bool have = ctx.ov.OV_SR512_GetUID(ctx.reader_id, uid) == 1 || ctx.ov.OV_SR176_GetUID(ctx.reader_id, uid) == 1;
+  bool have = (ctx.ov.OV_SR512_GetUID(ctx.reader_id, uid) == 1 && LastAnswerLength() == 8) ||
+              ctx.ov.OV_SR176_GetUID(ctx.reader_id, uid) == 1;
   std::string id = Hex(&chip, 1);
   found.push_back({"st-memory", have ? Hex(uid, 8) : "", {{"chip_id", id}}, "chip id " + id});
   ctx.ov.OV_ST_DeActive(ctx.reader_id);

@@ -30,13 +30,20 @@ void Info(Context& ctx) {
   std::snprintf(v, sizeof v, "%d.%02d", version >> 8, version & 0xFF);
   out.Field("version", "version", v, v);
 
+  // Both identity reads give the answer length also when the reader refused
+  // (and wrote nothing): the link's failure tells a refusal apart.
+  auto refused = [](int n, const std::string& what) {
+    if (n >= 0 && !LastLinkFailure().empty()) throw Failure(what + ": " + LastLinkFailure());
+  };
   unsigned char buf[ORVEX_MAX_ANSWER];
   int n = ctx.ov.OV_GetReaderSerial(id, buf);
   if (n < 0) CheckReader(-1, "reading the serial number", kReaderDeadlineMs);
+  refused(n, "reading the serial number");
   out.Field("serial", "serial", Hex(buf, static_cast<size_t>(n)), Hex(buf, static_cast<size_t>(n)));
 
   n = ctx.ov.OV_GetReaderNo(id, buf);
   if (n < 0) CheckReader(-1, "reading the product number", kReaderDeadlineMs);
+  refused(n, "reading the product number");
   std::string product = Printable(buf, static_cast<size_t>(n));
   out.Field("product", "product", product, product);
 }
