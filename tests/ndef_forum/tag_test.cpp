@@ -203,6 +203,20 @@ TEST(NdefTag, BytesAMemoryControlTlvReservesAreSkipped) {
   EXPECT_EQ(Capacity(ParseLayout(area.bytes(), 16), 4), 144u - 8 - 5 - 2);
 }
 
+TEST(NdefTag, OverlappingReservedAreasAreSkippedOnce) {
+  // Two Memory Control TLVs reserving overlapping bytes (area offsets 24 to
+  // 31 and 28 to 35), then an empty message: 12 bytes are reserved in all.
+  Bytes area_bytes = Formatted(144, B({0x02, 0x03, 0xA0, 0x08, 0x02, 0x02, 0x03, 0xA4, 0x08, 0x02}));
+  Layout l = ParseLayout(area_bytes, 16);
+  EXPECT_EQ(l.stream_size, 144u - 12);
+  FakeArea area(area_bytes, 4, 16);
+  WriteReport report;
+  Bytes message = TextMessage(100);
+  WriteMessage(area, message, report);
+  EXPECT_EQ(ReadMessage(area), message);
+  for (size_t i = 24; i < 36; ++i) EXPECT_EQ(area.bytes()[i], 0x00) << i;
+}
+
 TEST(NdefTag, AMessageWrittenElsewhereIsRead) {
   // A MIFARE Classic area (16-byte blocks, no tag addresses): the TLV at
   // byte 0, a proprietary TLV and NULLs before another layout's message.

@@ -98,9 +98,23 @@ Layout ParseLayout(const Bytes& area, long base) {
         size_t first = address - static_cast<size_t>(base);
         size_t last = std::min(first + bytes, area.size());
         if (first >= next && first < last) {
-          l.reserved.emplace_back(first, last);
+          // Only bytes no earlier control TLV reserved: the ranges stay
+          // apart, so that each reserved byte is skipped once.
+          std::vector<bool> taken(last - first, false);
+          for (const auto& r : l.reserved)
+            for (size_t b = std::max(r.first, first); b < std::min(r.second, last); ++b) taken[b - first] = true;
+          for (size_t b = first; b < last;) {
+            if (taken[b - first]) {
+              ++b;
+              continue;
+            }
+            size_t e = b;
+            while (e < last && !taken[e - first]) ++e;
+            l.reserved.emplace_back(b, e);
+            l.stream_size -= e - b;
+            b = e;
+          }
           std::sort(l.reserved.begin(), l.reserved.end());
-          l.stream_size -= last - first;
         }
       }
     }
