@@ -157,16 +157,19 @@ std::optional<Bytes> Ntag::Write(int page, const Bytes& d) {
     // Only the static lock bytes take the write, and their bits only set.
     mem_[at + 2] |= d[2];
     mem_[at + 3] |= d[3];
-    return Wrote(), Bytes{kAck};
+    Wrote();
+    return Bytes{kAck};
   }
   if (Locked(page)) return std::nullopt;
   if (page == 3 || page == dynlock_page()) {
     // One-time programmable: bits only set.
     for (size_t i = 0; i < 4; ++i) mem_[at + i] |= d[i];
-    return Wrote(), Bytes{kAck};
+    Wrote();
+    return Bytes{kAck};
   }
   std::copy(d.begin(), d.end(), mem_.begin() + static_cast<long>(at));
-  return Wrote(), Bytes{kAck};
+  Wrote();
+  return Bytes{kAck};
 }
 
 // AUTHLIM (ACCESS bits 0 to 2) allows 2^AUTHLIM wrong attempts; 0 means no limit.

@@ -12,9 +12,9 @@ constexpr const char* kNtagName = "NTAG213 04112233445566";
 class Ndef : public Cli {
  protected:
   // A factory-fresh tag's memory image (the simulator's, saved).
-  std::string FreshNtag(const std::string& spec = kNtag) {
+  std::string FreshNtag(const std::string& card = kNtag) {
     std::string path = Path("fresh.img");
-    Result r = Run({"--sim-card", spec, "--sim-save", path, "ndef", "read"});
+    Result r = Run({"--sim-card", card, "--sim-save", path, "ndef", "read"});
     EXPECT_EQ(r.status, 0) << r.err;
     return path;
   }
@@ -314,7 +314,7 @@ TEST_F(Ndef, MifareClassicInTransportConfigurationIsNotNdef) {
 
 // ---- ISO 15693 -----------------------------------------------------------------
 
-TEST_F(Ndef, Iso15693TagWithACapabilityContainer) {
+TEST_F(Ndef, Iso15693TagWithoutACapabilityContainerIsNotNdef) {
   Result r = Run({"--sim-card", "iso15693:E004010011223344", "ndef", "read"});
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("the ISO 15693 tag E004010011223344 is not formatted for NDEF (capability container "
