@@ -10,42 +10,18 @@ import os
 import re
 import sys
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-header = open(os.path.join(ROOT, "include", "orvex.h")).read()
-provided = header[: header.index("not provided by this library")]
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "scripts"))
+import orvex_header  # noqa: E402  (the shared reading of include/orvex.h)
 
 # Methods that open or close the link handle no answer.
 SKIP = {"OV_GetDLLVersion", "OV_ComInitial", "OV_ComInitialDevice", "OV_ComFree",
         "OV_USBHIDInitial", "OV_USBHIDFree", "OV_SendCMD", "OV_FM_Select"}
 
-# Output widths the documentation gives, by method and parameter; any other
-# byte buffer may receive a whole answer (ORVEX_MAX_ANSWER bytes).
-WIDTH = {
-    ("OV_Get433ModuleParam", "Param"): "8",
-    ("OV_ReadaBlock", "pData"): "16",
-    ("OV_UltraLightRead", "pData"): "16",
-    ("OV_Config_TextPowerOn_Get", "Data"): "64",
-    ("OV_Config_TextRun_Get", "Data"): "64",
-    ("DES", "out"): "8", ("DES3", "pOutData"): "8", ("DES3_CBC", "pOutData"): "8",
-    ("OV_Felica_Polling", "PMm"): "8", ("OV_Felica_Polling", "RequestData"): "2",
-    ("OV_Felica_RequestService", "NodeKeyList"): "3", ("OV_Felica_RequestResponse", "Mode"): "1",
-    ("OV_ChinaIDV2_RequestCardNo", "CardNo"): "8", ("OV_SLE_ReadSecurityLogic", "PSC"): "3",
-    ("OV_AT88RF020_Lock", "LockByte"): "4",  # an input: the 4 lock bytes sent
-}
-# One-byte outputs (unsigned char* that receive a single value).
-ONE_BYTE = {"LenSNO", "SAK", "CardMem", "SNLen", "Enable", "Line", "Column", "Font", "config",
-            "timespan", "width", "height", "line", "column", "len", "ChipID", "LockByte",
-            "PLen", "LenOfFCI", "Status", "uri", "Status1", "Status2", "LengthOfCardNo",
-            "ErrorCounter"}
 # Methods that need state first: the NDEF message buffer with a record.
 PRELUDE = {
     "OV_NDEF_Save": 'o.OV_NDEF_Initial(); unsigned char t[] = "hi"; o.OV_NDEF_AddRecord(0, 2, t);',
     "OV_NDEF_Read": "o.OV_NDEF_Initial();",
 }
-# Inputs: sizes of what the method reads.
-INPUT_SIZE = {"Key": "24", "pkey": "8", "pKey": "24", "in": "8", "pInData": "8", "pIV": "8",
-              "LEDText": None, "IDM": "8", "NodeList": "2", "ServiceCodeList": "2", "BlockList": "1",
-              "pBlockData": "16"}
 # Integer arguments: values that keep the call within one frame.
 INT_VALUE = {"LenData": "16", "len": "16", "Count": "16", "BytesCount": "16", "DataLen": "16",
              "ParamLen": "4", "LenCOS": "5", "BlockNums": "2", "StartPage": "4", "EndPage": "7",
@@ -56,9 +32,8 @@ INT_VALUE = {"LenData": "16", "len": "16", "Count": "16", "BytesCount": "16", "D
 def entry(name, params):
     setup, args = [], []
     n = 0
-    for p in [x.strip() for x in params.split(",") if x.strip()]:
-        m = re.match(r"(.*?)([A-Za-z_]\w*)$", p)
-        ptype, pname = " ".join(m.group(1).split()), m.group(2)
+    for p in params:
+        ptype, pname = p.type, p.name
         n += 1
         v = f"a{n}"
         if pname in ("ReaderID", "OldID"):
@@ -68,11 +43,9 @@ def entry(name, params):
                 setup.append(f'char {v}[] = "12.34";')
                 args.append(v)
                 continue
-            width = WIDTH.get((name, pname))
-            if width is None and pname in ONE_BYTE:
-                width = "1"
-            if width is None:
-                width = INPUT_SIZE.get(pname) or "kAll"
+            width = orvex_header.buffer_size(name, pname)
+            if width == orvex_header.ALL:
+                width = "kAll"
             setup.append(f"Out {v}({width});")
             args.append(f"{v}.get()")
         elif ptype.endswith("*"):
@@ -94,12 +67,12 @@ def entry(name, params):
 
 def main():
     out = []
-    for m in re.finditer(r"\n\s*int ((?:OV_|DES)\w*)\(([^)]*)\);", provided):
-        if m.group(1) not in SKIP:
-            out.append(entry(m.group(1), m.group(2)))
+    for m in orvex_header.methods():
+        if m.name not in SKIP:
+            out.append(entry(m.name, m.params))
     text = TEMPLATE.replace("@ENTRIES@", "\n".join(out))
     # OV_FM_Select is a free function: driven when the header declares it.
-    if re.search(r"ORVEX_API int OV_FM_Select\(", header):
+    if orvex_header.declares_free_function("OV_FM_Select"):
         text = text.replace("@FMSELECT_BEGIN@\n", "").replace("@FMSELECT_END@", "")
     else:
         text = re.sub(r"@FMSELECT_BEGIN@.*?@FMSELECT_END@\n?", "", text, flags=re.S)
