@@ -24,7 +24,7 @@ target_link_libraries(pcsc_driver_tests PRIVATE orvex_ifd orvexsim GTest::gtest_
 add_dependencies(pcsc_driver_tests ifd_orvex)
 gtest_discover_tests(pcsc_driver_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 
-foreach(name cards apdu storage removal control two_readers)
+foreach(name cards apdu storage removal control two_readers readme)
   add_test(NAME pcsc.${name}
     COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/pcsc/run_pcscd_test.sh ${CMAKE_CURRENT_SOURCE_DIR}/pcsc/test_${name}.py)
   set_tests_properties(pcsc.${name} PROPERTIES

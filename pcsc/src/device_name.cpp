@@ -52,6 +52,17 @@ bool IsOurDevice(const std::string& ids) {
 }  // namespace
 
 bool ConnectionFromDeviceName(const std::string& device, std::string& connection, std::string& error) {
+  // serial:PATH[@BAUD]: pcscd looks for a DEVICENAME without a colon as a
+  // file, which /dev/ttyUSB0@38400 is not; this form carries the speed past it.
+  static const std::string kSerial = "serial:";
+  if (device.compare(0, kSerial.size(), kSerial) == 0) {
+    connection = device.substr(kSerial.size());
+    if (connection.empty() || connection[0] != '/') {
+      error = "\"" + device + "\" names no device path after serial:";
+      return false;
+    }
+    return true;
+  }
   auto parts = Split(device, ':');
   // Only pcscd's hotplug names have a VVVV/PPPP part; every other name is
   // the library's own.

@@ -12,6 +12,7 @@ namespace orvex_ifd {
 //   usb:VVVV/PPPP:libudev:IF:/dev/bus/usb/BBB/AAA  ->  usb:BBB:AAA (decimal)
 //   usb:VVVV/PPPP:libusb-1.0:B:A:IF                ->  usb:B:A
 //   usb:VVVV/PPPP (no place given)                 ->  usb
+//   serial:/dev/ttyUSB0@38400                      ->  /dev/ttyUSB0@38400
 //   anything else (a serial device, "ttyS:N", "usb:1:4", any "@BAUD")
 //                                                  ->  unchanged
 // A hotplug name for another vendor or product than 0471:114A, or one whose

@@ -127,6 +127,16 @@ TEST(DeviceName, EveryOtherNameIsTheLibrarysOwn) {
   }
 }
 
+TEST(DeviceName, SerialFormCarriesTheSpeedPastPcscdsFileCheck) {
+  std::string c, e;
+  ASSERT_TRUE(ConnectionFromDeviceName("serial:/dev/ttyUSB0@38400", c, e)) << e;
+  EXPECT_EQ(c, "/dev/ttyUSB0@38400");
+  ASSERT_TRUE(ConnectionFromDeviceName("serial:/dev/serial/by-id/usb-x-if00-port0", c, e)) << e;
+  EXPECT_EQ(c, "/dev/serial/by-id/usb-x-if00-port0");
+  EXPECT_FALSE(ConnectionFromDeviceName("serial:", c, e));
+  EXPECT_FALSE(ConnectionFromDeviceName("serial:ttyUSB0", c, e));
+}
+
 TEST(DeviceName, Channels) {
   std::string c;
   ASSERT_TRUE(ConnectionFromChannel(0x0103F8, c));

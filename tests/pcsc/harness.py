@@ -19,6 +19,8 @@ from smartcard.scard import (SCARD_E_NO_READERS_AVAILABLE, SCARD_S_SUCCESS, SCAR
 
 SIM = os.environ.get("ORVEX_SIM", "orvex-sim")
 DRIVER = os.environ.get("ORVEX_IFD", "libifd_orvex.so")
+# The driver's example files, as the package installs them.
+SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "pcsc")
 PCSCD = os.environ.get("PCSCD", "/usr/sbin/pcscd")
 
 WORK = tempfile.mkdtemp(prefix="orvex-pcsc-")
@@ -94,13 +96,16 @@ def list_readers():
 
 
 class Pcscd:
-    """pcscd in the foreground, with one reader.conf.d file per simulator and
-    the driver configuration given (the text of its pcsc.conf)."""
+    """pcscd in the foreground, with one reader.conf.d file per simulator,
+    the files extra_conf names (declaring extra_readers readers between them),
+    and the driver configuration given (the text of its pcsc.conf)."""
 
-    def __init__(self, sims, config="", slots=4):
+    def __init__(self, sims, config="", slots=4, extra_conf=(), extra_readers=0):
         self.dir = tempfile.mkdtemp(dir=WORK)
         conf = os.path.join(self.dir, "reader.conf.d")
         os.mkdir(conf)
+        for path in extra_conf:
+            shutil.copy(path, os.path.join(conf, "extra-" + os.path.basename(path)))
         for i, (name, sim) in enumerate(sims.items()):
             with open(os.path.join(conf, "orvex%d" % i), "w") as f:
                 f.write('FRIENDLYNAME "%s"\nDEVICENAME %s\nLIBPATH %s\nCHANNELID 0\n' % (name, sim.path, DRIVER))
@@ -112,7 +117,7 @@ class Pcscd:
         self.log_file = open(self.log_path, "w")
         self.proc = subprocess.Popen([PCSCD, "--foreground", "--debug", "--apdu", "--config", conf],
                                      stdout=self.log_file, stderr=subprocess.STDOUT, env=env)
-        expected = slots * len(sims)
+        expected = slots * (len(sims) + extra_readers)
         deadline = time.monotonic() + 10
         while time.monotonic() < deadline:
             if self.proc.poll() is not None:
@@ -142,13 +147,13 @@ class Pcscd:
 class Setup:
     """Simulators and pcscd for one test module: Setup({"Orvex A": ["--card", "cpu"]})."""
 
-    def __init__(self, readers, config=""):
+    def __init__(self, readers, config="", extra_conf=(), extra_readers=0):
         self.sims = {}
         self.daemon = None
         try:
             for name, args in readers.items():
                 self.sims[name] = Sim(*args)
-            self.daemon = Pcscd(self.sims, config)
+            self.daemon = Pcscd(self.sims, config, extra_conf=extra_conf, extra_readers=extra_readers)
         except BaseException:
             self.stop()
             raise

@@ -2,6 +2,7 @@
 """SCardControl: the feature request answered honestly, and the raw
 reader-command pass-through refused unless the driver's configuration
 enables it."""
+import os
 import unittest
 
 from smartcard.scard import (SCARD_CTL_CODE, SCARD_E_UNSUPPORTED_FEATURE, SCARD_LEAVE_CARD,
@@ -46,8 +47,14 @@ def features():
 class PassThroughOffByDefault(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        # No configuration at all, and one that says no: both refuse.
-        cls.setup = harness.Setup({"Orvex test": ["--serial", SERIAL, "--trace"]}, config="")
+        # The configuration file as installed (pass-through = no), and beside
+        # the reader's own file the installed reader.conf.d example, every
+        # line of it commented out: pcscd takes it and adds no reader.
+        with open(os.path.join(harness.SOURCE, "pcsc.conf")) as f:
+            shipped = f.read()
+        assert "pass-through = no" in shipped
+        cls.setup = harness.Setup({"Orvex test": ["--serial", SERIAL, "--trace"]}, config=shipped,
+                                  extra_conf=[os.path.join(harness.SOURCE, "reader.conf.d", "orvex")])
 
     @classmethod
     def tearDownClass(cls):
