@@ -275,7 +275,9 @@ RESPONSECODE Reader::FieldTransmit(const Bytes& command, Bytes& response) {
     }
   }
   // An APDU to the ISO 14443-4 card, as it stands; its answer as it comes
-  // (61 XX and 6C XX are the application's to follow).
+  // (61 XX and 6C XX are the application's to follow). One the reader cannot
+  // carry fails without the card being taken for gone.
+  if (command.size() > kMaxFieldApdu) return IFD_COMMUNICATION_ERROR;
   switch (field.Apdu(command, response)) {
     case CardIo::Result::kOk: return IFD_SUCCESS;
     case CardIo::Result::kRefused: Lost(s); return IFD_ICC_NOT_PRESENT;

@@ -33,8 +33,10 @@ class Reader {
  public:
   static constexpr int kSlots = 4;
   static constexpr int kField = 0;
-  // The longest APDU the reader carries to a SAM.
+  // The longest APDU the reader carries to a SAM, and to a card in the field
+  // (one command's data field).
   static constexpr size_t kMaxSamApdu = 100;
+  static constexpr size_t kMaxFieldApdu = 1040;
   // How often the polling thread looks at a slot: a card put into the field
   // or taken away shows within this (plus one look).
   static constexpr std::chrono::milliseconds kPollInterval{200};

@@ -127,6 +127,10 @@ TEST_F(ReaderTest, CpuCard) {
   EXPECT_EQ(Tx("00 B0 95 00 04"), "4F 56 58 31 90 00");
   EXPECT_EQ(Tx("FF CA 00 00 00"), "C1 02 03 04 90 00");
   EXPECT_EQ(Tx(H("00 B0"), IFD_COMMUNICATION_ERROR), "");  // not an APDU
+  Bytes too_long = H("00 D6 00 00 00 04 0D");
+  too_long.resize(Reader::kMaxFieldApdu + 1);
+  EXPECT_EQ(Tx(too_long, IFD_COMMUNICATION_ERROR), "");  // more than the reader carries
+  EXPECT_EQ(Tx("00 B0 95 00 04"), "4F 56 58 31 90 00");  // the card is still there
   Bytes atr;
   EXPECT_EQ(reader_->Power(0, IFD_POWER_DOWN, atr), IFD_SUCCESS);
   EXPECT_TRUE(reader_->Atr(0).empty());
