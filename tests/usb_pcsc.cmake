@@ -19,3 +19,19 @@ if(TARGET orvex_fake_hid AND TARGET ifd_orvex AND TARGET orvexsim)
     "endif()\n")
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${env_file})
 endif()
+
+# pcscd's own hotplug (libudev) finding the emulated reader, with the bundle
+# mounted over the driver folder in a private mount namespace (root).
+if(TARGET orvex_fake_hid AND TARGET ifd_orvex AND TARGET orvexsim AND NOT (ORVEX_SANITIZE OR ORVEX_TSAN OR ORVEX_FUZZ))
+  find_program(ORVEX_PCSCD pcscd PATHS /usr/sbin)
+  if(ORVEX_PCSCD)
+    add_executable(pcsc_usb_hotplug_tests ${CMAKE_CURRENT_SOURCE_DIR}/pcsc/usb_hotplug_test.cpp)
+    target_compile_definitions(pcsc_usb_hotplug_tests PRIVATE ORVEX_IFD_PATH="$<TARGET_FILE:ifd_orvex>"
+      ORVEX_IFD_PLIST="${PROJECT_BINARY_DIR}/pcsc/Info.plist" PCSCD_PATH="${ORVEX_PCSCD}")
+    target_link_libraries(pcsc_usb_hotplug_tests PRIVATE orvex_fake_hid orvexsim PkgConfig::PCSCLITE GTest::gtest_main)
+    add_dependencies(pcsc_usb_hotplug_tests ifd_orvex)
+    add_test(NAME pcsc.usb_hotplug COMMAND pcsc_usb_hotplug_tests)
+    set_tests_properties(pcsc.usb_hotplug PROPERTIES LABELS pcsc TIMEOUT 120
+      ENVIRONMENT "LD_PRELOAD=libumockdev-preload.so.0")
+  endif()
+endif()
