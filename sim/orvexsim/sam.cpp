@@ -10,8 +10,12 @@ namespace orvexsim {
 
 SamCard::SamCard(Bytes serial) : serial_(std::move(serial)), cos_(serial_) {}
 
-// T=0, historical bytes "OVXSAM" and the serial number.
-Bytes SamCard::atr() const { return Concat({0x3B, 0x6E, 0x00, 0x00, 'O', 'V', 'X', 'S', 'A', 'M'}, serial_); }
+// T=0; TB1 and TC1 zero; historical bytes "OVXSAM" and the serial number,
+// as many as T0 announces.
+Bytes SamCard::atr() const {
+  uint8_t k = static_cast<uint8_t>((6 + serial_.size()) & 0x0F);
+  return Concat({0x3B, static_cast<uint8_t>(0x60 | k), 0x00, 0x00, 'O', 'V', 'X', 'S', 'A', 'M'}, serial_);
+}
 
 namespace {
 

@@ -150,7 +150,7 @@ TEST_F(Cli, SamApduResetsTheSlotFirst) {
   std::getline(lines, c2);
   std::getline(lines, a2);
   // The SAM's answer to reset carries its serial number at the end.
-  EXPECT_EQ(atr, "ATR 3B6E00004F565853414D01020304");
+  EXPECT_EQ(atr, "ATR 3B6A00004F565853414D01020304");
   EXPECT_EQ(c1, "> 0084000008");
   // GET CHALLENGE: eight bytes, then 90 00.
   ASSERT_EQ(a1.size(), 2u + 16 + 1 + 4) << a1;
@@ -161,7 +161,7 @@ TEST_F(Cli, SamApduResetsTheSlotFirst) {
   ASSERT_EQ(r.status, 0) << r.err;
   auto j = r.Json();
   EXPECT_EQ(j["slot"], 1);
-  EXPECT_EQ(j["atr"], "3B6E00004F565853414D01020304");
+  EXPECT_EQ(j["atr"], "3B6A00004F565853414D01020304");
   ASSERT_EQ(j["responses"].size(), 1u);
   EXPECT_EQ(j["responses"][0]["command"], "0084000004");
   EXPECT_EQ(j["responses"][0]["data"].get<std::string>().size(), 8u);

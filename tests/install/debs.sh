@@ -9,7 +9,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 debs=${1:-$root/build/debs}
 packages=(liborvex1 liborvex-dev orvex-tools liborvex-doc
-          liborvex1-dbgsym orvex-tools-dbgsym)
+          liborvex1-dbgsym orvex-tools-dbgsym libifd-orvex libifd-orvex-dbgsym)
 [ "$(id -u)" -eq 0 ] || { echo "debs.sh: needs root (dpkg -i)" >&2; exit 2; }
 ls "$debs"/*.deb >/dev/null || { echo "debs.sh: no packages in $debs (run scripts/package)" >&2; exit 2; }
 for p in "${packages[@]}"; do
@@ -49,7 +49,9 @@ echo "== files where Debian puts them"
 for f in "$libdir/liborvex.so.1" "$libdir/liborvex.so" "$libdir/pkgconfig/orvex.pc" \
          "$libdir/cmake/Orvex/OrvexConfig.cmake" /usr/include/orvex.h /usr/bin/orvex /usr/bin/orvex-sim \
          /usr/share/man/man1/orvex.1.gz /usr/share/man/man1/orvex-sim.1.gz /lib/udev/rules.d/60-orvex.rules \
-         /usr/share/doc/liborvex1/copyright /usr/share/doc/liborvex-doc/html/index.html; do
+         /usr/share/doc/liborvex1/copyright /usr/share/doc/liborvex-doc/html/index.html \
+         /usr/lib/pcsc/drivers/ifd-orvex.bundle/Contents/Info.plist /usr/lib/pcsc/drivers/serial/libifd_orvex.so \
+         /etc/reader.conf.d/orvex /etc/orvex/pcsc.conf; do
   [ -e "$f" ] || fail "$f missing"
 done
 for b in /usr/bin/orvex /usr/bin/orvex-sim "$(readlink -f "$libdir/liborvex.so.1")"; do

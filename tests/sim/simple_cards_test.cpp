@@ -173,6 +173,9 @@ TEST_F(Cards, SamSlots) {
   Reply atr = Cmd(0x15, {0x03});
   ASSERT_EQ(status::kOk, atr.status);
   EXPECT_EQ(0x3B, atr.data[0]);
+  // T0 announces TB1, TC1 and exactly the historical bytes that follow.
+  ASSERT_EQ(14u, atr.data.size());
+  EXPECT_EQ(0x6A, atr.data[1]);
   EXPECT_EQ(6u, Cmd(0x16, {0x00, 0x84, 0x00, 0x00, 0x04}).data.size());
   EXPECT_EQ((Bytes{0x6A, 0x82}), Cmd(0x16, {0x00, 0xA4, 0x00, 0x00, 0x02, 0x10, 0x01}).data);
   EXPECT_EQ(status::kOk, Cmd(0x14, {0x13}).status);
