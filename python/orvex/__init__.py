@@ -1,0 +1,18 @@
+# SPDX-License-Identifier: MIT
+"""Orvex desktop card readers from Python.
+
+    import orvex
+    with orvex.Reader("/dev/ttyUSB0") as reader:
+        print(reader.info())
+        for card in reader.scan():
+            print(card)
+
+`orvex.sim.Simulator` runs the simulated reader in this process; the
+pytest plugin `orvex.pytest_plugin` gives tests a fresh one (fixture
+`orvex_sim`).
+"""
+from .errors import (OrvexError, LinkError, ReaderRefused, UnknownConnection, ReaderClosed,  # noqa: F401
+                     DisplayError, FelicaError, SLE4442Error, CardApplicationError, NDEFError,
+                     TopazError)
+from . import _orvex  # noqa: F401
+from ._orvex import Link, check_connection, method_names  # noqa: F401
