@@ -16,3 +16,9 @@ from .errors import (OrvexError, LinkError, ReaderRefused, UnknownConnection, Re
                      TopazError)
 from . import _orvex  # noqa: F401
 from ._orvex import Link, check_connection, method_names  # noqa: F401
+from .reader import Reader, Card, list_readers  # noqa: F401,E402
+from .cards import (MifareClassic, Ntag, VicinityTag, IsoDepCard, CardStatusError,  # noqa: F401,E402
+                    access_conditions, access_bytes, lcd_bitmap)
+from . import ndef, sim, crypto  # noqa: F401,E402
+
+__version__ = _orvex.version()

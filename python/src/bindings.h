@@ -29,6 +29,7 @@ using Buffer = std::vector<unsigned char>;
 // One reader link (an OrvexLink) and the calls made through it.
 class Link {
  public:
+  Link();
   explicit Link(const std::string& connection);
   ~Link();
   void Close();
@@ -118,6 +119,7 @@ std::vector<char> TextArg(const char* method, const char* name, const std::strin
 py::bytes Take(const Buffer& b, long long n, long long cap);
 
 void BindMethods(py::class_<Link>& cls);
+void BindLayers(py::module_& m);
 extern const char* const kMethodNames[];
 
 }  // namespace orvex_py

@@ -61,6 +61,8 @@ Link::Link(const std::string& connection) : link_(new OrvexLink()), connection_(
   }
 }
 
+Link::Link() : link_(new OrvexLink()), connection_("") {}
+
 Link::~Link() {
   py::gil_scoped_release release;
   link_.reset();
@@ -311,7 +313,8 @@ PYBIND11_MODULE(_orvex, m) {
   Errors();  // orvex.errors must be importable
 
   py::class_<Link> cls(m, "Link", "One reader link (OrvexLink), opened from a connection string.");
-  cls.def(py::init<const std::string&>(), py::arg("connection"))
+  cls.def(py::init<>(), "A link that is not open (for the methods that need none, such as DES).")
+      .def(py::init<const std::string&>(), py::arg("connection"))
       .def("close", &Link::Close, "Closes the link; every later command raises ReaderClosed.")
       .def_property_readonly("is_open", &Link::IsOpen)
       .def_property_readonly("connection", &Link::connection)
@@ -325,6 +328,7 @@ PYBIND11_MODULE(_orvex, m) {
       .def_property_readonly("last_failure_text", &Link::FailureText)
       .def_property_readonly("last_answer_length", &Link::AnswerLength);
   BindMethods(cls);
+  BindLayers(m);
 
   m.def("method_names", [] {
     std::vector<std::string> v;
