@@ -234,8 +234,8 @@ class Reader:
         found.append(Card(self, "felica", idm, pmm=pmm.hex().upper()))
 
     def _scan_id_card(self, found):
-        length, number = self.raw.OV_ChinaIDV2_RequestCardNo(self.reader_id)
-        if length == 8:
+        number = self.raw.OV_ChinaIDV2_RequestCardNo(self.reader_id)  # as long as LengthOfCardNo says
+        if len(number) == 8:
             found.append(Card(self, "id-card", number))
 
     def _scan_type_b(self, found):

@@ -90,6 +90,14 @@ class Simulator:
         """The memory of a simulated MIFARE Classic, keys included."""
         return self._sim.memory(card.handle)
 
+    def lcd_pixels(self):
+        """The display reader's LCD: 64 rows of 128 pixels, each True when
+        dark (None on the card reader)."""
+        raw = self._sim.lcd()
+        if not raw:
+            return None
+        return [[bool(raw[y * 128 + x]) for x in range(128)] for y in range(64)]
+
     @property
     def beeps(self):
         """How many times the buzzer sounded."""

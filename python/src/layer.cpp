@@ -126,8 +126,10 @@ void BindLayers(py::module_& m) {
     try {
       nd::WriteMessage(mem, msg, report);
     } catch (const nd::Error& e) {
-      RaiseNdef(std::string("the message was not written: ") + e.what() +
-                (report.state.empty() ? "" : " (" + report.state + ")"));
+      std::string what = e.what();
+      if (!report.state.empty() && what.find(report.state) == std::string::npos)
+        what += " (" + report.state + ")";
+      RaiseNdef("the message was not written: " + what);
     }
     py::dict d;
     d["message_bytes"] = report.message_bytes;

@@ -14,6 +14,7 @@
 
 #include "bindings.h"
 #include "orvexsim/card_spec.h"
+#include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/sam.h"
 #include "orvexsim/serial_server.h"
@@ -275,6 +276,16 @@ class Sim {
     auto lock = sim_->Lock();
     return Get(handle)->Describe();
   }
+  // The LCD's pixels, one byte each (1 dark), row by row; empty on the card reader.
+  py::bytes lcd() {
+    auto lock = sim_->Lock();
+    orvexsim::Display* d = sim_->display();
+    if (!d) return py::bytes("");
+    std::string out(128 * 64, '\0');
+    for (int y = 0; y < 64; ++y)
+      for (int x = 0; x < 128; ++x) out[static_cast<size_t>(y * 128 + x)] = d->Pixel(x, y) ? 1 : 0;
+    return py::bytes(out);
+  }
   int beeps() {
     auto lock = sim_->Lock();
     return sim_->reader().beeps;
@@ -372,6 +383,7 @@ PYBIND11_MODULE(_orvex, m) {
       .def("clear", &Sim::Clear)
       .def("field", &Sim::Field)
       .def("describe", &Sim::Describe, py::arg("handle"))
+      .def("lcd", &Sim::lcd)
       .def_property_readonly("beeps", &Sim::beeps)
       .def_property_readonly("led_text", &Sim::led_text);
 }
