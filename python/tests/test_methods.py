@@ -195,3 +195,17 @@ def test_des(link):
     assert link.DES3(1, key16, enc) == block
     cbc = link.DES3_CBC(0, key16, block, bytes(8))
     assert cbc == enc  # one block with a zero IV is plain triple-DES
+
+
+def test_type_stub_declares_every_method_as_bound():
+    import ast
+    stub = os.path.join(os.path.dirname(orvex.__file__), "_orvex.pyi")
+    tree = ast.parse(open(stub, encoding="utf-8").read())
+    link = [n for n in tree.body if isinstance(n, ast.ClassDef) and n.name == "Link"][0]
+    declared = {f.name: [a.arg for a in f.args.args[1:]] for f in link.body if isinstance(f, ast.FunctionDef)}
+    for name in orvex.method_names():
+        assert name in declared, name
+        # the binding's own signature line (pybind11's first docstring line)
+        first = getattr(orvex.Link, name).__doc__.splitlines()[0]
+        bound = [a.split(":")[0].strip() for a in first[first.index("(") + 1:first.rindex(")")].split(",")[1:]]
+        assert declared[name] == [b for b in bound if b], name
