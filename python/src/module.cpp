@@ -6,6 +6,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -87,18 +88,24 @@ Link::ProcessLock::~ProcessLock() {
 
 Link::InterruptGuard::InterruptGuard(OrvexLink* link) {
   if (!pthread_equal(pthread_self(), g_main_thread)) return;
-  struct sigaction cur;
-  if (sigaction(SIGINT, nullptr, &cur) != 0) return;
-  // Only where Python handles SIGINT itself (not ignored, not the default).
-  if (cur.sa_handler == SIG_IGN || cur.sa_handler == SIG_DFL) return;
   g_sigint_fired = 0;
   g_sigint_link.store(link);
   struct sigaction sa;
   std::memset(&sa, 0, sizeof sa);
   sa.sa_handler = OnSigint;
   sigemptyset(&sa.sa_mask);
-  if (sigaction(SIGINT, &sa, &old_) == 0) installed_ = true;
-  else g_sigint_link.store(nullptr);
+  if (sigaction(SIGINT, &sa, &old_) != 0) {
+    g_sigint_link.store(nullptr);
+    return;
+  }
+  installed_ = true;
+  // Only where Python handles SIGINT itself (not ignored, not the default):
+  // otherwise the disposition goes back at once.
+  if (old_.sa_handler == SIG_IGN || old_.sa_handler == SIG_DFL) {
+    sigaction(SIGINT, &old_, nullptr);
+    g_sigint_link.store(nullptr);
+    installed_ = false;
+  }
 }
 
 Link::InterruptGuard::~InterruptGuard() {
@@ -341,6 +348,17 @@ PYBIND11_MODULE(_orvex, m) {
   BindMethods(cls);
   BindLayers(m);
 
+  m.def("_cpp_version_loop", [](Link& l, int reader_id, int n) {
+    // The same exchange as Link.OV_GetReaderVersion, n times from C++ on the
+    // same link (for python/bench.py): seconds taken.
+    if (!l.IsOpen()) Raise("ReaderClosed", "the reader is closed");
+    py::gil_scoped_release release;
+    OrvexLinkScope scope(l.link());
+    Orvex o;
+    auto t0 = std::chrono::steady_clock::now();
+    for (int i = 0; i < n; ++i) o.OV_GetReaderVersion(reader_id);
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  }, py::arg("link"), py::arg("reader_id"), py::arg("n"));
   m.def("method_names", [] {
     std::vector<std::string> v;
     for (const char* const* p = kMethodNames; *p; ++p) v.push_back(*p);
