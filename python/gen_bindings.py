@@ -180,11 +180,21 @@ def c_str(text):
 
 
 def meaning(m, code):
-    """What the header says result code means for method m ("" if nothing)."""
+    """What the header says result code means for method m ("" if nothing):
+    the words after the code where it stands in a list of results (at the
+    start, or after punctuation), up to the next result."""
     for text in (m.doc, m.section_doc):
-        for mm in re.finditer(rf"(?<![\w-]){re.escape(str(code))}(?![\w])[\s:]*([^;]*)", text):
-            s = re.split(r"(?<=[\w)])\.\s|\s-?\d+\s+(?=[a-z])|\s-?\d+;", mm.group(1))[0].strip(" .,")
+        for mm in re.finditer(rf"(?:^|[;:,.()]\s*|\s\s|Results?:?\s+)({re.escape(str(code))})(?![\w.])[\s:]*([^;]*)",
+                              text):
+            # up to the next result: a code in a column layout, after a
+            # comma, or the end of the sentence
+            s = re.split(r"\s+(?:-?\d+|other)\s{2,}|,\s+-?\d+\s|(?<=[\w)])\.\s", mm.group(2))[0]
+            s = " ".join(s.split()).strip(" .,")
             if len(s) > 3 and not s[0].isdigit():
+                if s.startswith("also"):
+                    ref = re.search(r"Results as (\w+)", text)
+                    if ref:
+                        s = f"as {ref.group(1)}'s {code}; {s}"
                 return s
     return ""
 
