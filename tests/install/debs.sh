@@ -9,7 +9,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 debs=${1:-$root/build/debs}
 packages=(liborvex1 liborvex-dev orvex-tools liborvex-doc
-          liborvex1-dbgsym orvex-tools-dbgsym python3-orvex python3-orvex-dbgsym)
+          liborvex1-dbgsym orvex-tools-dbgsym python3-orvex)
 [ "$(id -u)" -eq 0 ] || { echo "debs.sh: needs root (dpkg -i)" >&2; exit 2; }
 ls "$debs"/*.deb >/dev/null || { echo "debs.sh: no packages in $debs (run scripts/package)" >&2; exit 2; }
 for p in "${packages[@]}"; do
