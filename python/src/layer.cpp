@@ -7,6 +7,7 @@
 
 #include "bindings.h"
 #include "mifare_access.h"
+#include "ndef/forum/mad.h"
 #include "ndef/forum/message.h"
 #include "ndef/forum/records.h"
 #include "ndef/forum/tag.h"
@@ -140,6 +141,17 @@ void BindLayers(py::module_& m) {
     return d;
   }, py::arg("memory"), py::arg("message"),
      "Writes the message so that an interruption leaves the old one or an empty one.");
+
+  m.def("ndef_parse_mad", [](const py::bytes& mad) {
+    try {
+      return nd::ParseMad(FromBytes(mad));
+    } catch (const nd::Error& e) {
+      RaiseNdef(std::string("the MIFARE application directory does not check: ") + e.what());
+    }
+  }, py::arg("mad"), "The application identifiers of the sectors a directory (its data blocks) lists.");
+  m.attr("NDEF_AID") = nd::kNdefAid;
+  m.attr("MAD_KEY_A") = py::bytes(reinterpret_cast<const char*>(nd::kMadKeyA), 6);
+  m.attr("NFC_FORUM_KEY_A") = py::bytes(reinterpret_cast<const char*>(nd::kNfcForumKeyA), 6);
 
   m.def("mfc_access", [](const py::bytes& trailer) {
     std::string s = trailer;

@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: MIT
 # The Pythonic layer of orvex.Reader against the simulated reader.
+import os
+
 import pytest
 
 import orvex
@@ -245,3 +247,43 @@ def test_des_and_triple_des():
         crypto.des_encrypt(key, b"123")
     with pytest.raises(ValueError):
         crypto.tdes_encrypt(key, plain)
+
+
+@pytest.mark.orvex_cards("mfc1k:11223344")
+def test_ndef_on_a_mifare_classic_shared_with_the_orvex_tool(orvex_sim):
+    import json
+    import subprocess
+    tool = os.environ["ORVEX_TOOL"]
+    subprocess.run([tool, "--device", orvex_sim.path, "ndef", "format", "--yes"], check=True,
+                   capture_output=True, timeout=60)
+    records = [ndef.Text("on a MIFARE Classic"), ndef.Uri("https://example.com/mfc")]
+    with orvex.Reader(orvex_sim) as reader:
+        assert reader.ndef.read() == []
+        report = reader.ndef.write(records)
+        assert report["complete"]
+        assert reader.ndef.read() == records
+        with pytest.raises(orvex.NDEFError, match="key B 010203040506 does not open sector 1"):
+            reader.ndef.write([ndef.Text("lost")], key_b=b"\x01\x02\x03\x04\x05\x06")  # checked first
+        assert reader.ndef.read() == records
+    out = subprocess.run([tool, "--device", orvex_sim.path, "ndef", "read", "--json"], check=True,
+                         capture_output=True, text=True, timeout=60).stdout
+    got = json.loads(out)["records"]
+    assert [(r["kind"], r.get("text", r.get("uri"))) for r in got] == \
+        [("text", "on a MIFARE Classic"), ("uri", "https://example.com/mfc")]
+
+
+@pytest.mark.orvex_cards("iso15693:E0040150AABBCCDD")
+def test_ndef_on_an_iso15693_tag(reader):
+    with pytest.raises(orvex.NDEFError, match="no tag formatted for NDEF"):
+        reader.ndef.read()
+    # a capability container (E1, version 1.0 read/write, 8 x 8 bytes): block 0
+    uid = bytes.fromhex("E0040150AABBCCDD")
+    reader.iso15693.write_block(uid, 0, bytes.fromhex("E1400800"))
+    reader.iso15693.write_block(uid, 1, bytes.fromhex("0300FE00"))
+    assert reader.ndef.read() == []
+    records = [ndef.Text("vicinity"), ndef.Uri("urn:nfc:ext")]
+    reader.ndef.write(records)
+    assert reader.ndef.read() == records
+    with pytest.raises(orvex.NDEFError, match="at most"):
+        reader.ndef.write([ndef.Text("y" * 80)])
+    assert reader.ndef.read() == records
