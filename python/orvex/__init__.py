@@ -22,3 +22,9 @@ from .cards import (MifareClassic, Ntag, VicinityTag, IsoDepCard, CardStatusErro
 from . import ndef, sim, crypto  # noqa: F401,E402
 
 __version__ = _orvex.version()
+
+__all__ = ["OrvexError", "LinkError", "ReaderRefused", "UnknownConnection", "ReaderClosed", "DisplayError",
+           "FelicaError", "SLE4442Error", "CardApplicationError", "NDEFError", "TopazError", "Link",
+           "check_connection", "method_names", "Reader", "Card", "list_readers", "MifareClassic", "Ntag",
+           "VicinityTag", "IsoDepCard", "CardStatusError", "access_conditions", "access_bytes", "lcd_bitmap",
+           "ndef", "sim", "crypto"]

@@ -4,6 +4,7 @@ ISO 14443-4 (CPU) card with its FMCOS purse, SAM slots and the display
 reader's LCD."""
 import os
 import tempfile
+from typing import Any, Dict, Iterable, List, Tuple
 
 from . import _orvex
 from .errors import OrvexError, ReaderRefused
@@ -44,7 +45,7 @@ def sector_of(block):
     return block // 4 if block < 128 else 32 + (block - 128) // 16
 
 
-def access_conditions(trailer):
+def access_conditions(trailer: bytes) -> Dict[str, Any]:
     """The access conditions a 16-byte sector trailer gives: 'conditions'
     (C1C2C3 of blocks 0, 1, 2 and the trailer), the rights of each data block
     and of the trailer, in words. ValueError when its access bytes do not
@@ -52,7 +53,7 @@ def access_conditions(trailer):
     return _orvex.mfc_access(_check_bytes("trailer", trailer, size=16))
 
 
-def access_bytes(conditions):
+def access_bytes(conditions: Iterable[int]) -> bytes:
     """Trailer bytes 6 to 8 for four access conditions (0 to 7 each)."""
     return _orvex.mfc_access_bytes(list(conditions))
 
@@ -71,7 +72,7 @@ class MifareClassic(TypeACard):
     def _raw(self):
         return self.reader.raw, self.reader.reader_id
 
-    def authenticate(self, block, key=TRANSPORT_KEY, key_type="A"):
+    def authenticate(self, block: int, key: bytes = TRANSPORT_KEY, key_type: str = "A") -> None:
         """Authenticates the sector of block with a 6-byte key, key A or B.
         Raises ReaderRefused for a wrong key (the card is selected again
         then, ready for the next try)."""
@@ -86,7 +87,7 @@ class MifareClassic(TypeACard):
             self.select()
             raise
 
-    def read_block(self, block):
+    def read_block(self, block: int) -> bytes:
         """The 16 bytes of block (its sector authenticated)."""
         _check_int("block", block, 0, self.blocks - 1)
         raw, rid = self._raw()
@@ -96,7 +97,7 @@ class MifareClassic(TypeACard):
                              f"({raw.last_answer_length} of 16 bytes)")
         return data
 
-    def write_block(self, block, data, allow_trailer=False):
+    def write_block(self, block: int, data: bytes, allow_trailer: bool = False) -> None:
         """Writes 16 bytes to block (its sector authenticated). Block 0 is
         never written; a trailer only with allow_trailer=True and consistent
         access bytes (an inconsistent trailer locks the sector for good)."""
@@ -112,19 +113,19 @@ class MifareClassic(TypeACard):
         raw.OV_WriteaBlock(rid, block, 16, data)
 
     # value blocks
-    def value_init(self, block, value):
+    def value_init(self, block: int, value: int) -> None:
         """Makes block a value block holding value (signed 32 bits)."""
         _check_int("value", value, -2**31, 2**31 - 1)
         self._data_block(block)
         raw, rid = self._raw()
         raw.OV_Purse_Initial(rid, block, value)
 
-    def value_read(self, block):
+    def value_read(self, block: int) -> int:
         self._data_block(block)
         raw, rid = self._raw()
         return raw.OV_Purse_Read(rid, block)
 
-    def increment(self, block, amount, transfer_to=None):
+    def increment(self, block: int, amount: int, transfer_to: Any = None) -> None:
         """Adds amount (not negative) to the value of block and stores the
         result in transfer_to (block itself by default)."""
         _check_int("amount", amount, 0, 2**31 - 1)
@@ -133,14 +134,14 @@ class MifareClassic(TypeACard):
         raw.OV_Purse_Charge(rid, block, amount)
         raw.OV_Transfer(rid, block if transfer_to is None else self._data_block(transfer_to))
 
-    def decrement(self, block, amount, transfer_to=None):
+    def decrement(self, block: int, amount: int, transfer_to: Any = None) -> None:
         _check_int("amount", amount, 0, 2**31 - 1)
         self._data_block(block)
         raw, rid = self._raw()
         raw.OV_Purse_Decrease(rid, block, amount)
         raw.OV_Transfer(rid, block if transfer_to is None else self._data_block(transfer_to))
 
-    def restore(self, block, transfer_to):
+    def restore(self, block: int, transfer_to: int) -> None:
         """Copies the value of block to transfer_to (restore, transfer)."""
         self._data_block(block)
         raw, rid = self._raw()
@@ -162,7 +163,7 @@ class MifareClassic(TypeACard):
                 continue
         return None
 
-    def dump(self, keys=(TRANSPORT_KEY,)):
+    def dump(self, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> bytes:
         """The whole card as bytes in the .mfd layout (16 bytes a block,
         trailers with the keys found in place of the hidden ones)."""
         keys = [_check_bytes("key", k, size=6) for k in keys]
@@ -188,7 +189,7 @@ class MifareClassic(TypeACard):
                 image[t + 10:t + 16] = key
         return bytes(image)
 
-    def dump_to(self, path, keys=(TRANSPORT_KEY,)):
+    def dump_to(self, path: Any, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> bytes:
         """Dumps the card to a .mfd file (written under a temporary name,
         then renamed, readable by its owner only)."""
         image = self.dump(keys)
@@ -196,7 +197,7 @@ class MifareClassic(TypeACard):
         os.chmod(path, 0o600)
         return image
 
-    def restore_image(self, image, keys=(TRANSPORT_KEY,)):
+    def restore_image(self, image: bytes, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> None:
         """Writes a .mfd image (bytes) to the card: every block but block 0,
         each sector's trailer last. Everything is checked first: the size,
         every trailer's access bytes, and that a key opens every sector;
@@ -236,7 +237,7 @@ class MifareClassic(TypeACard):
                     continue
                 self.write_block(b, image[b * 16:b * 16 + 16], allow_trailer=True)
 
-    def restore_from(self, path, keys=(TRANSPORT_KEY,)):
+    def restore_from(self, path: Any, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> None:
         with open(path, "rb") as f:
             image = f.read(4097)
         self.restore_image(image, keys)
@@ -261,12 +262,12 @@ class Ntag(TypeACard):
             raise OrvexError(f"not an NTAG21x (version {v.hex().upper()})")
         return NTAG_PAGES[v[6]]
 
-    def read_pages(self, page):
+    def read_pages(self, page: int) -> bytes:
         """Four pages (16 bytes) from page on."""
         _check_int("page", page, 0, 255)
         return self.reader.raw.OV_NTag_Read(self.reader.reader_id, page)
 
-    def write_page(self, page, data):
+    def write_page(self, page: int, data: bytes) -> None:
         """Writes 4 bytes to page (pages 0 to 3, the UID and the capability
         container, are refused: they would make the tag unusable)."""
         _check_int("page", page, 0, 255)
@@ -275,7 +276,7 @@ class Ntag(TypeACard):
             raise ValueError(f"page {page} holds the UID, lock bytes or capability container: not written")
         self.reader.raw.OV_NTag_Write(self.reader.reader_id, page, data)
 
-    def dump(self):
+    def dump(self) -> bytes:
         """Every page of the tag, as bytes."""
         _, pages = self.model
         out = bytearray()
@@ -317,7 +318,7 @@ class Iso15693:
                 out.append((rec[0], bytes(reversed(rec[1:9]))))
         return out
 
-    def inventory(self):
+    def inventory(self) -> List[bytes]:
         """The UIDs of the tags in the field."""
         try:
             return [uid for _, uid in self.inventory_records()]
@@ -377,7 +378,7 @@ class IsoDepSession:
         except OrvexError:
             pass
 
-    def transmit(self, apdu):
+    def transmit(self, apdu: bytes) -> Tuple[bytes, int]:
         """Sends a command APDU; the response data and the status word (an
         int, 0x9000 for success)."""
         apdu = _check_bytes("apdu", apdu, min_size=4, max_size=261)

@@ -9,6 +9,8 @@ NDEF message of the tag in the field:
 Writes never leave a tag unreadable: the capacity is checked before the
 first write, the message is written behind an empty one and only then given
 its length, and everything is read back."""
+from typing import Any, Dict, Iterable, List
+
 from . import _orvex
 from .errors import NDEFError, OrvexError, ReaderRefused
 
@@ -18,7 +20,7 @@ TNF_WELL_KNOWN = 1
 class Record:
     """Any NDEF record: tnf (0 to 7), type, id, payload (bytes)."""
 
-    def __init__(self, tnf, type=b"", id=b"", payload=b""):
+    def __init__(self, tnf: int, type: bytes = b"", id: bytes = b"", payload: bytes = b"") -> None:
         for n, v in (("type", type), ("id", id), ("payload", payload)):
             if not isinstance(v, bytes):
                 raise TypeError(f"{n} must be bytes, not {v.__class__.__name__}")
@@ -52,7 +54,7 @@ class Record:
 class Text(Record):
     """A text record (UTF-8) in language lang."""
 
-    def __init__(self, text, lang="en"):
+    def __init__(self, text: str, lang: str = "en") -> None:
         if not isinstance(text, str):
             raise TypeError(f"text must be a str, not {type(text).__name__}")
         if not isinstance(lang, str) or not 1 <= len(lang) <= 63 or not lang.isascii():
@@ -67,7 +69,7 @@ class Text(Record):
 class Uri(Record):
     """A URI record (its prefix abbreviated as the NFC Forum codes say)."""
 
-    def __init__(self, uri):
+    def __init__(self, uri: str) -> None:
         if not isinstance(uri, str):
             raise TypeError(f"uri must be a str, not {type(uri).__name__}")
         self.uri = uri
@@ -77,7 +79,7 @@ class Uri(Record):
         return f"Uri({self.uri!r})"
 
 
-def encode(records):
+def encode(records: Iterable["Record"]) -> bytes:
     """The NDEF message of a list of records, as bytes."""
     records = list(records)
     for r in records:
@@ -88,7 +90,7 @@ def encode(records):
     return _orvex.ndef_encode([r._tuple() for r in records])
 
 
-def decode(data):
+def decode(data: bytes) -> List["Record"]:
     """The records of an NDEF message (bytes): Text, Uri or Record."""
     if not isinstance(data, bytes):
         raise TypeError("data must be bytes")
@@ -334,16 +336,16 @@ class NdefTags:
                     continue
         raise NDEFError("no tag formatted for NDEF in the field")
 
-    def read_bytes(self, key_b=b"\xff" * 6):
+    def read_bytes(self, key_b: bytes = b"\xff" * 6) -> bytes:
         """The message's bytes (b"" for an empty message)."""
         with self.reader._lock:
             return _orvex.ndef_read_message(self._open(key_b))
 
-    def read(self, key_b=b"\xff" * 6):
+    def read(self, key_b: bytes = b"\xff" * 6) -> List[Record]:
         """The records of the tag's message (an empty list for an empty one)."""
         return decode(self.read_bytes(key_b))
 
-    def write(self, records, key_b=b"\xff" * 6):
+    def write(self, records: Iterable[Record], key_b: bytes = b"\xff" * 6) -> Dict[str, Any]:
         """Writes the records as the tag's message. A message larger than
         the tag raises NDEFError before anything is written."""
         message = encode(records)

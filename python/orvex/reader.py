@@ -4,6 +4,7 @@ the work people do with it. Every method of the C++ class Orvex stays
 reachable as reader.raw.<name> (orvex.Link)."""
 import os
 import threading
+from typing import Any, Dict, List, Optional, Union
 
 from . import _orvex
 from .errors import OrvexError, ReaderClosed, ReaderRefused, LinkError
@@ -35,7 +36,7 @@ def _check_int(name, value, lo, hi):
     return value
 
 
-def list_readers():
+def list_readers() -> List[Dict[str, Any]]:
     """The readers this machine may have (USB readers and serial ports), as
     dicts with 'connection' (what Reader takes), 'kind', 'path', ..."""
     return _orvex.list_readers()
@@ -90,7 +91,8 @@ class Reader:
     orvex.sim.Simulator; a context manager that closes it. Each Reader owns
     its link: several readers work at once, from several threads."""
 
-    def __init__(self, connection, reader_id=0, first_byte_timeout_ms=None):
+    def __init__(self, connection: Union[str, "os.PathLike[str]", Any], reader_id: int = 0,
+                 first_byte_timeout_ms: Optional[int] = None) -> None:
         from .sim import Simulator
         if isinstance(connection, Simulator):
             connection = connection.path
@@ -111,31 +113,31 @@ class Reader:
         self._sam = Sam
 
     @property
-    def connection(self):
+    def connection(self) -> str:
         return self.raw.connection
 
     @property
-    def closed(self):
+    def closed(self) -> bool:
         return not self.raw.is_open
 
-    def close(self):
+    def close(self) -> None:
         self.raw.close()
 
-    def cancel(self):
+    def cancel(self) -> int:
         """Ends a wait for an answer in progress (safe from any thread)."""
         return self.raw.cancel()
 
-    def __enter__(self):
+    def __enter__(self) -> "Reader":
         return self
 
-    def __exit__(self, *exc):
+    def __exit__(self, *exc: Any) -> None:
         self.close()
 
     def __repr__(self):
         return f"<orvex.Reader {self.connection!r}{' closed' if self.closed else ''}>"
 
     # ---- the reader itself ------------------------------------------------
-    def info(self):
+    def info(self) -> Dict[str, Any]:
         """The reader's firmware version, serial number and product number."""
         rid = self.reader_id
         version = self.raw.OV_GetReaderVersion(rid)
@@ -149,19 +151,19 @@ class Reader:
                 "product": product.decode("ascii", "replace").rstrip("\x00"),
                 "library": _orvex.version()}
 
-    def beep(self, on=1, off=1, cycles=1):
+    def beep(self, on: int = 1, off: int = 1, cycles: int = 1) -> None:
         """Sounds the buzzer cycles times (firmware time units, 0 to 255)."""
         for n, v in (("on", on), ("off", off), ("cycles", cycles)):
             _check_int(n, v, 0, 255)
         self.raw.OV_Buzzer(self.reader_id, on, off, cycles)
 
-    def led(self, index=1, on=1, off=1, cycles=1, lit=0):
+    def led(self, index: int = 1, on: int = 1, off: int = 1, cycles: int = 1, lit: int = 0) -> None:
         """Blinks lamp index cycles times, then leaves lamp lit on."""
         for n, v in (("index", index), ("on", on), ("off", off), ("cycles", cycles), ("lit", lit)):
             _check_int(n, v, 0, 255)
         self.raw.OV_Led(self.reader_id, index, on, off, cycles, lit)
 
-    def display(self, text, align="left"):
+    def display(self, text: str, align: str = "left") -> None:
         """Shows text (at most 8 digits, '.' after a digit lights its point)
         on the LED display; align "left", "centre" or "right"."""
         if not isinstance(text, str):
@@ -174,7 +176,7 @@ class Reader:
         self.raw.OV_LEDDisplay(self.reader_id, modes[align], text)
 
     # ---- the field --------------------------------------------------------
-    def scan(self):
+    def scan(self) -> List["Card"]:
         """Every card in the field, every family the reader knows, in the
         order `orvex scan` looks: ISO 14443-A (each selected, noted and
         halted), Topaz, FeliCa, identity card, ISO 14443-B, ST memory tags,
@@ -280,13 +282,13 @@ class Reader:
         found.append(Card(self, "sle4442", b"", atr=atr.hex().upper()))
 
     # ---- per family ---------------------------------------------------------
-    def iso_dep(self):
+    def iso_dep(self) -> Any:
         """The ISO 14443-4 (CPU) card in the field, activated:
             with reader.iso_dep() as card:
                 data, sw = card.transmit(bytes.fromhex("00A4040000"))"""
         from .cards import IsoDepSession
         return IsoDepSession(self)
 
-    def sam(self, slot=1):
+    def sam(self, slot: int = 1) -> Any:
         """The SAM in contact slot 1, 2 or 3."""
         return self._sam(self, _check_int("slot", slot, 1, 3))

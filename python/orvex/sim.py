@@ -8,6 +8,8 @@ served on a pseudo-terminal that any Reader (or program) opens.
         sim.remove(tag)      # out of the field
         sim.insert(tag)      # back in
 """
+from typing import Any, Iterable, List, Optional
+
 from . import _orvex
 
 
@@ -31,7 +33,8 @@ class Simulator:
     e.g. "mfc1k", "ntag215", "iso15693", "cpu", "sle4442"); display=True
     makes it the display reader. Stop it with stop() or a with block."""
 
-    def __init__(self, cards=("mfc1k",), display=False, reader_number=1):
+    def __init__(self, cards: Iterable[str] = ("mfc1k",), display: bool = False,
+                 reader_number: int = 1) -> None:
         if isinstance(cards, str):
             raise TypeError("cards is a list of card specs, not one string")
         cards = list(cards)
@@ -42,7 +45,7 @@ class Simulator:
         self.cards = [self.place(c) for c in cards]
 
     @property
-    def path(self):
+    def path(self) -> str:
         """The pseudo-terminal to open ("/dev/pts/N"): the connection string."""
         return self._sim.path
 
@@ -52,45 +55,45 @@ class Simulator:
     def __str__(self):
         return self.path
 
-    def place(self, spec):
+    def place(self, spec: str) -> SimCard:
         """A new card of that spec, put into the field (contact cards and
         SAMs go to their slots)."""
         if not isinstance(spec, str):
             raise TypeError(f"a card spec is a string, not {type(spec).__name__}")
         return SimCard(self, self._sim.place(spec), spec)
 
-    def remove(self, card):
+    def remove(self, card: SimCard) -> bool:
         """Takes the card out of the field; False if it was not there."""
         return self._sim.remove(card.handle)
 
-    def insert(self, card):
+    def insert(self, card: SimCard) -> None:
         """Puts a card taken out back into the field."""
         self._sim.reinsert(card.handle)
 
-    def clear(self):
+    def clear(self) -> None:
         """Empties the field."""
         self._sim.clear()
 
-    def field(self):
+    def field(self) -> List[str]:
         """The cards in the field, described ("mfc1k A1 EA 42 AC")."""
         return self._sim.field()
 
-    def load_mfd(self, path):
+    def load_mfd(self, path: Any) -> SimCard:
         """A MIFARE Classic holding the raw dump in path (1024 or 4096
         bytes), put into the field."""
         card = SimCard(self, self._sim.load_mfd(str(path)), "mfd:" + str(path))
         self.cards.append(card)
         return card
 
-    def save_mfd(self, card, path):
+    def save_mfd(self, card: SimCard, path: Any) -> None:
         """Writes the memory of a simulated MIFARE Classic to path."""
         self._sim.save_mfd(card.handle, str(path))
 
-    def memory(self, card):
+    def memory(self, card: SimCard) -> bytes:
         """The memory of a simulated MIFARE Classic, keys included."""
         return self._sim.memory(card.handle)
 
-    def lcd_pixels(self):
+    def lcd_pixels(self) -> Optional[List[List[bool]]]:
         """The display reader's LCD: 64 rows of 128 pixels, each True when
         dark (None on the card reader)."""
         raw = self._sim.lcd()
@@ -99,16 +102,16 @@ class Simulator:
         return [[bool(raw[y * 128 + x]) for x in range(128)] for y in range(64)]
 
     @property
-    def beeps(self):
+    def beeps(self) -> int:
         """How many times the buzzer sounded."""
         return self._sim.beeps
 
     @property
-    def led_text(self):
+    def led_text(self) -> str:
         """What the 8-digit LED display shows."""
         return self._sim.led_text
 
-    def stop(self):
+    def stop(self) -> None:
         self._sim.stop()
 
     def __enter__(self):

@@ -6,7 +6,6 @@ import re
 import subprocess
 import sys
 
-import pytest
 
 from orvex.sim import Simulator
 
