@@ -6,7 +6,6 @@ import re
 import subprocess
 import sys
 
-
 from orvex.sim import Simulator
 
 SOURCE_DIR = os.environ.get("ORVEX_SOURCE_DIR",
