@@ -9,7 +9,8 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 debs=${1:-$root/build/debs}
 packages=(liborvex1 liborvex-dev orvex-tools liborvex-doc
-          liborvex1-dbgsym orvex-tools-dbgsym libifd-orvex libifd-orvex-dbgsym)
+          liborvex1-dbgsym orvex-tools-dbgsym libifd-orvex libifd-orvex-dbgsym
+          python3-orvex)
 [ "$(id -u)" -eq 0 ] || { echo "debs.sh: needs root (dpkg -i)" >&2; exit 2; }
 ls "$debs"/*.deb >/dev/null || { echo "debs.sh: no packages in $debs (run scripts/package)" >&2; exit 2; }
 for p in "${packages[@]}"; do
@@ -92,6 +93,16 @@ for exe in ./consumer_pc ./cmake-build/consumer; do
   grep -q "^reader firmware " out.txt || fail "$exe got no answer from orvex-sim"
 done
 kill "$sim_pid"; wait "$sim_pid" 2>/dev/null || true; sim_pid=""
+
+echo "== python3 -c 'import orvex' finds the package and its simulated reader"
+PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c '
+import orvex, orvex.sim
+assert orvex.__file__.startswith("/usr/lib/python3/dist-packages/orvex/"), orvex.__file__
+with orvex.sim.Simulator(cards=["ntag215"]) as sim, orvex.Reader(sim) as reader:
+    (tag,) = reader.scan()
+    print("python3-orvex:", reader.info()["version_text"], tag)
+' | tee py.txt
+grep -q "^python3-orvex: " py.txt || fail "the Python package does not work"
 
 echo "== man orvex"
 man -w orvex | grep -qx /usr/share/man/man1/orvex.1.gz || fail "man -w orvex: $(man -w orvex)"

@@ -1,0 +1,121 @@
+# SPDX-License-Identifier: MIT
+"""The simulated reader in this process: the card models of orvex-sim,
+served on a pseudo-terminal that any Reader (or program) opens.
+
+    from orvex.sim import Simulator
+    with Simulator(cards=["ntag215", "mfc1k:11223344"]) as sim, orvex.Reader(sim) as reader:
+        tag = sim.cards[0]
+        sim.remove(tag)      # out of the field
+        sim.insert(tag)      # back in
+"""
+from typing import Any, Iterable, List, Optional
+
+from . import _orvex
+
+
+class SimCard:
+    """A card the simulator holds (in its field or taken out)."""
+
+    def __init__(self, sim, handle, spec):
+        self._sim = sim
+        self.handle = handle
+        self.spec = spec
+
+    def describe(self):
+        return self._sim._sim.describe(self.handle)
+
+    def __repr__(self):
+        return f"<SimCard {self.describe()}>"
+
+
+class Simulator:
+    """The simulated reader: `cards` are orvex-sim card specs ("kind[:ID]",
+    e.g. "mfc1k", "ntag215", "iso15693", "cpu", "sle4442"); display=True
+    makes it the display reader. Stop it with stop() or a with block."""
+
+    def __init__(self, cards: Iterable[str] = ("mfc1k",), display: bool = False,
+                 reader_number: int = 1) -> None:
+        if isinstance(cards, str):
+            raise TypeError("cards is a list of card specs, not one string")
+        cards = list(cards)
+        for c in cards:
+            if not isinstance(c, str):
+                raise TypeError(f"a card spec is a string, not {type(c).__name__}")
+        self._sim = _orvex.Sim([], bool(display), int(reader_number))
+        self.cards = [self.place(c) for c in cards]
+
+    @property
+    def path(self) -> str:
+        """The pseudo-terminal to open ("/dev/pts/N"): the connection string."""
+        return self._sim.path
+
+    def __fspath__(self):
+        return self.path
+
+    def __str__(self):
+        return self.path
+
+    def place(self, spec: str) -> SimCard:
+        """A new card of that spec, put into the field (contact cards and
+        SAMs go to their slots)."""
+        if not isinstance(spec, str):
+            raise TypeError(f"a card spec is a string, not {type(spec).__name__}")
+        return SimCard(self, self._sim.place(spec), spec)
+
+    def remove(self, card: SimCard) -> bool:
+        """Takes the card out of the field; False if it was not there."""
+        return self._sim.remove(card.handle)
+
+    def insert(self, card: SimCard) -> None:
+        """Puts a card taken out back into the field."""
+        self._sim.reinsert(card.handle)
+
+    def clear(self) -> None:
+        """Empties the field."""
+        self._sim.clear()
+
+    def field(self) -> List[str]:
+        """The cards in the field, described ("mfc1k A1 EA 42 AC")."""
+        return self._sim.field()
+
+    def load_mfd(self, path: Any) -> SimCard:
+        """A MIFARE Classic holding the raw dump in path (1024 or 4096
+        bytes), put into the field."""
+        card = SimCard(self, self._sim.load_mfd(str(path)), "mfd:" + str(path))
+        self.cards.append(card)
+        return card
+
+    def save_mfd(self, card: SimCard, path: Any) -> None:
+        """Writes the memory of a simulated MIFARE Classic to path."""
+        self._sim.save_mfd(card.handle, str(path))
+
+    def memory(self, card: SimCard) -> bytes:
+        """The memory of a simulated MIFARE Classic, keys included."""
+        return self._sim.memory(card.handle)
+
+    def lcd_pixels(self) -> Optional[List[List[bool]]]:
+        """The display reader's LCD: 64 rows of 128 pixels, each True when
+        dark (None on the card reader)."""
+        raw = self._sim.lcd()
+        if not raw:
+            return None
+        return [[bool(raw[y * 128 + x]) for x in range(128)] for y in range(64)]
+
+    @property
+    def beeps(self) -> int:
+        """How many times the buzzer sounded."""
+        return self._sim.beeps
+
+    @property
+    def led_text(self) -> str:
+        """What the 8-digit LED display shows."""
+        return self._sim.led_text
+
+    def stop(self) -> None:
+        self._sim.stop()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.stop()
