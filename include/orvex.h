@@ -84,8 +84,10 @@ class ORVEX_API Orvex {
   /** Opens the serial port "/dev/ttyS<PortIndex>" (port 0 is /dev/ttyS0) at
    *  Bound bits per second: 4800, 9600, 19200 or 38400, no parity, one stop
    *  bit, no flow control. The driver asks for 8 data bits with no parity in
-   *  a way that leaves the character size at 7 bits (CS7), deliberately, as
-   *  the line has always been set up. Closes a serial port opened before.
+   *  a way that leaves the character size at 7 bits (CS7): applications
+   *  written for these readers get the line they were written against
+   *  (OV_ComInitialDevice sets up a fully raw 8-bit line). Closes a serial
+   *  port opened before.
    *  1 opened (the serial link is now the active one), 0 failed. */
   int OV_ComInitial(int PortIndex, int Bound);
 
