@@ -54,6 +54,7 @@ int AntiCollide_(int ReaderID, unsigned char* LenSNO, unsigned char* SNO) {
 
 // The longest serial number a card has (a triple-size UID).
 static constexpr int kMaxUidLength = 10;
+static_assert(kMaxUidLength == 10, "orvex.h sizes the serial number outputs at 10 bytes");
 
 int AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
                          unsigned char* SNLen, unsigned char* SN) {
