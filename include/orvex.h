@@ -1619,7 +1619,8 @@ class ORVEX_API Orvex {
 /** Raw pass-through: sends command 0xFB with Mode, TimeOut (one byte each)
  *  and the ParamLen bytes of Param, waits TimeOut x 100 ms on serial, and
  *  hands back all answer bytes in OutResult (at most ORVEX_MAX_ANSWER) with
- *  their count in OutLen. 1; -1 link failure or refused. */
+ *  their count in OutLen. 1; -1 link failure or refused.
+ *  Outputs: OutLen 1 int, OutResult at most ORVEX_MAX_ANSWER bytes. */
 ORVEX_API int OV_SendCMD(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param,
                          int* OutLen, unsigned char* OutResult);
 
@@ -1773,14 +1774,17 @@ ORVEX_API int NFC_Write(int ReaderID, unsigned char KeyMode, unsigned char* Key,
 /** Reads the card's message TLV into Buffer, whole blocks or read answers at
  *  a time (at most 272 bytes; on a MIFARE Classic the image starts with the
  *  two bytes before the tag). Returns the bytes placed in Buffer; -1 to -5 as
- *  NFC_Write (-4 a read failed); -6 no 0x03 tag where the message belongs. */
+ *  NFC_Write (-4 a read failed); -6 no 0x03 tag where the message belongs.
+ *  Outputs: Buffer at most 272 bytes. */
 ORVEX_API int NFC_Read(int ReaderID, unsigned char KeyMode, unsigned char* Key, unsigned char* Buffer);
 /* FMCOS */
 /** SELECT (00 A4 FileMode NextFile, Le 00) of the file named by the
  *  LenOfFileIDName bytes of FileIDName (a file identifier such as 3F 00, or
  *  a DF name). The FCI the card sends goes to FCI (at most 998 bytes), its
  *  length to LenOfFCI (0 after any failure or when the card sent only its
- *  status word). Result and ExeStatus as for the FMCOS methods of Orvex. */
+ *  status word). Result and ExeStatus as for the FMCOS methods of Orvex.
+ *  Outputs: LenOfFCI 1 byte (cut to 8 bits), FCI at most 998 bytes, ExeStatus 1
+ *  unsigned short. */
 ORVEX_API int OV_FM_Select(int ReaderID, unsigned char FileMode, unsigned char LenOfFileIDName,
                            unsigned char* FileIDName, unsigned char NextFile,
                            unsigned char* LenOfFCI, unsigned char* FCI, unsigned short* ExeStatus);
