@@ -143,6 +143,28 @@ INPUT_SIZE = {"Key": "24", "pkey": "8", "pKey": "24", "in": "8", "pInData": "8",
 ALL = "ORVEX_MAX_ANSWER"
 
 
+def _byte_output_tables():
+    """Views of the header's output sizes for readers that look a byte
+    output up by name: the documented width of every fixed-size byte output
+    by method and parameter (the input widths above joined in), and the names
+    of the outputs that are a single byte wherever they appear."""
+    width, one_byte, wider = dict(INPUT_WIDTH), set(), set()
+    for m in methods():
+        for o in m.outputs:
+            if o.unit != "byte":
+                continue
+            if o.size == "1":
+                one_byte.add(o.name)
+            else:
+                wider.add(o.name)
+                if not o.at_most:
+                    width[(m.name, o.name)] = o.size
+    return width, one_byte - wider
+
+
+WIDTH, ONE_BYTE = _byte_output_tables()
+
+
 _BY_NAME = {}
 
 
