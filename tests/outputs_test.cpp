@@ -113,6 +113,69 @@ TEST_P(Outputs, KeepTheirPromisesOnEveryAnswer) {
   }
 }
 
+// The oracle itself, on methods made to break each promise once.
+std::string Broken(int (*call)(Orvex&, fuzzmethods::Args&), bool cut = false) {
+  Method m{"broken",
+           {{"in", 4, fuzzmethods::kInput, -1, 0, false},
+            {"len", 1, fuzzmethods::kOutput, 2, 1, cut},
+            {"out", 300, fuzzmethods::kOutput, -1, 0, false}},
+           false, -1, call};
+  fuzzmethods::Args args;
+  fuzzmethods::Prepare(m, args);
+  Orvex o;
+  return fuzzmethods::Check(m, args, m.call(o, args));
+}
+
+TEST(OutputOracle, TellsEveryBrokenPromise) {
+  // Kept: two bytes written and counted.
+  EXPECT_EQ("", Broken([](Orvex&, fuzzmethods::Args& a) {
+              a.b(1)[0] = 2;
+              a.b(2)[0] = a.b(2)[1] = 0;
+              return 1;
+            }));
+  // Past the documented size.
+  EXPECT_NE("", Broken([](Orvex&, fuzzmethods::Args& a) {
+              a.b(2)[300] = 0;
+              return -1;
+            }));
+  // An output written on a failure.
+  EXPECT_NE("", Broken([](Orvex&, fuzzmethods::Args& a) {
+              a.b(1)[0] = 0;
+              return -3;
+            }));
+  // An input written.
+  EXPECT_NE("", Broken([](Orvex&, fuzzmethods::Args& a) {
+              a.b(0)[3] ^= 1;
+              return 1;
+            }));
+  // A length beyond its buffer, and bytes written past the length reported.
+  EXPECT_NE("", Broken([](Orvex&, fuzzmethods::Args& a) {
+              a.b(1)[0] = 2;
+              a.b(2)[5] = 0;
+              return 1;
+            }));
+  // Bytes written without their length.
+  EXPECT_NE("", Broken([](Orvex&, fuzzmethods::Args& a) {
+              a.b(2)[0] = 0;
+              return 1;
+            }));
+  // A count kept to 8 bits: 300 bytes counted as 44 are right, 43 are not.
+  EXPECT_EQ("", Broken(
+                    [](Orvex&, fuzzmethods::Args& a) {
+                      a.b(1)[0] = 44;
+                      for (int i = 0; i < 300; ++i) a.b(2)[i] = static_cast<unsigned char>(~fuzzmethods::Poison(2, i));
+                      return 1;
+                    },
+                    true));
+  EXPECT_NE("", Broken(
+                    [](Orvex&, fuzzmethods::Args& a) {
+                      a.b(1)[0] = 43;
+                      for (int i = 0; i < 300; ++i) a.b(2)[i] = static_cast<unsigned char>(~fuzzmethods::Poison(2, i));
+                      return 1;
+                    },
+                    true));
+}
+
 std::string Name(const ::testing::TestParamInfo<size_t>& info) {
   std::string n = Methods()[info.param].name;
   std::replace(n.begin(), n.end(), '-', '_');
