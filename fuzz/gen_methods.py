@@ -1,8 +1,11 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Writes fuzz/fuzz_methods.h: one table entry per method of class Orvex that
-the library provides, calling it with fixed inputs and outputs in heap blocks
-of exactly the documented size. Run it again when methods are added:
+the library provides, with each of its buffers (the size orvex.h gives it,
+whether it is an input or an output, which output is the length of which)
+and a call of the method with them. Integer arguments that size a buffer are
+fixed; the others come from the caller (the fuzzer's input). Run it again
+when the header changes (a test compares):
 
     fuzz/gen_methods.py > fuzz/fuzz_methods.h
 """
@@ -129,7 +132,7 @@ def entry(m):
     result_len = names.index(RESULT_IS_LENGTH[name]) if name in RESULT_IS_LENGTH else -1
     prelude = (PRELUDE[name] + " ") if name in PRELUDE else ""
     zero_ok = "true" if name in ZERO_IS_SUCCESS else "false"
-    call = f"o.{name}({', '.join(args)})" if not name.startswith("DES") else f"o.{name}({', '.join(args)})"
+    call = f"o.{name}({', '.join(args)})"
     return (f'  add({{"{name}", {{{", ".join(rows)}}}, {zero_ok}, {result_len},\n'
             f'       [](Orvex& o, [[maybe_unused]] Args& a) {{ {prelude}return {call}; }}}});')
 
