@@ -48,10 +48,17 @@ struct Args {
   }
 };
 
+// Which results are a success.
+enum Success {
+  kPositiveIsSuccess,    // any result > 0
+  kZeroOrMoreIsSuccess,  // 0 too (a leading answer byte, a count)
+  kOneIsSuccess,         // 1 alone (other positive results are refusals)
+};
+
 struct Method {
   const char* name;
   std::vector<Buffer> buffers;
-  bool zero_is_success;  // result 0 is a success too (else only results > 0)
+  Success success;
   int result_length_of;  // the result counts the bytes of this buffer, else -1
   int (*call)(Orvex&, Args&);
 };
@@ -59,467 +66,468 @@ struct Method {
 inline std::vector<Method> All() {
   std::vector<Method> m;
   auto add = [&](Method x) { m.push_back(x); };
-  add({"OV_ComNewBound", {}, true, -1,
+  add({"OV_ComNewBound", {}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ComNewBound(1, a.n(1)); }});
-  add({"OV_SetReaderID", {}, false, -1,
+  add({"OV_SetReaderID", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SetReaderID(1, a.n(1)); }});
-  add({"OV_GetReaderID", {}, false, -1,
+  add({"OV_GetReaderID", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_GetReaderID(1); }});
-  add({"OV_GetReaderVersion", {}, false, -1,
+  add({"OV_GetReaderVersion", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_GetReaderVersion(1); }});
-  add({"OV_GetReaderSerial", {{"ReaderSerial", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, 0,
+  add({"OV_GetReaderSerial", {{"ReaderSerial", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, 0,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_GetReaderSerial(1, a.b(0)); }});
-  add({"OV_GetReaderNo", {{"ReaderNo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, 0,
+  add({"OV_GetReaderNo", {{"ReaderNo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, 0,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_GetReaderNo(1, a.b(0)); }});
-  add({"OV_Buzzer", {}, false, -1,
+  add({"OV_Buzzer", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Buzzer(1, a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_Led", {}, false, -1,
+  add({"OV_Led", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Led(1, a.n(1), a.n(1), a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_LEDDisplay", {}, false, -1,
+  add({"OV_LEDDisplay", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_LEDDisplay(1, a.n(1), const_cast<char*>("12.34")); }});
-  add({"OV_AntennaStatus", {}, false, -1,
+  add({"OV_AntennaStatus", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AntennaStatus(1, true); }});
-  add({"OV_SearchCardMode", {}, false, -1,
+  add({"OV_SearchCardMode", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SearchCardMode(1, a.n(1)); }});
-  add({"OV_SearchCardModeEx", {}, false, -1,
+  add({"OV_SearchCardModeEx", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SearchCardModeEx(1, a.n(1), a.n(1)); }});
-  add({"OV_LFCard_ReadID", {{"CardID", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_LFCard_ReadID", {{"CardID", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_LFCard_ReadID(1, a.b(0)); }});
-  add({"OV_WriteReaderMemory", {{"DataToWrite", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_WriteReaderMemory", {{"DataToWrite", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_WriteReaderMemory(1, a.n(1), 16, a.b(0)); }});
-  add({"OV_ReadReaderMemory", {{"DataToRead", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_ReadReaderMemory", {{"DataToRead", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ReadReaderMemory(1, a.n(1), 16, a.b(0)); }});
-  add({"OV_SetParam", {{"Param", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_SetParam", {{"Param", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SetParam(1, a.n(1), 4, a.b(0)); }});
-  add({"OV_GetParam", {{"Param", kAll, kInput, -1, 0, false}, {"OutLen", (1) * 4, kOutput, 2, 4, false}, {"OutResult", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_GetParam", {{"Param", kAll, kInput, -1, 0, false}, {"OutLen", (1) * 4, kOutput, 2, 4, false}, {"OutResult", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_GetParam(1, a.n(1), 4, a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_Set433ModuleParam", {{"Param", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_Set433ModuleParam", {{"Param", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Set433ModuleParam(1, a.b(0)); }});
-  add({"OV_Get433ModuleParam", {{"Param", (8) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Get433ModuleParam", {{"Param", (8) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Get433ModuleParam(1, a.b(0)); }});
-  add({"OV_HFSelectAntenna", {}, false, -1,
+  add({"OV_HFSelectAntenna", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_HFSelectAntenna(1, a.n(1)); }});
-  add({"OV_WriteFlash", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_WriteFlash", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_WriteFlash(1, a.n(1), 16, a.b(0)); }});
-  add({"OV_ReadFlash", {{"len", (1) * 4, kOutput, 1, 4, false}, {"Data", (ORVEX_MAX_ANSWER - 1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_ReadFlash", {{"len", (1) * 4, kOutput, 1, 4, false}, {"Data", (ORVEX_MAX_ANSWER - 1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ReadFlash(1, a.n(1), 16, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_Config_WriteFlashEx", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_Config_WriteFlashEx", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_WriteFlashEx(1, a.n(1), 16, a.b(0)); }});
-  add({"OV_Config_ReadFlashEx", {{"len", (1) * 4, kOutput, 1, 4, false}, {"Data", (ORVEX_MAX_ANSWER - 1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_ReadFlashEx", {{"len", (1) * 4, kOutput, 1, 4, false}, {"Data", (ORVEX_MAX_ANSWER - 1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_ReadFlashEx(1, a.n(1), 16, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_Config_Clock_Set", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_Config_Clock_Set", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_Clock_Set(1, a.b(0)); }});
-  add({"OV_Config_Clock_Get", {{"Data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_Clock_Get", {{"Data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_Clock_Get(1, a.b(0)); }});
-  add({"OV_Config_TimeDisplay_Set", {}, false, -1,
+  add({"OV_Config_TimeDisplay_Set", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_TimeDisplay_Set(1, a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_Config_TimeDisplay_Get", {{"Enable", (1) * 1, kOutput, -1, 0, false}, {"Line", (1) * 1, kOutput, -1, 0, false}, {"Column", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_TimeDisplay_Get", {{"Enable", (1) * 1, kOutput, -1, 0, false}, {"Line", (1) * 1, kOutput, -1, 0, false}, {"Column", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_TimeDisplay_Get(1, a.b(0), a.b(1), a.b(2)); }});
-  add({"OV_Config_DateDisplay_Set", {}, false, -1,
+  add({"OV_Config_DateDisplay_Set", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_DateDisplay_Set(1, a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_Config_DateDisplay_Get", {{"Enable", (1) * 1, kOutput, -1, 0, false}, {"Line", (1) * 1, kOutput, -1, 0, false}, {"Column", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_DateDisplay_Get", {{"Enable", (1) * 1, kOutput, -1, 0, false}, {"Line", (1) * 1, kOutput, -1, 0, false}, {"Column", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_DateDisplay_Get(1, a.b(0), a.b(1), a.b(2)); }});
-  add({"OV_Config_Font_Set", {}, false, -1,
+  add({"OV_Config_Font_Set", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_Font_Set(1, a.n(1)); }});
-  add({"OV_Config_Font_Get", {{"Font", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_Font_Get", {{"Font", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_Font_Get(1, a.b(0)); }});
-  add({"OV_Config_FormPowerOn_Set", {}, false, -1,
+  add({"OV_Config_FormPowerOn_Set", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_FormPowerOn_Set(1, a.n(1), a.n(1), a.n(1), a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_Config_FormPowerOn_Get", {{"config", (1) * 1, kOutput, -1, 0, false}, {"timespan", (1) * 1, kOutput, -1, 0, false}, {"width", (1) * 1, kOutput, -1, 0, false}, {"height", (1) * 1, kOutput, -1, 0, false}, {"line", (1) * 1, kOutput, -1, 0, false}, {"column", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_FormPowerOn_Get", {{"config", (1) * 1, kOutput, -1, 0, false}, {"timespan", (1) * 1, kOutput, -1, 0, false}, {"width", (1) * 1, kOutput, -1, 0, false}, {"height", (1) * 1, kOutput, -1, 0, false}, {"line", (1) * 1, kOutput, -1, 0, false}, {"column", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_FormPowerOn_Get(1, a.b(0), a.b(1), a.b(2), a.b(3), a.b(4), a.b(5)); }});
-  add({"OV_Config_FormRun_Set", {}, false, -1,
+  add({"OV_Config_FormRun_Set", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_FormRun_Set(1, a.n(1), a.n(1), a.n(1), a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_Config_FormRun_Get", {{"config", (1) * 1, kOutput, -1, 0, false}, {"timespan", (1) * 1, kOutput, -1, 0, false}, {"width", (1) * 1, kOutput, -1, 0, false}, {"height", (1) * 1, kOutput, -1, 0, false}, {"line", (1) * 1, kOutput, -1, 0, false}, {"column", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_FormRun_Get", {{"config", (1) * 1, kOutput, -1, 0, false}, {"timespan", (1) * 1, kOutput, -1, 0, false}, {"width", (1) * 1, kOutput, -1, 0, false}, {"height", (1) * 1, kOutput, -1, 0, false}, {"line", (1) * 1, kOutput, -1, 0, false}, {"column", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_FormRun_Get(1, a.b(0), a.b(1), a.b(2), a.b(3), a.b(4), a.b(5)); }});
-  add({"OV_Config_TextPowerOn_Set", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_Config_TextPowerOn_Set", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_TextPowerOn_Set(1, 16, a.b(0)); }});
-  add({"OV_Config_TextPowerOn_Get", {{"len", kAll, kInput, -1, 0, false}, {"Data", (64) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_TextPowerOn_Get", {{"len", kAll, kInput, -1, 0, false}, {"Data", (64) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_TextPowerOn_Get(1, a.b(0), a.b(1)); }});
-  add({"OV_Config_TextRun_Set", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_Config_TextRun_Set", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_TextRun_Set(1, 16, a.b(0)); }});
-  add({"OV_Config_TextRun_Get", {{"len", kAll, kInput, -1, 0, false}, {"Data", (64) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Config_TextRun_Get", {{"len", kAll, kInput, -1, 0, false}, {"Data", (64) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_TextRun_Get(1, a.b(0), a.b(1)); }});
-  add({"OV_Config_ImagePowerOn_Set", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_Config_ImagePowerOn_Set", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_ImagePowerOn_Set(1, a.n(1), a.n(1), a.b(0)); }});
-  add({"OV_Config_ImageRun_Set", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_Config_ImageRun_Set", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Config_ImageRun_Set(1, a.n(1), a.n(1), a.b(0)); }});
-  add({"OV_ShowText", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ShowText", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ShowText(1, a.n(1), a.n(1), a.n(1), 16, a.b(0)); }});
-  add({"OV_ShowImageFromFlash", {}, false, -1,
+  add({"OV_ShowImageFromFlash", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ShowImageFromFlash(1, a.n(1), a.n(1), a.n(1), a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_ShowImage", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ShowImage", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ShowImage(1, a.n(1), a.n(1), a.n(1), a.n(1), a.n(1), a.b(0)); }});
-  add({"OV_ShowEnText", {{"Data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ShowEnText", {{"Data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ShowEnText(1, a.n(1), a.n(1), a.n(1), 16, a.b(0)); }});
-  add({"OV_ControlLCDBackLight", {}, false, -1,
+  add({"OV_ControlLCDBackLight", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ControlLCDBackLight(1, a.n(1), a.n(1)); }});
-  add({"OV_ClearLCDByLine", {}, false, -1,
+  add({"OV_ClearLCDByLine", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ClearLCDByLine(1, a.n(1)); }});
-  add({"OV_RequestCard", {{"CardType", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_RequestCard", {{"CardType", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_RequestCard(1, a.n(1), reinterpret_cast<unsigned short*>(a.b(0))); }});
-  add({"OV_AntiCollide", {{"LenSNO", (1) * 1, kOutput, 1, 1, true}, {"SNO", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_AntiCollide", {{"LenSNO", (1) * 1, kOutput, 1, 1, true}, {"SNO", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AntiCollide(1, a.b(0), a.b(1)); }});
-  add({"OV_CardSelect", {{"SNO", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_CardSelect", {{"SNO", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_CardSelect(1, 1, a.b(0)); }});
-  add({"OV_DownLoadKey", {{"Key", 24, kInput, -1, 0, false}}, false, -1,
+  add({"OV_DownLoadKey", {{"Key", 24, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_DownLoadKey(1, a.n(1), a.b(0)); }});
-  add({"OV_KeyDown_Authorization", {}, false, -1,
+  add({"OV_KeyDown_Authorization", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KeyDown_Authorization(1, a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_KeyAuthorization", {{"Key", 24, kInput, -1, 0, false}}, false, -1,
+  add({"OV_KeyAuthorization", {{"Key", 24, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KeyAuthorization(1, a.n(1), a.n(1), a.b(0)); }});
-  add({"OV_ReadaBlock", {{"pData", (16) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_ReadaBlock", {{"pData", (16) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ReadaBlock(1, a.n(1), 16, a.b(0)); }});
-  add({"OV_WriteaBlock", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_WriteaBlock", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_WriteaBlock(1, a.n(1), 16, a.b(0)); }});
-  add({"OV_Purse_Initial", {}, false, -1,
+  add({"OV_Purse_Initial", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Purse_Initial(1, a.n(1), a.n(1)); }});
-  add({"OV_Purse_Read", {{"Money", (1) * 4, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Purse_Read", {{"Money", (1) * 4, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Purse_Read(1, a.n(1), reinterpret_cast<int*>(a.b(0))); }});
-  add({"OV_Purse_Decrease", {}, false, -1,
+  add({"OV_Purse_Decrease", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Purse_Decrease(1, a.n(1), a.n(1)); }});
-  add({"OV_Purse_Charge", {}, false, -1,
+  add({"OV_Purse_Charge", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Purse_Charge(1, a.n(1), a.n(1)); }});
-  add({"OV_Restore", {}, false, -1,
+  add({"OV_Restore", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Restore(1, a.n(1)); }});
-  add({"OV_Transfer", {}, false, -1,
+  add({"OV_Transfer", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Transfer(1, a.n(1)); }});
-  add({"OV_CardHalt", {}, false, -1,
+  add({"OV_CardHalt", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_CardHalt(1); }});
-  add({"OV_AntiCollideAndSelect", {{"CardMem", (1) * 1, kOutput, -1, 0, false}, {"SNLen", (1) * 1, kOutput, 2, 1, false}, {"SN", (10) * 1, kOutput, -1, 0, false}}, false, 2,
+  add({"OV_AntiCollideAndSelect", {{"CardMem", (1) * 1, kOutput, -1, 0, false}, {"SNLen", (1) * 1, kOutput, 2, 1, false}, {"SN", (10) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, 2,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AntiCollideAndSelect(1, a.n(1), a.b(0), a.b(1), a.b(2)); }});
-  add({"OV_TypeA_Reset", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TypeA_Reset", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TypeA_Reset(1, a.n(1), a.n(1), reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_TypeA_COS", {{"Com_COS", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TypeA_COS", {{"Com_COS", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TypeA_COS(1, 5, a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_UltraLightRead", {{"pData", (16) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_UltraLightRead", {{"pData", (16) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_UltraLightRead(1, a.n(1), a.b(0)); }});
-  add({"OV_UltraLightWrite", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_UltraLightWrite", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_UltraLightWrite(1, a.n(1), a.b(0)); }});
-  add({"OV_AntiCollide_Level", {{"LenSNO", (1) * 1, kOutput, 1, 1, true}, {"SNO", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_AntiCollide_Level", {{"LenSNO", (1) * 1, kOutput, 1, 1, true}, {"SNO", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AntiCollide_Level(1, a.n(1), a.b(0), a.b(1)); }});
-  add({"OV_SelectCard_Level", {{"SAK", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SelectCard_Level", {{"SAK", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SelectCard_Level(1, a.n(1), a.b(0)); }});
-  add({"OV_RequestAntiandSelect", {{"ATQA", (1) * 2, kOutput, -1, 0, false}, {"SAK", (1) * 1, kOutput, -1, 0, false}, {"LenSNO", (1) * 1, kOutput, 3, 1, false}, {"SNO", (10) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_RequestAntiandSelect", {{"ATQA", (1) * 2, kOutput, -1, 0, false}, {"SAK", (1) * 1, kOutput, -1, 0, false}, {"LenSNO", (1) * 1, kOutput, 3, 1, false}, {"SNO", (10) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_RequestAntiandSelect(1, a.n(1), a.n(1), reinterpret_cast<unsigned short*>(a.b(0)), a.b(1), a.b(2), a.b(3)); }});
-  add({"OV_WriteM1MultiBlock", {{"pData", kAll, kInput, -1, 0, false}}, true, -1,
+  add({"OV_WriteM1MultiBlock", {{"pData", kAll, kInput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_WriteM1MultiBlock(1, a.n(1), 2, 16, a.b(0)); }});
-  add({"OV_ReadM1MultiBlock", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, true, -1,
+  add({"OV_ReadM1MultiBlock", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ReadM1MultiBlock(1, a.n(1), 2, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_TypeB_Request", {{"Attrib", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TypeB_Request", {{"Attrib", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TypeB_Request(1, a.n(1), a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_TypeB_ResetEx", {{"Attrib", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TypeB_ResetEx", {{"Attrib", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TypeB_ResetEx(1, a.n(1), a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_TypeB_Reset", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TypeB_Reset", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TypeB_Reset(1, a.n(1), reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_TypeB_COS", {{"Com_COS", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TypeB_COS", {{"Com_COS", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TypeB_COS(1, 5, a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_TypeB_Halt", {{"PUPI", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_TypeB_Halt", {{"PUPI", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TypeB_Halt(1, a.b(0)); }});
-  add({"OV_AT88RF020_Check", {{"Key", 24, kInput, -1, 0, false}}, false, -1,
+  add({"OV_AT88RF020_Check", {{"Key", 24, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_Check(1, a.b(0)); }});
-  add({"OV_AT88RF020_Read", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_AT88RF020_Read", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_Read(1, a.n(1), a.b(0)); }});
-  add({"OV_AT88RF020_Write", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_AT88RF020_Write", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_Write(1, a.n(1), a.b(0)); }});
-  add({"OV_AT88RF020_Lock", {{"LockByte", 4, kInput, -1, 0, false}}, false, -1,
+  add({"OV_AT88RF020_Lock", {{"LockByte", 4, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_Lock(1, a.b(0)); }});
-  add({"OV_AT88RF020_Count", {{"Signature", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_AT88RF020_Count", {{"Signature", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_Count(1, a.b(0)); }});
-  add({"OV_AT88RF020_DeSel", {}, false, -1,
+  add({"OV_AT88RF020_DeSel", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_DeSel(1); }});
-  add({"OV_AT88RF020_ReadMulti", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, true, -1,
+  add({"OV_AT88RF020_ReadMulti", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_ReadMulti(1, a.n(1), 2, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_AT88RF020_WriteMulti", {{"pData", kAll, kInput, -1, 0, false}}, true, -1,
+  add({"OV_AT88RF020_WriteMulti", {{"pData", kAll, kInput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_AT88RF020_WriteMulti(1, a.n(1), 2, 16, a.b(0)); }});
-  add({"OV_ST_Active", {{"ChipID", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_ST_Active", {{"ChipID", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ST_Active(1, a.b(0)); }});
-  add({"OV_ST_DeActive", {}, false, -1,
+  add({"OV_ST_DeActive", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ST_DeActive(1); }});
-  add({"OV_SR176_GetUID", {{"UID", (8) * 1, kWrittenOnFailure, -1, 0, false}}, false, -1,
+  add({"OV_SR176_GetUID", {{"UID", (8) * 1, kWrittenOnFailure, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR176_GetUID(1, a.b(0)); }});
-  add({"OV_SR176_Read", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SR176_Read", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR176_Read(1, a.n(1), a.b(0)); }});
-  add({"OV_SR176_Write", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_SR176_Write", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR176_Write(1, a.n(1), a.b(0)); }});
-  add({"OV_SR176_Lock", {}, false, -1,
+  add({"OV_SR176_Lock", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR176_Lock(1, a.n(1)); }});
-  add({"OV_SR176_LockStatus", {{"LockByte", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SR176_LockStatus", {{"LockByte", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR176_LockStatus(1, a.b(0)); }});
-  add({"OV_SR176_ReadMulti", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, true, -1,
+  add({"OV_SR176_ReadMulti", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR176_ReadMulti(1, a.n(1), 2, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_SR176_WriteMulti", {{"pData", kAll, kInput, -1, 0, false}}, true, -1,
+  add({"OV_SR176_WriteMulti", {{"pData", kAll, kInput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR176_WriteMulti(1, a.n(1), 2, 16, a.b(0)); }});
-  add({"OV_SR512_Read", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SR512_Read", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR512_Read(1, a.n(1), a.b(0)); }});
-  add({"OV_SR512_Write", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_SR512_Write", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR512_Write(1, a.n(1), a.b(0)); }});
-  add({"OV_SRIX4K_Check", {{"Key", 24, kInput, -1, 0, false}, {"Signature", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SRIX4K_Check", {{"Key", 24, kInput, -1, 0, false}, {"Signature", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SRIX4K_Check(1, a.b(0), a.b(1)); }});
-  add({"OV_SR512_GetUID", {{"UID", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SR512_GetUID", {{"UID", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR512_GetUID(1, a.b(0)); }});
-  add({"OV_SR512_Lock", {}, false, -1,
+  add({"OV_SR512_Lock", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR512_Lock(1, a.n(1)); }});
-  add({"OV_SR512_LockStatus", {{"LockByte", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SR512_LockStatus", {{"LockByte", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR512_LockStatus(1, reinterpret_cast<unsigned short*>(a.b(0))); }});
-  add({"OV_SR512_ReadMulti", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, true, -1,
+  add({"OV_SR512_ReadMulti", {{"LenData", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR512_ReadMulti(1, a.n(1), 2, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_SR512_WriteMulti", {{"pData", kAll, kInput, -1, 0, false}}, true, -1,
+  add({"OV_SR512_WriteMulti", {{"pData", kAll, kInput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SR512_WriteMulti(1, a.n(1), 2, 16, a.b(0)); }});
-  add({"OV_ISO15693_Inventory", {{"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 0, 1, true}}, false, -1,
+  add({"OV_ISO15693_Inventory", {{"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 0, 1, true}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Inventory(1, a.b(0), a.b(1)); }});
-  add({"OV_ISO15693_Stay_Quiet", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Stay_Quiet", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Stay_Quiet(1, a.b(0)); }});
-  add({"OV_ISO15693_Select", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Select", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Select(1, a.n(1), a.b(0)); }});
-  add({"OV_ISO15693_Reset_To_Ready", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Reset_To_Ready", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Reset_To_Ready(1, a.n(1), a.b(0)); }});
-  add({"OV_ISO15693_Read", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 1, 1, true}}, false, -1,
+  add({"OV_ISO15693_Read", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 1, 1, true}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Read(1, a.n(1), a.b(0), a.n(1), 2, a.b(1), a.b(2)); }});
-  add({"OV_ISO15693_Write", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Write", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Write(1, a.n(1), a.b(0), a.n(1), 16, a.b(1)); }});
-  add({"OV_ISO15693_Lock_Block", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Lock_Block", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Lock_Block(1, a.n(1), a.b(0), a.n(1)); }});
-  add({"OV_ISO15693_Write_AFI", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Write_AFI", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Write_AFI(1, a.n(1), a.b(0), a.n(1)); }});
-  add({"OV_ISO15693_Lock_AFI", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Lock_AFI", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Lock_AFI(1, a.n(1), a.b(0)); }});
-  add({"OV_ISO15693_Write_DSFID", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Write_DSFID", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Write_DSFID(1, a.n(1), a.b(0), a.n(1)); }});
-  add({"OV_ISO15693_Lock_DSFID", {{"PUID", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_Lock_DSFID", {{"PUID", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Lock_DSFID(1, a.n(1), a.b(0)); }});
-  add({"OV_ISO15693_Get_System_Information", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 1, 1, true}}, false, -1,
+  add({"OV_ISO15693_Get_System_Information", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 1, 1, true}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Get_System_Information(1, a.n(1), a.b(0), a.b(1), a.b(2)); }});
-  add({"OV_ISO15693_Get_Block_Security", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 1, 1, true}}, false, -1,
+  add({"OV_ISO15693_Get_Block_Security", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 1, 1, true}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Get_Block_Security(1, a.n(1), a.b(0), a.n(1), 2, a.b(1), a.b(2)); }});
-  add({"OV_ISO15693_Multi_Inventory", {{"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 0, 1, true}}, false, -1,
+  add({"OV_ISO15693_Multi_Inventory", {{"PData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}, {"PLen", (1) * 1, kOutput, 0, 1, true}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_Multi_Inventory(1, a.n(1), a.n(1), a.b(0), a.b(1)); }});
-  add({"OV_ISO15693_MultiWrite", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_ISO15693_MultiWrite", {{"PUID", kAll, kInput, -1, 0, false}, {"PData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ISO15693_MultiWrite(1, a.n(1), a.b(0), a.n(1), 2, 16, a.b(1)); }});
-  add({"OV_SAM_ResetBaud", {}, false, -1,
+  add({"OV_SAM_ResetBaud", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SAM_ResetBaud(1, a.n(1), a.n(1)); }});
-  add({"OV_SAM_PPSBaud", {}, false, -1,
+  add({"OV_SAM_PPSBaud", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SAM_PPSBaud(1, a.n(1), a.n(1)); }});
-  add({"OV_SAM_PPSBaudEx", {}, false, -1,
+  add({"OV_SAM_PPSBaudEx", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SAM_PPSBaudEx(1, a.n(1), a.n(1), a.n(1)); }});
-  add({"OV_SAM_Reset", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SAM_Reset", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SAM_Reset(1, a.n(1), reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_SAM_ResetEx", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SAM_ResetEx", {{"rtLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SAM_ResetEx(1, a.n(1), a.n(1), reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_SAM_COS", {{"Com_COS", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SAM_COS", {{"Com_COS", kAll, kInput, -1, 0, false}, {"rtLen", (1) * 4, kOutput, 2, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SAM_COS(1, a.n(1), 5, a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_MFP_L0_WritePerso", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_L0_WritePerso", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L0_WritePerso(1, a.n(1), a.b(0)); }});
-  add({"OV_MFP_L0_CommitPerso", {}, false, -1,
+  add({"OV_MFP_L0_CommitPerso", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L0_CommitPerso(1); }});
-  add({"OV_MFP_SwitchToLevel", {{"SwitchKey", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_SwitchToLevel", {{"SwitchKey", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_SwitchToLevel(1, a.n(1), a.b(0)); }});
-  add({"OV_MFP_L3_Authorization", {{"Key", 24, kInput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_L3_Authorization", {{"Key", 24, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Authorization(1, a.n(1), a.n(1), a.b(0)); }});
-  add({"OV_MFP_L3_Read", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_L3_Read", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Read(1, a.n(1), 2, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_MFP_L3_Write", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_L3_Write", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Write(1, a.n(1), 2, a.b(0)); }});
-  add({"OV_MFP_L3_Purse_Initial", {}, false, -1,
+  add({"OV_MFP_L3_Purse_Initial", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Purse_Initial(1, a.n(1), a.n(1)); }});
-  add({"OV_MFP_L3_Purse_Read", {{"Value", (1) * 4, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_L3_Purse_Read", {{"Value", (1) * 4, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Purse_Read(1, a.n(1), reinterpret_cast<int*>(a.b(0))); }});
-  add({"OV_MFP_L3_Purse_Charge", {}, false, -1,
+  add({"OV_MFP_L3_Purse_Charge", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Purse_Charge(1, a.n(1), a.n(1)); }});
-  add({"OV_MFP_L3_Purse_Decrease", {}, false, -1,
+  add({"OV_MFP_L3_Purse_Decrease", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Purse_Decrease(1, a.n(1), a.n(1)); }});
-  add({"OV_MFP_L3_Purse_Backup", {}, false, -1,
+  add({"OV_MFP_L3_Purse_Backup", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_L3_Purse_Backup(1, a.n(1), a.n(1)); }});
-  add({"OV_MFP_Authorization_First", {{"AESKey", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_Authorization_First", {{"AESKey", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_Authorization_First(1, a.n(1), a.b(0)); }});
-  add({"OV_MFP_Authorization_Follow", {{"AESKey", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_Authorization_Follow", {{"AESKey", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_Authorization_Follow(1, a.n(1), a.b(0)); }});
-  add({"OV_MFP_CommonRead", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_CommonRead", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_CommonRead(1, a.n(1), 2, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_MFP_CommonWrite", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_MFP_CommonWrite", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_MFP_CommonWrite(1, a.n(1), 2, a.b(0)); }});
-  add({"OV_Felica_Polling", {{"IDM", (8) * 1, kOutput, -1, 0, false}, {"PMm", (8) * 1, kOutput, -1, 0, false}, {"RequestData", (2) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Felica_Polling", {{"IDM", (8) * 1, kOutput, -1, 0, false}, {"PMm", (8) * 1, kOutput, -1, 0, false}, {"RequestData", (2) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Felica_Polling(1, a.n(1), a.n(1), a.n(1), a.b(0), a.b(1), a.b(2)); }});
-  add({"OV_Felica_RequestService", {{"IDM", 8, kInput, -1, 0, false}, {"NodeList", 2, kInput, -1, 0, false}, {"NodeKeyList", (2 * 1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Felica_RequestService", {{"IDM", 8, kInput, -1, 0, false}, {"NodeList", 2, kInput, -1, 0, false}, {"NodeKeyList", (2 * 1 + 1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Felica_RequestService(1, a.b(0), 1, a.b(1), a.b(2)); }});
-  add({"OV_Felica_RequestResponse", {{"IDM", 8, kInput, -1, 0, false}, {"Mode", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Felica_RequestResponse", {{"IDM", 8, kInput, -1, 0, false}, {"Mode", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Felica_RequestResponse(1, a.b(0), a.b(1)); }});
-  add({"OV_Felica_ReadWithoutEncryption", {{"IDM", 8, kInput, -1, 0, false}, {"ServiceCodeList", 2, kInput, -1, 0, false}, {"BlockList", 1, kInput, -1, 0, false}, {"Status1", (1) * 1, kOutput, -1, 0, false}, {"Status2", (1) * 1, kOutput, -1, 0, false}, {"pBlockData", (16 * 1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Felica_ReadWithoutEncryption", {{"IDM", 8, kInput, -1, 0, false}, {"ServiceCodeList", 2, kInput, -1, 0, false}, {"BlockList", 1, kInput, -1, 0, false}, {"Status1", (1) * 1, kOutput, -1, 0, false}, {"Status2", (1) * 1, kOutput, -1, 0, false}, {"pBlockData", (16 * 1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Felica_ReadWithoutEncryption(1, a.b(0), 1, a.b(1), 1, 1, a.b(2), a.b(3), a.b(4), a.b(5)); }});
-  add({"OV_Felica_WriteWithoutEncryption", {{"IDM", 8, kInput, -1, 0, false}, {"ServiceCodeList", 2, kInput, -1, 0, false}, {"BlockList", 1, kInput, -1, 0, false}, {"pBlockData", 16, kInput, -1, 0, false}, {"Status1", (1) * 1, kOutput, -1, 0, false}, {"Status2", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_Felica_WriteWithoutEncryption", {{"IDM", 8, kInput, -1, 0, false}, {"ServiceCodeList", 2, kInput, -1, 0, false}, {"BlockList", 1, kInput, -1, 0, false}, {"pBlockData", 16, kInput, -1, 0, false}, {"Status1", (1) * 1, kOutput, -1, 0, false}, {"Status2", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_Felica_WriteWithoutEncryption(1, a.b(0), 1, a.b(1), 1, 1, a.b(2), a.b(3), a.b(4), a.b(5)); }});
-  add({"OV_ChinaIDV2_RequestCardNo", {{"LengthOfCardNo", (1) * 1, kOutput, -1, 0, false}, {"CardNo", (8) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_ChinaIDV2_RequestCardNo", {{"LengthOfCardNo", (1) * 1, kOutput, -1, 0, false}, {"CardNo", (8) * 1, kOutput, -1, 0, false}}, kOneIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_ChinaIDV2_RequestCardNo(1, a.b(0), a.b(1)); }});
-  add({"OV_TOPAZ_ReadUID", {{"HR0", (1) * 1, kOutput, -1, 0, false}, {"HR1", (1) * 1, kOutput, -1, 0, false}, {"DataLenRet", (1) * 4, kOutput, 3, 4, false}, {"pDataRet", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_ReadUID", {{"HR0", (1) * 1, kOutput, -1, 0, false}, {"HR1", (1) * 1, kOutput, -1, 0, false}, {"DataLenRet", (1) * 4, kOutput, 3, 4, false}, {"pDataRet", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_ReadUID(1, a.b(0), a.b(1), reinterpret_cast<int*>(a.b(2)), a.b(3)); }});
-  add({"OV_TOPAZ_ReadAll", {{"UID", kAll, kInput, -1, 0, false}, {"DataLenRet", (1) * 4, kOutput, 2, 4, false}, {"pDataRet", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_ReadAll", {{"UID", kAll, kInput, -1, 0, false}, {"DataLenRet", (1) * 4, kOutput, 2, 4, false}, {"pDataRet", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_ReadAll(1, a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_TOPAZ_ReadByte", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_ReadByte", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_ReadByte(1, a.b(0), a.n(1), a.n(1), a.b(1)); }});
-  add({"OV_TOPAZ_WriteByteAfterErase", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_WriteByteAfterErase", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_WriteByteAfterErase(1, a.b(0), a.n(1), a.n(1), a.n(1), a.b(1)); }});
-  add({"OV_TOPAZ_WriteByteWithoutErase", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_WriteByteWithoutErase", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_WriteByteWithoutErase(1, a.b(0), a.n(1), a.n(1), a.n(1), a.b(1)); }});
-  add({"OV_TOPAZ_ReadSegment", {{"UID", kAll, kInput, -1, 0, false}, {"DataLenRet", (1) * 4, kOutput, 2, 4, false}, {"pDataRet", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_ReadSegment", {{"UID", kAll, kInput, -1, 0, false}, {"DataLenRet", (1) * 4, kOutput, 2, 4, false}, {"pDataRet", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_ReadSegment(1, a.b(0), a.n(1), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_TOPAZ_ReadBlock", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (8) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_ReadBlock", {{"UID", kAll, kInput, -1, 0, false}, {"pDataRet", (8) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_ReadBlock(1, a.b(0), a.n(1), a.b(1)); }});
-  add({"OV_TOPAZ_WriteBlockAfterErase", {{"UID", kAll, kInput, -1, 0, false}, {"DataWrite", kAll, kInput, -1, 0, false}, {"pDataRet", (8) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_WriteBlockAfterErase", {{"UID", kAll, kInput, -1, 0, false}, {"DataWrite", kAll, kInput, -1, 0, false}, {"pDataRet", (8) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_WriteBlockAfterErase(1, a.b(0), a.n(1), a.b(1), a.b(2)); }});
-  add({"OV_TOPAZ_WriteBlockWithoutErase", {{"UID", kAll, kInput, -1, 0, false}, {"DataWrite", kAll, kInput, -1, 0, false}, {"pDataRet", (8) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_TOPAZ_WriteBlockWithoutErase", {{"UID", kAll, kInput, -1, 0, false}, {"DataWrite", kAll, kInput, -1, 0, false}, {"pDataRet", (8) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_TOPAZ_WriteBlockWithoutErase(1, a.b(0), a.n(1), a.b(1), a.b(2)); }});
-  add({"OV_NTag_GetVersion", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_NTag_GetVersion", {{"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_GetVersion(1, a.b(0)); }});
-  add({"OV_NTag_Read", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_NTag_Read", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_Read(1, 4, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_NTag_FastRead", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_NTag_FastRead", {{"DataLen", (1) * 4, kOutput, 1, 4, false}, {"pData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_FastRead(1, 4, 7, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_NTag_Write", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_NTag_Write", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_Write(1, a.n(1), a.b(0)); }});
-  add({"OV_NTag_CompatibleWrite", {{"pData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_NTag_CompatibleWrite", {{"pData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_CompatibleWrite(1, a.n(1), a.b(0)); }});
-  add({"OV_NTag_ReadCounter", {{"Counter", (1) * 4, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_NTag_ReadCounter", {{"Counter", (1) * 4, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_ReadCounter(1, reinterpret_cast<int*>(a.b(0))); }});
-  add({"OV_NTag_Password_Auth", {{"PWD", kAll, kInput, -1, 0, false}, {"AuthResult", (2) * 1, kWrittenOnFailure, -1, 0, false}}, false, -1,
+  add({"OV_NTag_Password_Auth", {{"PWD", kAll, kInput, -1, 0, false}, {"AuthResult", (2) * 1, kWrittenOnFailure, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_Password_Auth(1, a.b(0), a.b(1)); }});
-  add({"OV_NTag_ReadSignature", {{"Signature", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_NTag_ReadSignature", {{"Signature", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NTag_ReadSignature(1, a.b(0)); }});
-  add({"OV_SLE_Reset", {{"pResetInfo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SLE_Reset", {{"pResetInfo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_Reset(1, a.b(0)); }});
-  add({"OV_SLE_ReadMainMemory", {{"MemData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, true, 0,
+  add({"OV_SLE_ReadMainMemory", {{"MemData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kZeroOrMoreIsSuccess, 0,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_ReadMainMemory(1, a.n(1), 1, a.b(0)); }});
-  add({"OV_SLE_WriteMainMemory", {{"MemData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_SLE_WriteMainMemory", {{"MemData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_WriteMainMemory(1, a.n(1), 1, a.b(0)); }});
-  add({"OV_SLE_ReadPROM", {{"MemData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SLE_ReadPROM", {{"MemData", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_ReadPROM(1, a.b(0)); }});
-  add({"OV_SLE_WriteProtectedDataMemory", {{"MemData", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_SLE_WriteProtectedDataMemory", {{"MemData", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_WriteProtectedDataMemory(1, a.n(1), 1, a.b(0)); }});
-  add({"OV_SLE_ReadSecurityLogic", {{"ErrorCounter", (1) * 1, kOutput, -1, 0, false}, {"PSC", (3) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_SLE_ReadSecurityLogic", {{"ErrorCounter", (1) * 1, kOutput, -1, 0, false}, {"PSC", (3) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_ReadSecurityLogic(1, a.b(0), a.b(1)); }});
-  add({"OV_SLE_WritePSC", {{"PSC", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_SLE_WritePSC", {{"PSC", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_WritePSC(1, a.b(0)); }});
-  add({"OV_SLE_VerifyPSC", {{"PSC", kAll, kInput, -1, 0, false}, {"ErrorCounter", (1) * 1, kWrittenOnFailure, -1, 0, false}}, false, -1,
+  add({"OV_SLE_VerifyPSC", {{"PSC", kAll, kInput, -1, 0, false}, {"ErrorCounter", (1) * 1, kWrittenOnFailure, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_SLE_VerifyPSC(1, a.b(0), a.b(1)); }});
-  add({"OV_FM_GetChallenge", {{"Challenge", (1) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_GetChallenge", {{"Challenge", (1) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_GetChallenge(1, 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_ExternalAuthenticate", {{"AuthData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ExternalAuthenticate", {{"AuthData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ExternalAuthenticate(1, a.n(1), 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_InternalAuthenticate", {{"AuthData", kAll, kInput, -1, 0, false}, {"LenOfAuthResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"AuthResult", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_InternalAuthenticate", {{"AuthData", kAll, kInput, -1, 0, false}, {"LenOfAuthResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"AuthResult", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_InternalAuthenticate(1, a.n(1), 1, 1, a.b(0), a.b(1), a.b(2), reinterpret_cast<unsigned short*>(a.b(3))); }});
-  add({"OV_FM_ReadBinary", {{"LenOfFileData", (1) * 1, kWrittenOnFailure, 1, 1, true}, {"FileData", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ReadBinary", {{"LenOfFileData", (1) * 1, kWrittenOnFailure, 1, 1, true}, {"FileData", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ReadBinary(1, a.n(1), a.n(1), 1, a.b(0), a.b(1), reinterpret_cast<unsigned short*>(a.b(2))); }});
-  add({"OV_FM_ReadRecord", {{"LenOfFileData", (1) * 1, kWrittenOnFailure, 1, 1, true}, {"FileData", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ReadRecord", {{"LenOfFileData", (1) * 1, kWrittenOnFailure, 1, 1, true}, {"FileData", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ReadRecord(1, a.n(1), a.n(1), a.n(1), 1, a.b(0), a.b(1), reinterpret_cast<unsigned short*>(a.b(2))); }});
-  add({"OV_FM_UpdateBinary", {{"FileData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_UpdateBinary", {{"FileData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_UpdateBinary(1, a.n(1), a.n(1), 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_UpdaterRecord", {{"FileData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_UpdaterRecord", {{"FileData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_UpdaterRecord(1, a.n(1), a.n(1), a.n(1), 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_AppendRecord", {{"FileData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_AppendRecord", {{"FileData", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_AppendRecord(1, a.n(1), 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_VerifyPin", {{"Key", 24, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_VerifyPin", {{"Key", 24, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_VerifyPin(1, a.n(1), 3, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_EraseDF", {{"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_EraseDF", {{"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_EraseDF(1, reinterpret_cast<unsigned short*>(a.b(0))); }});
-  add({"OV_FM_WriteKey", {{"Key", 24, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_WriteKey", {{"Key", 24, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_WriteKey(1, a.n(1), a.n(1), 3, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_CreateFile", {{"FileInfo", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_CreateFile", {{"FileInfo", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_CreateFile(1, a.n(1), 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_ReadBinaryWithProtected", {{"KeyMAC", kAll, kInput, -1, 0, false}, {"LenOfFileData", (1) * 2, kWrittenOnFailure, 2, 2, false}, {"FileData", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ReadBinaryWithProtected", {{"KeyMAC", kAll, kInput, -1, 0, false}, {"LenOfFileData", (1) * 2, kWrittenOnFailure, 2, 2, false}, {"FileData", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ReadBinaryWithProtected(1, a.n(1), a.n(1), a.n(1), 1, a.b(0), reinterpret_cast<short*>(a.b(1)), a.b(2), reinterpret_cast<unsigned short*>(a.b(3))); }});
-  add({"OV_FM_CardBlock", {{"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_CardBlock", {{"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_CardBlock(1, 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_ApplicationUnblock", {{"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ApplicationUnblock", {{"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ApplicationUnblock(1, 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_ApplicationBlock", {{"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ApplicationBlock", {{"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ApplicationBlock(1, a.n(1), 1, a.b(0), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_FM_PinUnblock", {{"Key", 24, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_PinUnblock", {{"Key", 24, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_PinUnblock(1, a.n(1), 3, a.b(0), 1, a.b(1), reinterpret_cast<unsigned short*>(a.b(2))); }});
-  add({"OV_FM_ReloadPin", {{"Key", 24, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ReloadPin", {{"Key", 24, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ReloadPin(1, a.n(1), 3, a.b(0), 1, a.b(1), reinterpret_cast<unsigned short*>(a.b(2))); }});
-  add({"OV_FM_ChangePin", {{"OldKey", kAll, kInput, -1, 0, false}, {"NewKey", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_ChangePin", {{"OldKey", kAll, kInput, -1, 0, false}, {"NewKey", kAll, kInput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_ChangePin(1, a.n(1), 1, a.b(0), 1, a.b(1), reinterpret_cast<unsigned short*>(a.b(2))); }});
-  add({"OV_FM_InitializeForLoad", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_InitializeForLoad", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_InitializeForLoad(1, a.n(1), a.n(1), a.n(1), 1, a.b(0), a.b(1), a.b(2), reinterpret_cast<unsigned short*>(a.b(3))); }});
-  add({"OV_FM_CreditForLoad", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, 4, 1, true}, {"TAC", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_CreditForLoad", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, 4, 1, true}, {"TAC", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_CreditForLoad(1, a.b(0), a.b(1), a.b(2), a.b(3), a.b(4), reinterpret_cast<unsigned short*>(a.b(5))); }});
-  add({"OV_FM_InitializeForPurchase", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_InitializeForPurchase", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_InitializeForPurchase(1, a.n(1), a.n(1), a.n(1), 1, a.b(0), a.b(1), a.b(2), reinterpret_cast<unsigned short*>(a.b(3))); }});
-  add({"OV_FM_DebitForCappPurchase", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"LenOfMac2", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"Mac2", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_DebitForCappPurchase", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"LenOfMac2", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"Mac2", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_DebitForCappPurchase(1, a.n(1), a.b(0), a.b(1), a.b(2), a.b(3), a.b(4), a.b(5), a.b(6), reinterpret_cast<unsigned short*>(a.b(7))); }});
-  add({"OV_FM_InitializeForUnload", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_InitializeForUnload", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_InitializeForUnload(1, a.n(1), a.n(1), a.n(1), 1, a.b(0), a.b(1), a.b(2), reinterpret_cast<unsigned short*>(a.b(3))); }});
-  add({"OV_FM_CreditForUnload", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfMAC3", (1) * 1, kWrittenOnFailure, 4, 1, true}, {"MAC3", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_CreditForUnload", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfMAC3", (1) * 1, kWrittenOnFailure, 4, 1, true}, {"MAC3", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_CreditForUnload(1, a.b(0), a.b(1), a.b(2), a.b(3), a.b(4), reinterpret_cast<unsigned short*>(a.b(5))); }});
-  add({"OV_FM_InitializeForCashWithdraw", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_InitializeForCashWithdraw", {{"PosCode", kAll, kInput, -1, 0, false}, {"LenOfResult", (1) * 1, kWrittenOnFailure, 2, 1, true}, {"Result", (998) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_InitializeForCashWithdraw(1, a.n(1), a.n(1), a.n(1), 1, a.b(0), a.b(1), a.b(2), reinterpret_cast<unsigned short*>(a.b(3))); }});
-  add({"OV_FM_DebitForCashWithdraw", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"LenOfMAC2", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"MAC2", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_DebitForCashWithdraw", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"LenOfMAC2", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"MAC2", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_DebitForCashWithdraw(1, a.n(1), a.b(0), a.b(1), a.b(2), a.b(3), a.b(4), a.b(5), a.b(6), reinterpret_cast<unsigned short*>(a.b(7))); }});
-  add({"OV_FM_UpdateOverdrawLimit", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_UpdateOverdrawLimit", {{"BCDDate", kAll, kInput, -1, 0, false}, {"BCDTime", kAll, kInput, -1, 0, false}, {"Mac", kAll, kInput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_UpdateOverdrawLimit(1, a.n(1), a.b(0), a.b(1), a.b(2), a.b(3), a.b(4), reinterpret_cast<unsigned short*>(a.b(5))); }});
-  add({"OV_FM_GetTransactionProve", {{"LenOfMAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"MAC", (4) * 1, kOutput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_GetTransactionProve", {{"LenOfMAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"MAC", (4) * 1, kOutput, -1, 0, false}, {"LenOfTAC", (1) * 1, kWrittenOnFailure, -1, 0, false}, {"TAC", (4) * 1, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_GetTransactionProve(1, a.n(1), a.n(1), a.b(0), a.b(1), a.b(2), a.b(3), reinterpret_cast<unsigned short*>(a.b(4))); }});
-  add({"OV_FM_GetBalance", {{"Value", (1) * 4, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_FM_GetBalance", {{"Value", (1) * 4, kOutput, -1, 0, false}, {"ExeStatus", (1) * 2, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_FM_GetBalance(1, a.n(1), reinterpret_cast<int*>(a.b(0)), reinterpret_cast<unsigned short*>(a.b(1))); }});
-  add({"OV_KORU_SamReset", {{"DataLen", (1) * 1, kWrittenOnFailure, 1, 1, true}, {"Data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_SamReset", {{"DataLen", (1) * 1, kWrittenOnFailure, 1, 1, true}, {"Data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_SamReset(1, a.n(1), a.b(0), a.b(1)); }});
-  add({"OV_KORU_SamInitial", {{"Teminate", kAll, kInput, -1, 0, false}, {"key", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_SamInitial", {{"Teminate", kAll, kInput, -1, 0, false}, {"key", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_SamInitial(1, a.n(1), a.n(1), a.b(0), a.b(1), a.n(1)); }});
-  add({"OV_KORU_SamGetInfo", {{"Teminate", (6) * 1, kOutput, -1, 0, false}, {"OrderNo", (1) * 4, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_SamGetInfo", {{"Teminate", (6) * 1, kOutput, -1, 0, false}, {"OrderNo", (1) * 4, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_SamGetInfo(1, a.n(1), a.b(0), reinterpret_cast<unsigned int*>(a.b(1))); }});
-  add({"OV_KORU_Request", {{"CardNo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_Request", {{"CardNo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_Request(1, a.b(0)); }});
-  add({"OV_KORU_ChangeKey", {{"Oldkey", kAll, kInput, -1, 0, false}, {"Newkey", kAll, kInput, -1, 0, false}, {"CardNo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_ChangeKey", {{"Oldkey", kAll, kInput, -1, 0, false}, {"Newkey", kAll, kInput, -1, 0, false}, {"CardNo", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_ChangeKey(1, a.b(0), a.n(1), a.b(1), a.n(1), a.b(2)); }});
-  add({"OV_KORU_ReadPublicFile", {{"len", (1) * 4, kOutput, 1, 4, false}, {"data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_ReadPublicFile", {{"len", (1) * 4, kOutput, 1, 4, false}, {"data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_ReadPublicFile(1, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_KORU_WritePublicFile", {{"data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_WritePublicFile", {{"data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_WritePublicFile(1, a.n(1), a.b(0)); }});
-  add({"OV_KORU_ReadHolderFile", {{"len", (1) * 4, kOutput, 1, 4, false}, {"data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_ReadHolderFile", {{"len", (1) * 4, kOutput, 1, 4, false}, {"data", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_ReadHolderFile(1, a.n(1), reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_KORU_WriteHolderFile", {{"data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_WriteHolderFile", {{"data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_WriteHolderFile(1, a.n(1), a.b(0)); }});
-  add({"OV_KORU_ReadUserFile", {{"len", (1) * 4, kOutput, 1, 4, false}, {"data", (ORVEX_MAX_ANSWER - 1) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_ReadUserFile", {{"len", (1) * 4, kOutput, 1, 4, false}, {"data", (ORVEX_MAX_ANSWER - 1) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_ReadUserFile(1, a.n(1), a.n(1), 16, reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_KORU_WriteUserFile", {{"data", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_WriteUserFile", {{"data", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_WriteUserFile(1, a.n(1), a.n(1), 16, a.b(0)); }});
-  add({"OV_KORU_Balance", {{"Value", (1) * 4, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_Balance", {{"Value", (1) * 4, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_Balance(1, reinterpret_cast<unsigned int*>(a.b(0))); }});
-  add({"OV_KORU_Debit", {{"Date", kAll, kInput, -1, 0, false}, {"Result", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_Debit", {{"Date", kAll, kInput, -1, 0, false}, {"Result", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_Debit(1, a.n(1), a.n(1), a.b(0), a.b(1)); }});
-  add({"OV_KORU_Consume", {{"Date", kAll, kInput, -1, 0, false}, {"Result", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_Consume", {{"Date", kAll, kInput, -1, 0, false}, {"Result", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_Consume(1, a.n(1), a.n(1), a.b(0), a.b(1)); }});
-  add({"OV_KORU_Record", {{"RecordLen", (1) * 4, kOutput, 1, 4, false}, {"Record", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_KORU_Record", {{"RecordLen", (1) * 4, kOutput, 1, 4, false}, {"Record", (ORVEX_MAX_ANSWER) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_KORU_Record(1, *reinterpret_cast<int*>(a.b(0)), a.b(1)); }});
-  add({"OV_NDEF_Initial", {}, false, -1,
+  add({"OV_NDEF_Initial", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NDEF_Initial(); }});
-  add({"OV_NDEF_Free", {}, false, -1,
+  add({"OV_NDEF_Free", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.OV_NDEF_Free(); }});
-  add({"OV_NDEF_SetKey", {{"Key", 24, kInput, -1, 0, false}}, false, -1,
+  add({"OV_NDEF_SetKey", {{"Key", 24, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { o.OV_NDEF_Initial(); return o.OV_NDEF_SetKey(a.b(0)); }});
-  add({"OV_NDEF_AddRecord", {{"s", kAll, kInput, -1, 0, false}}, false, -1,
+  add({"OV_NDEF_AddRecord", {{"s", kAll, kInput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { o.OV_NDEF_Initial(); return o.OV_NDEF_AddRecord(a.n(1), 5, a.b(0)); }});
-  add({"OV_NDEF_GetRecord", {{"uri", (1) * 1, kOutput, -1, 0, false}, {"Len", (1) * 4, kOutput, 2, 4, false}, {"s", (255) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"OV_NDEF_GetRecord", {{"uri", (1) * 1, kOutput, -1, 0, false}, {"Len", (1) * 4, kOutput, 2, 4, false}, {"s", (255) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { o.OV_NDEF_Initial(); unsigned char t[] = "hi"; o.OV_NDEF_AddRecord(1, 2, t); return o.OV_NDEF_GetRecord(a.n(1), a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2)); }});
-  add({"OV_NDEF_ClearRecords", {}, false, -1,
+  add({"OV_NDEF_ClearRecords", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { o.OV_NDEF_Initial(); return o.OV_NDEF_ClearRecords(); }});
-  add({"OV_NDEF_Save", {}, false, -1,
+  add({"OV_NDEF_Save", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { o.OV_NDEF_Initial(); unsigned char t[] = "hi"; o.OV_NDEF_AddRecord(0, 2, t); return o.OV_NDEF_Save(1); }});
-  add({"OV_NDEF_Read", {}, false, -1,
+  add({"OV_NDEF_Read", {}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { o.OV_NDEF_Initial(); return o.OV_NDEF_Read(1); }});
-  add({"DES", {{"pkey", 8, kInput, -1, 0, false}, {"in", 8, kInput, -1, 0, false}, {"out", (8) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"DES", {{"pkey", 8, kInput, -1, 0, false}, {"in", 8, kInput, -1, 0, false}, {"out", (8) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.DES(a.n(1), a.b(0), a.b(1), a.b(2)); }});
-  add({"DES3", {{"pKey", 24, kInput, -1, 0, false}, {"pInData", 8, kInput, -1, 0, false}, {"pOutData", (8) * 1, kOutput, -1, 0, false}}, false, -1,
+  add({"DES3", {{"pKey", 24, kInput, -1, 0, false}, {"pInData", 8, kInput, -1, 0, false}, {"pOutData", (8) * 1, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.DES3(a.n(1), a.b(0), a.b(1), a.b(2)); }});
-  add({"DES3_CBC", {{"pKey", 24, kInput, -1, 0, false}, {"pInData", 8, kInput, -1, 0, false}, {"pOutData", (8) * 1, kOutput, -1, 0, false}, {"pIV", 8, kInput, -1, 0, false}}, true, -1,
+  add({"DES3_CBC", {{"pKey", 24, kInput, -1, 0, false}, {"pInData", 8, kInput, -1, 0, false}, {"pOutData", (8) * 1, kOutput, -1, 0, false}, {"pIV", 8, kInput, -1, 0, false}}, kZeroOrMoreIsSuccess, -1,
        [](Orvex& o, [[maybe_unused]] Args& a) { return o.DES3_CBC(a.n(1), a.b(0), a.b(1), a.b(2), a.b(3)); }});
   // The free functions of the class's groups.
   add({"OV_SendCMD", {{"Param", 4, kInput, -1, 0, false}, {"OutLen", 4, kOutput, 2, 4, false},
-                      {"OutResult", kAll, kOutput, -1, 0, false}}, false, -1,
+                      {"OutResult", kAll, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex&, Args& a) {
          return OV_SendCMD(1, a.n(1), 1, 4, a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2));
        }});
   add({"OV_FM_Select", {{"FileIDName", 2, kInput, -1, 0, false},
                         {"LenOfFCI", 1, kWrittenOnFailure, 2, 1, true},
-                        {"FCI", 998, kOutput, -1, 0, false}, {"ExeStatus", 2, kOutput, -1, 0, false}}, false, -1,
+                        {"FCI", 998, kOutput, -1, 0, false}, {"ExeStatus", 2, kOutput, -1, 0, false}},
+       kPositiveIsSuccess, -1,
        [](Orvex&, Args& a) {
          return OV_FM_Select(1, a.n(0), 2, a.b(0), a.n(0), a.b(1), a.b(2),
                              reinterpret_cast<unsigned short*>(a.b(3)));

@@ -49,6 +49,9 @@ ZERO_IS_SUCCESS = {"OV_WriteM1MultiBlock", "OV_ReadM1MultiBlock", "OV_AT88RF020_
                    "OV_AT88RF020_WriteMulti", "OV_SR176_ReadMulti", "OV_SR176_WriteMulti",
                    "OV_SR512_ReadMulti", "OV_SR512_WriteMulti", "OV_SLE_ReadMainMemory",
                    "DES3_CBC", "OV_ComNewBound"}
+# Methods whose only success is 1 (a positive result else is the reader's
+# refusal status).
+ONLY_ONE_IS_SUCCESS = {"OV_ChinaIDV2_RequestCardNo"}
 # Methods whose result is the count of bytes written to an output.
 RESULT_IS_LENGTH = {"OV_GetReaderSerial": "ReaderSerial", "OV_GetReaderNo": "ReaderNo",
                     "OV_AntiCollideAndSelect": "SN", "OV_SLE_ReadMainMemory": "MemData"}
@@ -131,9 +134,11 @@ def entry(m):
         rows.append(f'{{"{pname}", {size}, {kind}, {length_of}, {width}, {cut}}}')
     result_len = names.index(RESULT_IS_LENGTH[name]) if name in RESULT_IS_LENGTH else -1
     prelude = (PRELUDE[name] + " ") if name in PRELUDE else ""
-    zero_ok = "true" if name in ZERO_IS_SUCCESS else "false"
+    success = ("kOneIsSuccess" if name in ONLY_ONE_IS_SUCCESS else
+               "kZeroOrMoreIsSuccess" if name in ZERO_IS_SUCCESS else
+               "kPositiveIsSuccess")
     call = f"o.{name}({', '.join(args)})"
-    return (f'  add({{"{name}", {{{", ".join(rows)}}}, {zero_ok}, {result_len},\n'
+    return (f'  add({{"{name}", {{{", ".join(rows)}}}, {success}, {result_len},\n'
             f'       [](Orvex& o, [[maybe_unused]] Args& a) {{ {prelude}return {call}; }}}});')
 
 
@@ -201,10 +206,17 @@ struct Args {
   }
 };
 
+// Which results are a success.
+enum Success {
+  kPositiveIsSuccess,    // any result > 0
+  kZeroOrMoreIsSuccess,  // 0 too (a leading answer byte, a count)
+  kOneIsSuccess,         // 1 alone (other positive results are refusals)
+};
+
 struct Method {
   const char* name;
   std::vector<Buffer> buffers;
-  bool zero_is_success;  // result 0 is a success too (else only results > 0)
+  Success success;
   int result_length_of;  // the result counts the bytes of this buffer, else -1
   int (*call)(Orvex&, Args&);
 };
@@ -215,14 +227,15 @@ inline std::vector<Method> All() {
 @ENTRIES@
   // The free functions of the class's groups.
   add({"OV_SendCMD", {{"Param", 4, kInput, -1, 0, false}, {"OutLen", 4, kOutput, 2, 4, false},
-                      {"OutResult", kAll, kOutput, -1, 0, false}}, false, -1,
+                      {"OutResult", kAll, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
        [](Orvex&, Args& a) {
          return OV_SendCMD(1, a.n(1), 1, 4, a.b(0), reinterpret_cast<int*>(a.b(1)), a.b(2));
        }});
 @FMSELECT_BEGIN@
   add({"OV_FM_Select", {{"FileIDName", 2, kInput, -1, 0, false},
                         {"LenOfFCI", 1, kWrittenOnFailure, 2, 1, true},
-                        {"FCI", 998, kOutput, -1, 0, false}, {"ExeStatus", 2, kOutput, -1, 0, false}}, false, -1,
+                        {"FCI", 998, kOutput, -1, 0, false}, {"ExeStatus", 2, kOutput, -1, 0, false}},
+       kPositiveIsSuccess, -1,
        [](Orvex&, Args& a) {
          return OV_FM_Select(1, a.n(0), 2, a.b(0), a.n(0), a.b(1), a.b(2),
                              reinterpret_cast<unsigned short*>(a.b(3)));

@@ -36,7 +36,11 @@ inline void Prepare(const Method& m, Args& a) {
 }
 
 inline bool Succeeded(const Method& m, int result) {
-  return result > 0 || (result == 0 && m.zero_is_success);
+  switch (m.success) {
+    case kZeroOrMoreIsSuccess: return result >= 0;
+    case kOneIsSuccess: return result == 1;
+    default: return result > 0;
+  }
 }
 
 // The first byte of buffer b at or after `from` that the call changed, or -1.

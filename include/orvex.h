@@ -894,7 +894,7 @@ class ORVEX_API Orvex {
    *  but no more than the response carries and at most 2 x NumbersOfCode + 1
    *  bytes, which it must hold. 1; 0 answer without its leading 00; -1;
    *  -2 refused or no request service response.
-   *  Outputs: NodeKeyList 2 x NumbersOfCode bytes. */
+   *  Outputs: NodeKeyList at most 2 x NumbersOfCode + 1 bytes. */
   int OV_Felica_RequestService(int ReaderID, unsigned char* IDM, unsigned char NumbersOfCode,
                                unsigned char* NodeList, unsigned char* NodeKeyList);
 

@@ -119,7 +119,7 @@ std::string Broken(int (*call)(Orvex&, fuzzmethods::Args&), bool cut = false) {
            {{"in", 4, fuzzmethods::kInput, -1, 0, false},
             {"len", 1, fuzzmethods::kOutput, 2, 1, cut},
             {"out", 300, fuzzmethods::kOutput, -1, 0, false}},
-           false, -1, call};
+           fuzzmethods::kPositiveIsSuccess, -1, call};
   fuzzmethods::Args args;
   fuzzmethods::Prepare(m, args);
   Orvex o;
