@@ -11,7 +11,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "no card in the field\n");
     return 1;
   }
-  unsigned char mem = 0, uidLen = 0, uid[10];
+  unsigned char mem = 0, uidLen = 0, uid[10];  // the serial number: at most 10 bytes
   if (reader.OV_AntiCollideAndSelect(id, 0, &mem, &uidLen, uid) <= 0) {
     std::fprintf(stderr, "the card could not be selected\n");
     return 1;

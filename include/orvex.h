@@ -16,7 +16,12 @@
  *    -3   the reader answered with a non-zero status (no card, wrong key...)
  * Output parameters are written only on success. The library is never told
  * the size of an output buffer: each method states how many bytes it writes,
- * and the caller provides at least that many.
+ * and the caller provides at least that many. The last sentence of a
+ * method's description, "Outputs: ...", gives the size of each of its
+ * outputs: "N bytes" are always written in full, "at most N bytes" with the
+ * count written going to the method's length output, "1 int" (or another
+ * type) a single value. A length output never exceeds the size given for
+ * the bytes it counts.
  *
  * ReaderID is the reader number, sent in every frame as 16 bits. Readers
  * leave the factory with number 0 or 1; OV_GetReaderID tells.
@@ -79,8 +84,10 @@ class ORVEX_API Orvex {
   /** Opens the serial port "/dev/ttyS<PortIndex>" (port 0 is /dev/ttyS0) at
    *  Bound bits per second: 4800, 9600, 19200 or 38400, no parity, one stop
    *  bit, no flow control. The driver asks for 8 data bits with no parity in
-   *  a way that leaves the character size at 7 bits (CS7), deliberately, as
-   *  the line has always been set up. Closes a serial port opened before.
+   *  a way that leaves the character size at 7 bits (CS7): applications
+   *  written for these readers get the line they were written against
+   *  (OV_ComInitialDevice sets up a fully raw 8-bit line). Closes a serial
+   *  port opened before.
    *  1 opened (the serial link is now the active one), 0 failed. */
   int OV_ComInitial(int PortIndex, int Bound);
 
@@ -137,10 +144,12 @@ class ORVEX_API Orvex {
   /** Reads the reader's serial number into ReaderSerial (all answer bytes,
    *  usually 8; at most ORVEX_MAX_ANSWER). Result: the answer length whether
    *  or not the reader carried the command out (ReaderSerial is written only
-   *  when it did), -1 on a link failure. */
+   *  when it did), -1 on a link failure.
+   *  Outputs: ReaderSerial at most ORVEX_MAX_ANSWER bytes. */
   int OV_GetReaderSerial(int ReaderID, unsigned char* ReaderSerial);
 
-  /** Reads the reader's product number into ReaderNo, as OV_GetReaderSerial. */
+  /** Reads the reader's product number into ReaderNo, as OV_GetReaderSerial.
+   *  Outputs: ReaderNo at most ORVEX_MAX_ANSWER bytes. */
   int OV_GetReaderNo(int ReaderID, unsigned char* ReaderNo);
 
   /** Sounds the buzzer Cycle times, Time_ON on and Time_OFF off (firmware
@@ -168,7 +177,8 @@ class ORVEX_API Orvex {
   int OV_SearchCardModeEx(int ReaderID, int Mode, int Param);
 
   /** Reads the number of the low-frequency (125 kHz) card in the field into
-   *  CardID (all answer bytes, usually 5). 1; -1 link failure or refused. */
+   *  CardID (all answer bytes, usually 5). 1; -1 link failure or refused.
+   *  Outputs: CardID at most ORVEX_MAX_ANSWER bytes. */
   int OV_LFCard_ReadID(int ReaderID, unsigned char* CardID);
 
   /** Writes DataLen bytes of DataToWrite to the reader's memory at AddrBegin
@@ -178,7 +188,8 @@ class ORVEX_API Orvex {
 
   /** Reads DataLen bytes of the reader's memory from AddrBegin into
    *  DataToRead (all answer bytes: DataLen when the reader complies).
-   *  1; -1 link failure or refused. */
+   *  1; -1 link failure or refused.
+   *  Outputs: DataToRead at most ORVEX_MAX_ANSWER bytes. */
   int OV_ReadReaderMemory(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead);
 
   /** Sets the reader's parameter Index to the ParamLen bytes of Param.
@@ -187,25 +198,30 @@ class ORVEX_API Orvex {
 
   /** Sends parameter request Index with ParamLen bytes of Param and returns
    *  the reader's answer: all answer bytes to OutResult, their count to
-   *  OutLen. 1; -1 link failure or refused. */
+   *  OutLen. 1; -1 link failure or refused.
+   *  Outputs: OutLen 1 int, OutResult at most ORVEX_MAX_ANSWER bytes. */
   int OV_GetParam(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
                   unsigned char* OutResult);
 
   /** Sets the 433 MHz module's 8 parameter bytes. 1; -1. */
   int OV_Set433ModuleParam(int ReaderID, unsigned char* Param);
 
-  /** Reads the 433 MHz module's parameters: always 8 bytes to Param. 1; -1. */
+  /** Reads the 433 MHz module's parameters: always 8 bytes to Param. 1; -1.
+   *  Outputs: Param 8 bytes. */
   int OV_Get433ModuleParam(int ReaderID, unsigned char* Param);
 
   /** Chooses the HF antenna AntennaID. 1; -1 link failure or refused. */
   int OV_HFSelectAntenna(int ReaderID, int AntennaID);
 
   /** Raw pass-through; declared here, provided only as the free function
-   *  OV_SendCMD below (call that one). */
+   *  OV_SendCMD below (call that one).
+   *  Outputs: OutLen 1 int, OutResult at most ORVEX_MAX_ANSWER bytes. */
   int OV_SendCMD(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param,
                  int* OutLen, unsigned char* OutResult);
 
-  /* ---- ORVEX-GROUP: display reader ---- */
+  /* ==================================================================== */
+  /* Display reader                                                        */
+  /* ==================================================================== */
   /* The reader model with a 128 x 64 monochrome LCD, a real-time clock and a
    * flash store of its own. Results of every method in this group:
    *     1      done (also: refused with status 0x01, which cannot be told apart)
@@ -228,7 +244,8 @@ class ORVEX_API Orvex {
   /** Reads BytesCount (16 bits) bytes of the display's flash store from
    *  BeginAddr: the bytes the reader sends to Data (at most
    *  ORVEX_MAX_ANSWER - 1, BytesCount when the reader complies), their count
-   *  to len. Deadline 5 s. */
+   *  to len. Deadline 5 s.
+   *  Outputs: len 1 int, Data at most ORVEX_MAX_ANSWER - 1 bytes. */
   int OV_ReadFlash(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len, unsigned char* Data);
 
   /** As OV_WriteFlash, into the flash area that holds the display
@@ -236,7 +253,8 @@ class ORVEX_API Orvex {
   int OV_Config_WriteFlashEx(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data);
 
   /** As OV_ReadFlash, from the flash area that holds the display
-   *  configuration. */
+   *  configuration.
+   *  Outputs: len 1 int, Data at most ORVEX_MAX_ANSWER - 1 bytes. */
   int OV_Config_ReadFlashEx(int ReaderID, unsigned int BeginAddr, int BytesCount, int* len,
                             unsigned char* Data);
 
@@ -246,14 +264,16 @@ class ORVEX_API Orvex {
 
   /** Reads the reader's clock: the bytes the reader sends (the 8-byte clock
    *  record) to Data. Data is written only when the reader carried the
-   *  command out. */
+   *  command out.
+   *  Outputs: Data at most ORVEX_MAX_ANSWER bytes. */
   int OV_Config_Clock_Get(int ReaderID, unsigned char* Data);
 
   /** Shows (Enable non-zero) or hides the time at Line, Column. */
   int OV_Config_TimeDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
                                 unsigned char Column);
 
-  /** Reads the time display setting: one byte each to Enable, Line, Column. */
+  /** Reads the time display setting: one byte each to Enable, Line, Column.
+   *  Outputs: Enable 1 byte, Line 1 byte, Column 1 byte. */
   int OV_Config_TimeDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
                                 unsigned char* Column);
 
@@ -261,14 +281,16 @@ class ORVEX_API Orvex {
   int OV_Config_DateDisplay_Set(int ReaderID, unsigned char Enable, unsigned char Line,
                                 unsigned char Column);
 
-  /** Reads the date display setting: one byte each to Enable, Line, Column. */
+  /** Reads the date display setting: one byte each to Enable, Line, Column.
+   *  Outputs: Enable 1 byte, Line 1 byte, Column 1 byte. */
   int OV_Config_DateDisplay_Get(int ReaderID, unsigned char* Enable, unsigned char* Line,
                                 unsigned char* Column);
 
   /** Chooses the display font (firmware-defined number). */
   int OV_Config_Font_Set(int ReaderID, unsigned char Font);
 
-  /** Reads the display font: one byte to Font. */
+  /** Reads the display font: one byte to Font.
+   *  Outputs: Font 1 byte. */
   int OV_Config_Font_Get(int ReaderID, unsigned char* Font);
 
   /** Sets the frame shown at power-on: config and timespan (firmware-defined),
@@ -279,7 +301,9 @@ class ORVEX_API Orvex {
                                 unsigned char column);
 
   /** Reads the power-on frame: one byte to each output; height in pixels
-   *  (the stored row count times 8). */
+   *  (the stored row count times 8).
+   *  Outputs: config 1 byte, timespan 1 byte, width 1 byte, height 1 byte, line 1 byte, column
+   *  1 byte. */
   int OV_Config_FormPowerOn_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
                                 unsigned char* width, unsigned char* height, unsigned char* line,
                                 unsigned char* column);
@@ -289,7 +313,9 @@ class ORVEX_API Orvex {
                             unsigned char width, unsigned char height, unsigned char line,
                             unsigned char column);
 
-  /** As OV_Config_FormPowerOn_Get, for the frame shown while running. */
+  /** As OV_Config_FormPowerOn_Get, for the frame shown while running.
+   *  Outputs: config 1 byte, timespan 1 byte, width 1 byte, height 1 byte, line 1 byte, column
+   *  1 byte. */
   int OV_Config_FormRun_Get(int ReaderID, unsigned char* config, unsigned char* timespan,
                             unsigned char* width, unsigned char* height, unsigned char* line,
                             unsigned char* column);
@@ -300,13 +326,15 @@ class ORVEX_API Orvex {
 
   /** Reads the power-on text into Data: 64 bytes in practice (the text up to
    *  the last zero byte of the reader's result, at most 64). len is not
-   *  written. */
+   *  written.
+   *  Outputs: Data 64 bytes. */
   int OV_Config_TextPowerOn_Get(int ReaderID, unsigned char* len, unsigned char* Data);
 
   /** As OV_Config_TextPowerOn_Set, for the text shown while running. */
   int OV_Config_TextRun_Set(int ReaderID, unsigned char len, unsigned char* Data);
 
-  /** As OV_Config_TextPowerOn_Get, for the text shown while running. */
+  /** As OV_Config_TextPowerOn_Get, for the text shown while running.
+   *  Outputs: Data 64 bytes. */
   int OV_Config_TextRun_Get(int ReaderID, unsigned char* len, unsigned char* Data);
 
   /** Stores the image shown at power-on: width x height / 8 bytes of bitmap
@@ -346,8 +374,6 @@ class ORVEX_API Orvex {
   /** Clears display lines (lines is firmware-defined). */
   int OV_ClearLCDByLine(int ReaderID, unsigned char lines);
 
-  /* ---- ORVEX-GROUP: ISO 14443-A and MIFARE Classic ---- */
-
   /* ==================================================================== */
   /* ISO 14443-A and MIFARE Classic                                        */
   /* ==================================================================== */
@@ -358,11 +384,13 @@ class ORVEX_API Orvex {
 
   /** Requests a card in the field with RequestMode (one byte, e.g. 0x26 for
    *  REQA, 0x52 for WUPA). CardType receives the card's answer, its first
-   *  byte in the high half (ATQA 0x0004 reads 0x0400). */
+   *  byte in the high half (ATQA 0x0004 reads 0x0400).
+   *  Outputs: CardType 1 unsigned short. */
   int OV_RequestCard(int ReaderID, unsigned char RequestMode, unsigned short* CardType);
 
   /** Runs the anticollision loop. LenSNO receives the serial number length,
-   *  SNO the serial number (all answer bytes: 4, 7 or 10). */
+   *  SNO the serial number (all answer bytes: 4, 7 or 10).
+   *  Outputs: LenSNO 1 byte (cut to 8 bits), SNO at most ORVEX_MAX_ANSWER bytes. */
   int OV_AntiCollide(int ReaderID, unsigned char* LenSNO, unsigned char* SNO);
 
   /** Selects the card with the LenSNO-byte serial number SNO. */
@@ -383,7 +411,8 @@ class ORVEX_API Orvex {
 
   /** Reads block BlockAddr. pData receives exactly LenData bytes (16 for a
    *  MIFARE block; zeros where the answer is shorter, at most
-   *  ORVEX_MAX_ANSWER). */
+   *  ORVEX_MAX_ANSWER).
+   *  Outputs: pData LenData bytes. */
   int OV_ReadaBlock(int ReaderID, int BlockAddr, int LenData, unsigned char* pData);
 
   /** Writes the LenData bytes of pData (16 for a MIFARE block) to block
@@ -393,7 +422,8 @@ class ORVEX_API Orvex {
   /** Makes block BlockAddr a value block holding IniMoney. */
   int OV_Purse_Initial(int ReaderID, int BlockAddr, int IniMoney);
 
-  /** Reads the value of block BlockAddr into Money. */
+  /** Reads the value of block BlockAddr into Money.
+   *  Outputs: Money 1 int. */
   int OV_Purse_Read(int ReaderID, int BlockAddr, int* Money);
 
   /** Decrements the value of block BlockAddr by Decrement into the card's
@@ -417,34 +447,40 @@ class ORVEX_API Orvex {
    *  memory byte (1 byte), SNLen the serial number length (1 byte), SN the
    *  serial number (the answer's bytes after the first: at most 10 bytes).
    *  Result: the serial number length (positive) when done; -1 also for an
-   *  answer without the memory byte or with more than 10 serial number
-   *  bytes (nothing written); -3. */
+   *  answer without the memory byte or without serial number bytes, or with
+   *  more than 10 of them (nothing written); -3.
+   *  Outputs: CardMem 1 byte, SNLen 1 byte, SN at most 10 bytes. */
   int OV_AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
                               unsigned char* SNLen, unsigned char* SN);
 
   /** Activates the ISO 14443-4 (CPU) card in the field; Mode and MultiMode
    *  go to the reader as they stand. pData receives the whole answer (the
    *  card's answer to select, at most ORVEX_MAX_ANSWER bytes), rtLen its
-   *  length. */
+   *  length.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_TypeA_Reset(int ReaderID, unsigned char Mode, unsigned char MultiMode, int* rtLen,
                      unsigned char* pData);
 
   /** Sends the LenCOS-byte command APDU Com_COS to the activated CPU card.
    *  pData receives the response APDU, data then SW1 SW2 (at most
-   *  ORVEX_MAX_ANSWER bytes), rtLen its length. 1 whatever SW1 SW2 say. */
+   *  ORVEX_MAX_ANSWER bytes), rtLen its length. 1 whatever SW1 SW2 say.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_TypeA_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen, unsigned char* pData);
 
-  /** Reads the four Ultralight pages from BlockID on: 16 bytes to pData. */
+  /** Reads the four Ultralight pages from BlockID on: 16 bytes to pData.
+   *  Outputs: pData 16 bytes. */
   int OV_UltraLightRead(int ReaderID, int BlockID, unsigned char* pData);
 
   /** Writes the first 4 bytes of pData to Ultralight page BlockID. */
   int OV_UltraLightWrite(int ReaderID, int BlockID, unsigned char* pData);
 
   /** Anticollision at cascade level Leveln (1, 2, 3). LenSNO receives the
-   *  answer length (1 byte), SNO the answer bytes. */
+   *  answer length (1 byte), SNO the answer bytes.
+   *  Outputs: LenSNO 1 byte (cut to 8 bits), SNO at most ORVEX_MAX_ANSWER bytes. */
   int OV_AntiCollide_Level(int ReaderID, int Leveln, unsigned char* LenSNO, unsigned char* SNO);
 
-  /** Selection at cascade level Leveln; SAK receives the card's SAK (1 byte). */
+  /** Selection at cascade level Leveln; SAK receives the card's SAK (1 byte).
+   *  Outputs: SAK 1 byte. */
   int OV_SelectCard_Level(int ReaderID, int Leveln, unsigned char* SAK);
 
   /** Request, anticollision and selection in one step. ATQA receives the
@@ -452,7 +488,8 @@ class ORVEX_API Orvex {
    *  0x0004); SAK the SAK (1 byte); LenSNO the serial number length (1 byte);
    *  SNO the serial number (the answer's bytes from the fourth on: at most
    *  10 bytes). 1; -1 also for an answer shorter than 3 bytes or with more
-   *  than 10 serial number bytes (nothing written); -3. */
+   *  than 10 serial number bytes (nothing written); -3.
+   *  Outputs: ATQA 1 unsigned short, SAK 1 byte, LenSNO 1 byte, SNO at most 10 bytes. */
   int OV_RequestAntiandSelect(int ReaderID, int SearchMode, int RetMode, unsigned short* ATQA,
                               unsigned char* SAK, unsigned char* LenSNO, unsigned char* SNO);
 
@@ -464,12 +501,11 @@ class ORVEX_API Orvex {
   /** Reads BlockNums blocks from StartBlock; the reader gets BlockNums x
    *  100 ms to answer. LenData receives the answer length n (its leading byte
    *  included) and pData n bytes from the answer's second byte on, the last
-   *  of them a zero (so pData must hold 16 x BlockNums + 1 bytes, at most
-   *  ORVEX_MAX_ANSWER). Result when done: the reader's first answer byte
-   *  (0 to 255; 0 is a success too); -1; -3. */
+   *  of them a zero (16 x BlockNums + 1 bytes when the reader complies).
+   *  Result when done: the reader's first answer byte (0 to 255; 0 is a
+   *  success too); -1, also for an empty answer; -3.
+   *  Outputs: LenData 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_ReadM1MultiBlock(int ReaderID, int StartBlock, int BlockNums, int* LenData, unsigned char* pData);
-
-  /* ---- ORVEX-GROUP: ISO 14443-B and memory tags ---- */
 
   /* ==================================================================== */
   /* ISO 14443-B and memory tags                                           */
@@ -482,23 +518,27 @@ class ORVEX_API Orvex {
 
   /** Requests an ISO 14443-B card: Mode and the 4 ATTRIB parameter bytes of
    *  Attrib go to the reader as they stand. pData receives the whole answer,
-   *  rtLen its length. The reader gets 400 ms to answer. */
+   *  rtLen its length. The reader gets 400 ms to answer.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_TypeB_Request(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen,
                        unsigned char* pData);
 
-  /** The same command as OV_TypeB_Request, with the same parameters. */
+  /** The same command as OV_TypeB_Request, with the same parameters.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_TypeB_ResetEx(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen,
                        unsigned char* pData);
 
   /** Resets an ISO 14443-B card. The reader receives 1 when Mode is 0x53
    *  ('S') and 0 for any other Mode. pData receives the whole answer, rtLen
-   *  its length. The reader gets 400 ms to answer. */
+   *  its length. The reader gets 400 ms to answer.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_TypeB_Reset(int ReaderID, unsigned char Mode, int* rtLen, unsigned char* pData);
 
   /** Sends the LenCOS-byte command APDU Com_COS to the activated type B CPU
    *  card, through the same reader command as OV_TypeA_COS. pData receives
    *  the response APDU, data then SW1 SW2 (at most ORVEX_MAX_ANSWER bytes),
-   *  rtLen its length. 1 whatever SW1 SW2 say. */
+   *  rtLen its length. 1 whatever SW1 SW2 say.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_TypeB_COS(int ReaderID, int LenCOS, unsigned char* Com_COS, int* rtLen, unsigned char* pData);
 
   /** Puts the card with the 4-byte PUPI to sleep (HLTB). */
@@ -508,7 +548,8 @@ class ORVEX_API Orvex {
   int OV_AT88RF020_Check(int ReaderID, unsigned char* Key);
 
   /** Reads AT88RF020 block BlockID: pData receives the whole answer (the
-   *  8-byte block). */
+   *  8-byte block).
+   *  Outputs: pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_AT88RF020_Read(int ReaderID, int BlockID, unsigned char* pData);
 
   /** Writes the 8 bytes of pData to AT88RF020 block BlockID. */
@@ -526,9 +567,10 @@ class ORVEX_API Orvex {
   /** Reads BlockNums AT88RF020 blocks from BlockID; the reader gets
    *  BlockNums x 100 ms. LenData receives the answer length n (its leading
    *  byte included) and pData n bytes from the answer's second byte on, the
-   *  last of them a zero (pData must hold 8 x BlockNums + 1 bytes, at most
-   *  ORVEX_MAX_ANSWER). Result when done: the leading answer byte (0 to 255;
-   *  0 is a success too); -1; -3. */
+   *  last of them a zero (8 x BlockNums + 1 bytes when the reader complies).
+   *  Result when done: the leading answer byte (0 to 255; 0 is a success
+   *  too); -1, also for an empty answer; -3.
+   *  Outputs: LenData 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_AT88RF020_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData);
 
   /** Writes the LenData bytes of pData to BlockNums AT88RF020 blocks from
@@ -537,7 +579,8 @@ class ORVEX_API Orvex {
   int OV_AT88RF020_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData);
 
   /** Activates an ST memory tag (SR176, SR512, SRIX4K). ChipID receives the
-   *  tag's chip id (1 byte). */
+   *  tag's chip id (1 byte).
+   *  Outputs: ChipID 1 byte. */
   int OV_ST_Active(int ReaderID, unsigned char* ChipID);
 
   /** Deactivates the ST tag. */
@@ -547,11 +590,13 @@ class ORVEX_API Orvex {
    *  that order, into UID (8 bytes, highest block first). Stops at the first
    *  failing read and returns its result; the blocks read before it stay in
    *  UID. A block answer that would run past the 8 bytes of UID fails with
-   *  -1. */
+   *  -1.
+   *  Outputs: UID 8 bytes. */
   int OV_SR176_GetUID(int ReaderID, unsigned char* UID);
 
   /** Reads SR176 block BlockID: pData receives the whole answer (the 2-byte
-   *  block). */
+   *  block).
+   *  Outputs: pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SR176_Read(int ReaderID, int BlockID, unsigned char* pData);
 
   /** Writes the 2 bytes of pData to SR176 block BlockID. */
@@ -560,13 +605,16 @@ class ORVEX_API Orvex {
   /** Writes the SR176 lock byte. */
   int OV_SR176_Lock(int ReaderID, unsigned char LockByte);
 
-  /** Reads the SR176 lock byte into LockByte (1 byte). */
+  /** Reads the SR176 lock byte into LockByte (1 byte).
+   *  Outputs: LockByte 1 byte. */
   int OV_SR176_LockStatus(int ReaderID, unsigned char* LockByte);
 
   /** Reads BlockNums SR176 blocks from BlockID; the reader gets BlockNums x
    *  100 ms. LenData receives the number of data bytes (the answer length
    *  less its leading byte) and pData those bytes (2 x BlockNums). Result
-   *  when done: the leading answer byte (0 to 255; 0 is a success too). */
+   *  when done: the leading answer byte (0 to 255; 0 is a success too); -1
+   *  also for an empty answer.
+   *  Outputs: LenData 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SR176_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData);
 
   /** Writes the LenData bytes of pData to BlockNums SR176 blocks from
@@ -575,18 +623,21 @@ class ORVEX_API Orvex {
   int OV_SR176_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData);
 
   /** Reads SR512 / SRIX4K block BlockID: pData receives the whole answer
-   *  (the 4-byte block). */
+   *  (the 4-byte block).
+   *  Outputs: pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SR512_Read(int ReaderID, int BlockID, unsigned char* pData);
 
   /** Writes the 4 bytes of pData to SR512 / SRIX4K block BlockID. */
   int OV_SR512_Write(int ReaderID, int BlockID, unsigned char* pData);
 
   /** Authenticates an SRIX4K with the 6-byte Key. Signature receives the
-   *  whole answer (the tag's signature). */
+   *  whole answer (the tag's signature).
+   *  Outputs: Signature at most ORVEX_MAX_ANSWER bytes. */
   int OV_SRIX4K_Check(int ReaderID, unsigned char* Key, unsigned char* Signature);
 
   /** Reads the SR512 / SRIX4K identifier: UID receives the whole answer
-   *  (8 bytes on these tags). */
+   *  (8 bytes on these tags).
+   *  Outputs: UID at most ORVEX_MAX_ANSWER bytes. */
   int OV_SR512_GetUID(int ReaderID, unsigned char* UID);
 
   /** Locks SR512 / SRIX4K blocks. The reader receives two flags: 1 when the
@@ -596,18 +647,18 @@ class ORVEX_API Orvex {
 
   /** Reads the SR512 / SRIX4K lock bits from block 255: LockByte receives
    *  the block's first byte plus its second byte x 256. An answer longer
-   *  than the 4-byte block fails with -1. */
+   *  than the 4-byte block fails with -1.
+   *  Outputs: LockByte 1 unsigned short. */
   int OV_SR512_LockStatus(int ReaderID, unsigned short* LockByte);
 
   /** Reads BlockNums SR512 / SRIX4K blocks from BlockID, as
-   *  OV_SR176_ReadMulti (pData receives 4 x BlockNums bytes). */
+   *  OV_SR176_ReadMulti (pData receives 4 x BlockNums bytes).
+   *  Outputs: LenData 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SR512_ReadMulti(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData);
 
   /** Writes the LenData bytes of pData to BlockNums SR512 / SRIX4K blocks
    *  from BlockID, as OV_SR176_WriteMulti. */
   int OV_SR512_WriteMulti(int ReaderID, int BlockID, int BlockNums, int LenData, unsigned char* pData);
-
-  /* ---- ORVEX-GROUP: ISO 15693 ---- */
 
   /* ==================================================================== */
   /* ISO 15693                                                             */
@@ -620,7 +671,8 @@ class ORVEX_API Orvex {
    * failure. */
 
   /** Inventory of the tags in the field: PData receives the reader's tag
-   *  records as they come, PLen their length. */
+   *  records as they come, PLen their length.
+   *  Outputs: PData at most ORVEX_MAX_ANSWER bytes, PLen 1 byte (cut to 8 bits). */
   int OV_ISO15693_Inventory(int ReaderID, unsigned char* PData, unsigned char* PLen);
 
   /** Puts the tag PUID into the quiet state. */
@@ -635,7 +687,8 @@ class ORVEX_API Orvex {
 
   /** Reads BlockNums blocks from StartBlockID: PData receives the answer
    *  (block bytes as the reader gives them), PLen its length. The reader
-   *  gets 200 ms to answer. */
+   *  gets 200 ms to answer.
+   *  Outputs: PData at most ORVEX_MAX_ANSWER bytes, PLen 1 byte (cut to 8 bits). */
   int OV_ISO15693_Read(int ReaderID, unsigned char Model, unsigned char* PUID,
                        unsigned char StartBlockID, unsigned char BlockNums, unsigned char* PData,
                        unsigned char* PLen);
@@ -663,20 +716,23 @@ class ORVEX_API Orvex {
   int OV_ISO15693_Lock_DSFID(int ReaderID, unsigned char Model, unsigned char* PUID);
 
   /** Reads the tag's system information: PData receives it as the reader
-   *  gives it, PLen its length. */
+   *  gives it, PLen its length.
+   *  Outputs: PData at most ORVEX_MAX_ANSWER bytes, PLen 1 byte (cut to 8 bits). */
   int OV_ISO15693_Get_System_Information(int ReaderID, unsigned char Model, unsigned char* PUID,
                                          unsigned char* PData, unsigned char* PLen);
 
   /** Reads the security status of BlockNums blocks from StartBlockID into
    *  PData, its length into PLen. The reader gets 100 ms, not the 200 ms of
-   *  a read. */
+   *  a read.
+   *  Outputs: PData at most ORVEX_MAX_ANSWER bytes, PLen 1 byte (cut to 8 bits). */
   int OV_ISO15693_Get_Block_Security(int ReaderID, unsigned char Model, unsigned char* PUID,
                                      unsigned char StartBlockID, unsigned char BlockNums,
                                      unsigned char* PData, unsigned char* PLen);
 
   /** Inventory of several tags, restricted to application family AFI when
    *  AFIEnable says so (one byte the reader interprets). PData receives the
-   *  tag records, PLen their length. */
+   *  tag records, PLen their length.
+   *  Outputs: PData at most ORVEX_MAX_ANSWER bytes, PLen 1 byte (cut to 8 bits). */
   int OV_ISO15693_Multi_Inventory(int ReaderID, unsigned char AFIEnable, unsigned char AFI,
                                   unsigned char* PData, unsigned char* PLen);
 
@@ -686,7 +742,9 @@ class ORVEX_API Orvex {
                              unsigned char BlockID, unsigned char BlockNums, unsigned char DataLen,
                              unsigned char* PData);
 
-  /* ---- ORVEX-GROUP: SAM slots ---- */
+  /* ==================================================================== */
+  /* SAM slots                                                             */
+  /* ==================================================================== */
 
   /* The reader's contact slots for secure access modules, numbered 1 to 3.
    * The slot is chosen by the command code; any other SAMIndex (0, negative,
@@ -709,11 +767,13 @@ class ORVEX_API Orvex {
 
   /** Resets the SAM in the slot. Its answer to reset goes to pData (all
    *  answer bytes, at most ORVEX_MAX_ANSWER), its length to rtLen.
-   *  Deadline 700 ms. */
+   *  Deadline 700 ms.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SAM_Reset(int ReaderID, int SAMIndex, int* rtLen, unsigned char* pData);
 
   /** As OV_SAM_Reset, powering the SAM with the reader's voltage code
-   *  SAMVoltage. */
+   *  SAMVoltage.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SAM_ResetEx(int ReaderID, int SAMIndex, unsigned char SAMVoltage, int* rtLen,
                      unsigned char* pData);
 
@@ -722,11 +782,10 @@ class ORVEX_API Orvex {
    *  ORVEX_MAX_ANSWER bytes) with its length in rtLen. The status words are
    *  not looked at: a SAM's error status still returns 1. -1 also for an
    *  APDU longer than 100 bytes or a negative LenCOS (nothing is sent).
-   *  Deadline 1 s. */
+   *  Deadline 1 s.
+   *  Outputs: rtLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SAM_COS(int ReaderID, int SAMIndex, int LenCOS, unsigned char* Com_COS, int* rtLen,
                  unsigned char* pData);
-
-  /* ---- ORVEX-GROUP: MIFARE Plus ---- */
 
   /* ==================================================================== */
   /* MIFARE Plus                                                           */
@@ -758,7 +817,8 @@ class ORVEX_API Orvex {
 
   /** Reads BlockNums blocks from StartBlock; the reader gets BlockNums x
    *  100 ms. pData receives the whole answer (16 x BlockNums bytes, at most
-   *  ORVEX_MAX_ANSWER), DataLen its length. */
+   *  ORVEX_MAX_ANSWER), DataLen its length.
+   *  Outputs: DataLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_MFP_L3_Read(int ReaderID, int StartBlock, int BlockNums, int* DataLen, unsigned char* pData);
 
   /** Writes 16 x BlockNums bytes of pData to BlockNums blocks from
@@ -769,7 +829,8 @@ class ORVEX_API Orvex {
   /** Makes block BlockID a value block holding InitialValue. */
   int OV_MFP_L3_Purse_Initial(int ReaderID, int BlockID, int InitialValue);
 
-  /** Reads the value of block BlockID into Value. */
+  /** Reads the value of block BlockID into Value.
+   *  Outputs: Value 1 int. */
   int OV_MFP_L3_Purse_Read(int ReaderID, int BlockID, int* Value);
 
   /** Adds Value to the value of block BlockID. */
@@ -791,15 +852,14 @@ class ORVEX_API Orvex {
 
   /** Reads BlockNums blocks from block address BlockID; the reader gets
    *  BlockNums x 100 ms. pData receives the whole answer (16 x BlockNums
-   *  bytes, at most ORVEX_MAX_ANSWER), DataLen its length. */
+   *  bytes, at most ORVEX_MAX_ANSWER), DataLen its length.
+   *  Outputs: DataLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_MFP_CommonRead(int ReaderID, int BlockID, int BlockNums, int* DataLen, unsigned char* pData);
 
   /** Writes 16 x BlockNums bytes of pData to BlockNums blocks from block
    *  address BlockID; the reader gets BlockNums x 100 ms. More than one
    *  command can carry fails with -1 before anything is sent. */
   int OV_MFP_CommonWrite(int ReaderID, int BlockID, int BlockNums, unsigned char* pData);
-
-  /* ---- ORVEX-GROUP: FeliCa and ID-card number ---- */
 
   /* ==================================================================== */
   /* FeliCa and the identity card number                                   */
@@ -821,7 +881,8 @@ class ORVEX_API Orvex {
    *  stand. IDM receives the IDm (8 bytes), PMm the PMm (8 bytes) and
    *  RequestData 2 bytes, written even when the card sent no request data
    *  (zeros then). 1; 0 answer without its leading 00; -1; -2 refused or
-   *  no polling response. */
+   *  no polling response.
+   *  Outputs: IDM 8 bytes, PMm 8 bytes, RequestData 2 bytes. */
   int OV_Felica_Polling(int ReaderID, unsigned short SystemCode, unsigned char RequestCode, unsigned char Slot,
                         unsigned char* IDM, unsigned char* PMm, unsigned char* RequestData);
 
@@ -832,14 +893,16 @@ class ORVEX_API Orvex {
    *  count byte. NodeKeyList receives twice that count in bytes from there,
    *  but no more than the response carries and at most 2 x NumbersOfCode + 1
    *  bytes, which it must hold. 1; 0 answer without its leading 00; -1;
-   *  -2 refused or no request service response. */
+   *  -2 refused or no request service response.
+   *  Outputs: NodeKeyList at most 2 x NumbersOfCode + 1 bytes. */
   int OV_Felica_RequestService(int ReaderID, unsigned char* IDM, unsigned char NumbersOfCode,
                                unsigned char* NodeList, unsigned char* NodeKeyList);
 
   /** Asks the card for its mode (Request Response). Mode receives 1 byte:
    *  note that it is taken one byte early, from the IDm's last byte.
    *  1; 0 answer without its leading 00; -1; -2 refused or no request
-   *  response response. */
+   *  response response.
+   *  Outputs: Mode 1 byte. */
   int OV_Felica_RequestResponse(int ReaderID, unsigned char* IDM, unsigned char* Mode);
 
   /** Reads NumberofBlock blocks without encryption (Read Without
@@ -850,7 +913,8 @@ class ORVEX_API Orvex {
    *  each); when both are 0, pBlockData receives 16 bytes per block the card
    *  returned, no more than its response carries and at most NumberofBlock
    *  blocks (it must hold 16 x NumberofBlock bytes). Result as the group's:
-   *  1 also when the flags report an error. */
+   *  1 also when the flags report an error.
+   *  Outputs: Status1 1 byte, Status2 1 byte, pBlockData 16 x NumberofBlock bytes. */
   int OV_Felica_ReadWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char NumberofService,
                                       unsigned char* ServiceCodeList, unsigned char NumberofBlock,
                                       unsigned char LengthofBlockList, unsigned char* BlockList,
@@ -860,7 +924,8 @@ class ORVEX_API Orvex {
    *  (Write Without Encryption), with services and block list as for
    *  OV_Felica_ReadWithoutEncryption. When the card answers, Status1 and
    *  Status2 receive its two status flags (1 byte each; 0 and 0 when
-   *  written): test them, since the result is 1 whatever they say. */
+   *  written): test them, since the result is 1 whatever they say.
+   *  Outputs: Status1 1 byte, Status2 1 byte. */
   int OV_Felica_WriteWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char NumberofService,
                                        unsigned char* ServiceCodeList, unsigned char NumberofBlock,
                                        unsigned char LengthofBlockList, unsigned char* BlockList,
@@ -873,10 +938,9 @@ class ORVEX_API Orvex {
    *  answer the type B request; -1 link failure, or the card's answer was
    *  too short or did not end in 90 00; a positive number: the reader's
    *  status byte when it refused the read; 0 the reader's answer did not
-   *  echo the read. */
+   *  echo the read.
+   *  Outputs: LengthOfCardNo 1 byte, CardNo 8 bytes. */
   int OV_ChinaIDV2_RequestCardNo(int ReaderID, unsigned char* LengthOfCardNo, unsigned char* CardNo);
-
-  /* ---- ORVEX-GROUP: Topaz ---- */
 
   /* ==================================================================== */
   /* Topaz                                                                 */
@@ -891,53 +955,63 @@ class ORVEX_API Orvex {
 
   /** Reads the tag's identification (RID). HR0 and HR1 receive the header
    *  ROM bytes (1 byte each), pDataRet the rest of the response (the UID
-   *  part), DataLenRet its length (the response length less 2). */
+   *  part), DataLenRet its length (the response length less 2). A response
+   *  shorter than the two header ROM bytes fails with -1.
+   *  Outputs: HR0 1 byte, HR1 1 byte, DataLenRet 1 int, pDataRet at most ORVEX_MAX_ANSWER
+   *  bytes. */
   int OV_TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet,
                        unsigned char* pDataRet);
 
   /** Reads all memory (RALL): pDataRet receives the response after its two
-   *  header ROM bytes (usually 120 bytes), DataLenRet that length. */
+   *  header ROM bytes (usually 120 bytes), DataLenRet that length. A
+   *  response shorter than the two header ROM bytes fails with -1.
+   *  Outputs: DataLenRet 1 int, pDataRet at most ORVEX_MAX_ANSWER bytes. */
   int OV_TOPAZ_ReadAll(int ReaderID, unsigned char* UID, int* DataLenRet, unsigned char* pDataRet);
 
   /** Reads one byte (READ). When the tag's response is exactly 2 bytes, its
    *  first must be the address sent (else -2) and pDataRet[0] receives the
-   *  byte; a response of another length returns 1 and writes nothing. */
+   *  byte; a response of another length returns 1 and writes nothing.
+   *  Outputs: pDataRet 1 byte. */
   int OV_TOPAZ_ReadByte(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char ByteAddr,
                         unsigned char* pDataRet);
 
   /** Erases and writes one byte (WRITE-E); the byte read back goes to
-   *  pDataRet[0] under the rules of OV_TOPAZ_ReadByte. */
+   *  pDataRet[0] under the rules of OV_TOPAZ_ReadByte.
+   *  Outputs: pDataRet 1 byte. */
   int OV_TOPAZ_WriteByteAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
                                    unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet);
 
   /** Writes one byte without erasing (WRITE-NE), as
-   *  OV_TOPAZ_WriteByteAfterErase. */
+   *  OV_TOPAZ_WriteByteAfterErase.
+   *  Outputs: pDataRet 1 byte. */
   int OV_TOPAZ_WriteByteWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
                                      unsigned char ByteAddr, unsigned char DataWrite, unsigned char* pDataRet);
 
   /** Reads segment Segment (RSEG; 0 to 3, only the low two bits count).
-   *  The response's first byte must be the segment address sent (else -2);
-   *  pDataRet receives the rest (128 bytes on a segment), DataLenRet its
-   *  length. */
+   *  The response's first byte must be the segment address sent (else -2;
+   *  -1 for an empty response); pDataRet receives the rest (128 bytes on a
+   *  segment), DataLenRet its length.
+   *  Outputs: DataLenRet 1 int, pDataRet at most ORVEX_MAX_ANSWER bytes. */
   int OV_TOPAZ_ReadSegment(int ReaderID, unsigned char* UID, unsigned char Segment, int* DataLenRet,
                            unsigned char* pDataRet);
 
   /** Reads 8-byte block BlockID (READ8). The response's first byte must be
    *  BlockID (else -2); pDataRet receives the next 8 bytes (always 8; zeros
-   *  where the response is shorter). */
+   *  where the response is shorter).
+   *  Outputs: pDataRet 8 bytes. */
   int OV_TOPAZ_ReadBlock(int ReaderID, unsigned char* UID, unsigned char BlockID, unsigned char* pDataRet);
 
   /** Erases and writes the 8 bytes of DataWrite to block BlockID (WRITE-E8);
-   *  the 8 bytes read back go to pDataRet as in OV_TOPAZ_ReadBlock. */
+   *  the 8 bytes read back go to pDataRet as in OV_TOPAZ_ReadBlock.
+   *  Outputs: pDataRet 8 bytes. */
   int OV_TOPAZ_WriteBlockAfterErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
                                     unsigned char* DataWrite, unsigned char* pDataRet);
 
   /** Writes the 8 bytes of DataWrite to block BlockID without erasing
-   *  (WRITE-NE8), as OV_TOPAZ_WriteBlockAfterErase. */
+   *  (WRITE-NE8), as OV_TOPAZ_WriteBlockAfterErase.
+   *  Outputs: pDataRet 8 bytes. */
   int OV_TOPAZ_WriteBlockWithoutErase(int ReaderID, unsigned char* UID, unsigned char BlockID,
                                       unsigned char* DataWrite, unsigned char* pDataRet);
-
-  /* ---- ORVEX-GROUP: NTAG ---- */
 
   /* ==================================================================== */
   /* NTAG                                                                  */
@@ -948,17 +1022,20 @@ class ORVEX_API Orvex {
    * answer did not echo the command. */
 
   /** GET_VERSION: the tag's version bytes to pData (8 on an NTAG21x; all the
-   *  reader returns, at most ORVEX_MAX_ANSWER). */
+   *  reader returns, at most ORVEX_MAX_ANSWER).
+   *  Outputs: pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_NTag_GetVersion(int ReaderID, unsigned char* pData);
 
   /** READ: four pages from StartPage on. pData receives the bytes (16; all
-   *  the reader returns, at most ORVEX_MAX_ANSWER), DataLen their count. */
+   *  the reader returns, at most ORVEX_MAX_ANSWER), DataLen their count.
+   *  Outputs: DataLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_NTag_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData);
 
   /** FAST_READ: pages StartPage to EndPage, at most 51 pages in one call
    *  (EndPage is lowered to StartPage + 50 on the wire, the variable is left
    *  alone). pData receives the bytes (up to 204; all the reader returns, at
-   *  most ORVEX_MAX_ANSWER), DataLen their count. */
+   *  most ORVEX_MAX_ANSWER), DataLen their count.
+   *  Outputs: DataLen 1 int, pData at most ORVEX_MAX_ANSWER bytes. */
   int OV_NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData);
 
   /** WRITE: the 4 bytes of pData to page PageIndex. */
@@ -968,19 +1045,20 @@ class ORVEX_API Orvex {
    *  keeps the first 4). */
   int OV_NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData);
 
-  /** READ_CNT: the tag's 24-bit NFC counter to Counter. */
+  /** READ_CNT: the tag's 24-bit NFC counter to Counter.
+   *  Outputs: Counter 1 int. */
   int OV_NTag_ReadCounter(int ReaderID, int* Counter);
 
   /** PWD_AUTH with the 4-byte password PWD. AuthResult receives the tag's
    *  2-byte PACK whenever the tag answered. 1 when the PACK is 00 00; -1 for
-   *  any other PACK, or a link failure (AuthResult then untouched); -3. */
+   *  any other PACK, or a link failure (AuthResult then untouched); -3.
+   *  Outputs: AuthResult 2 bytes. */
   int OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult);
 
   /** READ_SIG: the tag's signature to Signature (32 bytes on an NTAG21x;
-   *  all the reader returns, at most ORVEX_MAX_ANSWER). */
+   *  all the reader returns, at most ORVEX_MAX_ANSWER).
+   *  Outputs: Signature at most ORVEX_MAX_ANSWER bytes. */
   int OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature);
-
-  /* ---- ORVEX-GROUP: SLE4442 ---- */
 
   /* ==================================================================== */
   /* SLE4442                                                               */
@@ -996,12 +1074,14 @@ class ORVEX_API Orvex {
    * method says so. */
 
   /** Resets the card: pResetInfo receives its answer to reset (the card's
-   *  bytes, 4 on an SLE4442). 1000 on success, not 1. */
+   *  bytes, 4 on an SLE4442). 1000 on success, not 1.
+   *  Outputs: pResetInfo at most ORVEX_MAX_ANSWER bytes. */
   int OV_SLE_Reset(int ReaderID, unsigned char* pResetInfo);
 
   /** Reads MemLen bytes of main memory from address StartAddr into MemData
    *  (the card's bytes, normally MemLen). Result: the number of bytes read
-   *  (not 1000; 0 when the card returned none), or -1, -3. */
+   *  (not 1000; 0 when the card returned none), or -1, -3.
+   *  Outputs: MemData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SLE_ReadMainMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,
                             unsigned char* MemData);
 
@@ -1014,7 +1094,8 @@ class ORVEX_API Orvex {
                              unsigned char* MemData);
 
   /** Reads the protection memory into MemData (the card's bytes, 4 on an
-   *  SLE4442: one bit for each of the first 32 bytes, 0 = protected). */
+   *  SLE4442: one bit for each of the first 32 bytes, 0 = protected).
+   *  Outputs: MemData at most ORVEX_MAX_ANSWER bytes. */
   int OV_SLE_ReadPROM(int ReaderID, unsigned char* MemData);
 
   /** Writes the MemLen bytes of MemData from StartAddr and protects them
@@ -1026,7 +1107,8 @@ class ORVEX_API Orvex {
   /** Reads the security memory: ErrorCounter (1 byte) receives the error
    *  counter, PSC (3 bytes) the bytes after it, at most 3 (the card shows
    *  the PSC only after it was presented). Bytes the card did not send are
-   *  left as they were. 1000 on success, -1, -3. */
+   *  left as they were. 1000 on success, -1, -3.
+   *  Outputs: ErrorCounter 1 byte, PSC 3 bytes. */
   int OV_SLE_ReadSecurityLogic(int ReaderID, unsigned char* ErrorCounter, unsigned char* PSC);
 
   /** Changes the PSC to the 3 bytes of PSC (the old one must have been
@@ -1039,10 +1121,13 @@ class ORVEX_API Orvex {
    *  error counter is not reported then; ErrorCounter is left alone);
    *  otherwise -1, and the byte at ErrorCounter receives the failure cut
    *  to 8 bits: 0xFD the reader refused (wrong PSC, no card), 0xFF the link
-   *  failed. */
+   *  failed.
+   *  Outputs: ErrorCounter 1 byte. */
   int OV_SLE_VerifyPSC(int ReaderID, unsigned char* PSC, unsigned char* ErrorCounter);
 
-  /* ---- ORVEX-GROUP: FMCOS ---- */
+  /* ==================================================================== */
+  /* FMCOS                                                                 */
+  /* ==================================================================== */
 
   /* FMCOS commands for a contactless CPU card already activated with
    * OV_TypeA_Reset. Each method sends one command APDU to the card over the
@@ -1071,19 +1156,23 @@ class ORVEX_API Orvex {
    *  When the card answers with data, exactly BytesNumber bytes are copied to
    *  Challenge and ExeStatus is read from the two answer bytes right behind
    *  them, however long the answer really was (bytes the card did not send
-   *  read 0). */
+   *  read 0).
+   *  Outputs: Challenge BytesNumber bytes, ExeStatus 1 unsigned short. */
   int OV_FM_GetChallenge(int ReaderID, unsigned char BytesNumber, unsigned char* Challenge,
                          unsigned short* ExeStatus);
 
   /** EXTERNAL AUTHENTICATE (00 82 00 KeyIndex) with the cryptogram AuthData.
    *  Lc is always 08; LenOfAuthData bytes of AuthData follow it. ExeStatus is
-   *  written only when the card answers with the status word alone. */
+   *  written only when the card answers with the status word alone.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_ExternalAuthenticate(int ReaderID, unsigned char KeyIndex, unsigned char LenOfAuthData,
                                  unsigned char* AuthData, unsigned short* ExeStatus);
 
   /** INTERNAL AUTHENTICATE (00 88 EncodeMode DesKeyNumber) of the
    *  LenOfAuthData bytes of AuthData; the card's result goes to AuthResult
-   *  (usually 8 bytes), its length to LenOfAuthResult. */
+   *  (usually 8 bytes), its length to LenOfAuthResult.
+   *  Outputs: LenOfAuthResult 1 byte (cut to 8 bits), AuthResult at most 998 bytes, ExeStatus
+   *  1 unsigned short. */
   int OV_FM_InternalAuthenticate(int ReaderID, unsigned char EncodeMode, unsigned char DesKeyNumber,
                                  unsigned char LenOfAuthData, unsigned char* AuthData,
                                  unsigned char* LenOfAuthResult, unsigned char* AuthResult,
@@ -1092,7 +1181,9 @@ class ORVEX_API Orvex {
   /** SELECT (00 A4 FileMode NextFile, Le 00) of the file named by the
    *  LenOfFileIDName bytes of FileIDName (a file identifier or a DF name).
    *  Declared here, provided only as the free function OV_FM_Select below
-   *  (call that one). */
+   *  (call that one).
+   *  Outputs: LenOfFCI 1 byte (cut to 8 bits), FCI at most 998 bytes, ExeStatus 1 unsigned
+   *  short. */
   int OV_FM_Select(int ReaderID, unsigned char FileMode, unsigned char LenOfFileIDName,
                    unsigned char* FileIDName, unsigned char NextFile, unsigned char* LenOfFCI,
                    unsigned char* FCI, unsigned short* ExeStatus);
@@ -1101,89 +1192,107 @@ class ORVEX_API Orvex {
    *  FileID is a short file identifier (P1 = 80 | FileID, P2 = low byte of
    *  Offset, the offset's high byte is dropped); FileID 0 reads the current
    *  file at Offset (up to 0x7FFF). The data go to FileData, their length to
-   *  LenOfFileData. */
+   *  LenOfFileData.
+   *  Outputs: LenOfFileData 1 byte (cut to 8 bits), FileData at most 998 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_ReadBinary(int ReaderID, unsigned char FileID, short Offset, unsigned char LenForRead,
                        unsigned char* LenOfFileData, unsigned char* FileData,
                        unsigned short* ExeStatus);
 
   /** READ RECORD (00 B2 RecordIndex, Le LenForRead): P2 is RecordMode for
    *  FileID 0 (the current file), else FileID << 3 | RecordMode. The record
-   *  goes to FileData, its length to LenOfFileData. */
+   *  goes to FileData, its length to LenOfFileData.
+   *  Outputs: LenOfFileData 1 byte (cut to 8 bits), FileData at most 998 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_ReadRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
                        unsigned char RecordMode, unsigned char LenForRead,
                        unsigned char* LenOfFileData, unsigned char* FileData,
                        unsigned short* ExeStatus);
 
   /** UPDATE BINARY (00 D6) with the LenOfFileData bytes of FileData; FileID
-   *  and Offset as for OV_FM_ReadBinary. */
+   *  and Offset as for OV_FM_ReadBinary.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_UpdateBinary(int ReaderID, unsigned char FileID, short Offset,
                          unsigned char LenOfFileData, unsigned char* FileData,
                          unsigned short* ExeStatus);
 
   /** UPDATE RECORD (00 DC RecordIndex, P2 FileID << 3 | RecordMode) with the
-   *  LenOfFileData bytes of FileData. */
+   *  LenOfFileData bytes of FileData.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_UpdaterRecord(int ReaderID, unsigned char FileID, unsigned char RecordIndex,
                           unsigned char RecordMode, unsigned char LenOfFileData,
                           unsigned char* FileData, unsigned short* ExeStatus);
 
   /** APPEND RECORD (00 E2 00, P2 FileID << 3) with the LenOfFileData bytes of
-   *  FileData. */
+   *  FileData.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_AppendRecord(int ReaderID, unsigned char FileID, unsigned char LenOfFileData,
                          unsigned char* FileData, unsigned short* ExeStatus);
 
-  /** VERIFY (00 20 00 KeyIndex) of the PIN Key (LenOfKey bytes). */
+  /** VERIFY (00 20 00 KeyIndex) of the PIN Key (LenOfKey bytes).
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_VerifyPin(int ReaderID, unsigned char KeyIndex, unsigned char LenOfKey,
                       unsigned char* Key, unsigned short* ExeStatus);
 
-  /** ERASE DF (80 0E 00 00 00): erases the current directory's contents. */
+  /** ERASE DF (80 0E 00 00 00): erases the current directory's contents.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_EraseDF(int ReaderID, unsigned short* ExeStatus);
 
   /** WRITE KEY (80 D4 KeyType KeyID) with the LenOfKey bytes of Key (the
-   *  key and its attributes, as the card wants them). */
+   *  key and its attributes, as the card wants them).
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_WriteKey(int ReaderID, unsigned char KeyType, unsigned char KeyID,
                      unsigned char LenOfKey, unsigned char* Key, unsigned short* ExeStatus);
 
   /** CREATE FILE (80 E0, P1 P2 = FileID high byte first) with the
-   *  LenOfFileInfo bytes of FileInfo (file type, size, access rights...). */
+   *  LenOfFileInfo bytes of FileInfo (file type, size, access rights...).
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_CreateFile(int ReaderID, unsigned short FileID, unsigned char LenOfFileInfo,
                        unsigned char* FileInfo, unsigned short* ExeStatus);
 
   /** READ BINARY with secure messaging (04 B0, no Le): the LenOfKeyMAC bytes
    *  of KeyMAC are the data field. A non-zero WithFileID makes FileID a
    *  short file identifier, as for OV_FM_ReadBinary. The data go to FileData
-   *  (at most 998 bytes), their length to LenOfFileData (16-bit). */
+   *  (at most 998 bytes), their length to LenOfFileData (16-bit).
+   *  Outputs: LenOfFileData 1 short, FileData at most 998 bytes, ExeStatus 1 unsigned short. */
   int OV_FM_ReadBinaryWithProtected(int ReaderID, unsigned char WithFileID, unsigned char FileID,
                                     short Offset, unsigned char LenOfKeyMAC, unsigned char* KeyMAC,
                                     short* LenOfFileData, unsigned char* FileData,
                                     unsigned short* ExeStatus);
 
   /** CARD BLOCK (84 16 00 00) with the MAC (LenOfMac bytes): blocks the
-   *  card for good. */
+   *  card for good.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_CardBlock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
                       unsigned short* ExeStatus);
 
-  /** APPLICATION UNBLOCK (84 18 00 00) with the MAC (LenOfMac bytes). */
+  /** APPLICATION UNBLOCK (84 18 00 00) with the MAC (LenOfMac bytes).
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_ApplicationUnblock(int ReaderID, unsigned char LenOfMac, unsigned char* Mac,
                                unsigned short* ExeStatus);
 
-  /** APPLICATION BLOCK (84 1E 00 BlockMode) with the MAC (LenOfMac bytes). */
+  /** APPLICATION BLOCK (84 1E 00 BlockMode) with the MAC (LenOfMac bytes).
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_ApplicationBlock(int ReaderID, unsigned char BlockMode, unsigned char LenOfMac,
                              unsigned char* Mac, unsigned short* ExeStatus);
 
   /** PIN UNBLOCK (84 24 KeyID 00): the key number goes in P1. The data field
-   *  is the LenOfKey bytes of Key then the LenOfMac bytes of Mac. */
+   *  is the LenOfKey bytes of Key then the LenOfMac bytes of Mac.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_PinUnblock(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
                        unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
                        unsigned short* ExeStatus);
 
   /** RELOAD PIN (80 5E 00 KeyID): the new PIN Key (LenOfKey bytes) then the
-   *  MAC (LenOfMac bytes). */
+   *  MAC (LenOfMac bytes).
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_ReloadPin(int ReaderID, unsigned char KeyID, unsigned char LenOfKey,
                       unsigned char* Key, unsigned char LenOfMac, unsigned char* Mac,
                       unsigned short* ExeStatus);
 
   /** CHANGE PIN (80 5E 01 KeyID): the old PIN, one byte FF, the new PIN;
-   *  Lc counts all three. */
+   *  Lc counts all three.
+   *  Outputs: ExeStatus 1 unsigned short. */
   int OV_FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey,
                       unsigned char* OldKey, unsigned char LenOfNewKey, unsigned char* NewKey,
                       unsigned short* ExeStatus);
@@ -1201,21 +1310,27 @@ class ORVEX_API Orvex {
 
   /** INITIALIZE FOR LOAD (80 50 00 ePursePos, Lc LenOfPosCode + 5, Le 10).
    *  The card's answer data go to Result (usually 16 bytes), their length
-   *  to LenOfResult. */
+   *  to LenOfResult.
+   *  Outputs: LenOfResult 1 byte (cut to 8 bits), Result at most 998 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_InitializeForLoad(int ReaderID, unsigned char ePursePos, unsigned char KeyID, int Value,
                               unsigned char LenOfPosCode, unsigned char* PosCode,
                               unsigned char* LenOfResult, unsigned char* Result,
                               unsigned short* ExeStatus);
 
   /** CREDIT FOR LOAD (80 52 00 00, Le 10): the card's TAC goes to TAC
-   *  (usually 4 bytes), its length to LenOfTAC. */
+   *  (usually 4 bytes), its length to LenOfTAC.
+   *  Outputs: LenOfTAC 1 byte (cut to 8 bits), TAC at most 998 bytes, ExeStatus 1 unsigned
+   *  short. */
   int OV_FM_CreditForLoad(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
                           unsigned char* Mac, unsigned char* LenOfTAC, unsigned char* TAC,
                           unsigned short* ExeStatus);
 
   /** INITIALIZE FOR PURCHASE (80 50 01 ePursePos, Lc LenOfPosCode + 5,
    *  Le 0F). The answer data go to Result (usually 15 bytes), their length
-   *  to LenOfResult. */
+   *  to LenOfResult.
+   *  Outputs: LenOfResult 1 byte (cut to 8 bits), Result at most 998 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_InitializeForPurchase(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
                                   int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
                                   unsigned char* LenOfResult, unsigned char* Result,
@@ -1223,7 +1338,9 @@ class ORVEX_API Orvex {
 
   /** DEBIT FOR PURCHASE (80 54 01 00, Le 08) with the terminal's order
    *  number OrderNo: answer bytes 0-3 go to TAC and 4-7 to Mac2 (4 bytes
-   *  each, both lengths set to 4) once the card answered with data. */
+   *  each, both lengths set to 4) once the card answered with data.
+   *  Outputs: LenOfTAC 1 byte, TAC 4 bytes, LenOfMac2 1 byte, Mac2 4 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_DebitForCappPurchase(int ReaderID, int OrderNo, unsigned char* BCDDate,
                                  unsigned char* BCDTime, unsigned char* Mac,
                                  unsigned char* LenOfTAC, unsigned char* TAC,
@@ -1232,28 +1349,36 @@ class ORVEX_API Orvex {
 
   /** INITIALIZE FOR UNLOAD (80 50 05 ePursePos, Le 10). Lc is 0B, made for a
    *  6-byte PosCode, whatever LenOfPosCode is (the LenOfPosCode bytes are
-   *  still sent). Result and LenOfResult as for OV_FM_InitializeForLoad. */
+   *  still sent). Result and LenOfResult as for OV_FM_InitializeForLoad.
+   *  Outputs: LenOfResult 1 byte (cut to 8 bits), Result at most 998 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_InitializeForUnload(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
                                 int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
                                 unsigned char* LenOfResult, unsigned char* Result,
                                 unsigned short* ExeStatus);
 
   /** CREDIT FOR UNLOAD (80 54 03 00, Le 04): the card's MAC3 goes to MAC3
-   *  (usually 4 bytes), its length to LenOfMAC3. */
+   *  (usually 4 bytes), its length to LenOfMAC3.
+   *  Outputs: LenOfMAC3 1 byte (cut to 8 bits), MAC3 at most 998 bytes, ExeStatus 1 unsigned
+   *  short. */
   int OV_FM_CreditForUnload(int ReaderID, unsigned char* BCDDate, unsigned char* BCDTime,
                             unsigned char* Mac, unsigned char* LenOfMAC3, unsigned char* MAC3,
                             unsigned short* ExeStatus);
 
   /** INITIALIZE FOR CASH WITHDRAWAL (80 50 02 ePursePos, Lc 0B whatever
    *  LenOfPosCode is, Le 0F). Result and LenOfResult as for
-   *  OV_FM_InitializeForPurchase. */
+   *  OV_FM_InitializeForPurchase.
+   *  Outputs: LenOfResult 1 byte (cut to 8 bits), Result at most 998 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_InitializeForCashWithdraw(int ReaderID, unsigned char ePursePos, unsigned char KeyID,
                                       int Value, unsigned char LenOfPosCode, unsigned char* PosCode,
                                       unsigned char* LenOfResult, unsigned char* Result,
                                       unsigned short* ExeStatus);
 
   /** DEBIT FOR CASH WITHDRAWAL (80 54 01 00, Le 08): TAC and MAC2 (4 bytes
-   *  each) as for OV_FM_DebitForCappPurchase. */
+   *  each) as for OV_FM_DebitForCappPurchase.
+   *  Outputs: LenOfTAC 1 byte, TAC 4 bytes, LenOfMAC2 1 byte, MAC2 4 bytes, ExeStatus 1
+   *  unsigned short. */
   int OV_FM_DebitForCashWithdraw(int ReaderID, int OrderNo, unsigned char* BCDDate,
                                  unsigned char* BCDTime, unsigned char* Mac,
                                  unsigned char* LenOfTAC, unsigned char* TAC,
@@ -1262,7 +1387,8 @@ class ORVEX_API Orvex {
 
   /** UPDATE OVERDRAW LIMIT (80 58 00 00, Le 04) to NewLimitValue. The APDU
    *  states Lc 0E and carries 15 data bytes (limit, date, time, MAC). Answer
-   *  bytes 0-3 go to TAC (4 bytes), LenOfTAC becomes 4. */
+   *  bytes 0-3 go to TAC (4 bytes), LenOfTAC becomes 4.
+   *  Outputs: LenOfTAC 1 byte, TAC 4 bytes, ExeStatus 1 unsigned short. */
   int OV_FM_UpdateOverdrawLimit(int ReaderID, int NewLimitValue, unsigned char* BCDDate,
                                 unsigned char* BCDTime, unsigned char* Mac,
                                 unsigned char* LenOfTAC, unsigned char* TAC,
@@ -1270,7 +1396,9 @@ class ORVEX_API Orvex {
 
   /** GET TRANSACTION PROOF (80 5A 00 ProveTypeID, Le 08) of the transaction
    *  TranactionOrderNo (sent low byte first): answer bytes 0-3 go to MAC and
-   *  4-7 to TAC (4 bytes each, both lengths set to 4). */
+   *  4-7 to TAC (4 bytes each, both lengths set to 4).
+   *  Outputs: LenOfMAC 1 byte, MAC 4 bytes, LenOfTAC 1 byte, TAC 4 bytes, ExeStatus 1 unsigned
+   *  short. */
   int OV_FM_GetTransactionProve(int ReaderID, unsigned char ProveTypeID,
                                 unsigned short TranactionOrderNo, unsigned char* LenOfMAC,
                                 unsigned char* MAC, unsigned char* LenOfTAC, unsigned char* TAC,
@@ -1278,10 +1406,13 @@ class ORVEX_API Orvex {
 
   /** GET BALANCE (80 5C 00 ePursePos, Le 04): the purse's balance, answer
    *  bytes 0-3 read least significant byte first, to Value once the card
-   *  answered with data; Value keeps its value otherwise. */
+   *  answered with data; Value keeps its value otherwise.
+   *  Outputs: Value 1 int, ExeStatus 1 unsigned short. */
   int OV_FM_GetBalance(int ReaderID, unsigned char ePursePos, int* Value, unsigned short* ExeStatus);
 
-  /* ---- ORVEX-GROUP: card application ---- */
+  /* ==================================================================== */
+  /* Card application                                                      */
+  /* ==================================================================== */
   /* The card application run by the reader firmware: a purse card with a
    * public file (50 bytes), a card-holder file (100 bytes), a user file, a
    * balance, debit, consume and a transaction record, secured by keys in a
@@ -1296,7 +1427,8 @@ class ORVEX_API Orvex {
    * byte first. Outputs are written only on success. */
 
   /** Resets the SAM in slot SamIndex: its answer to reset to Data (all the
-   *  bytes the reader sends), their count to DataLen (0 on failure). */
+   *  bytes the reader sends), their count to DataLen (0 on failure).
+   *  Outputs: DataLen 1 byte (cut to 8 bits), Data at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataLen, unsigned char* Data);
 
   /** Sets up the SAM in slot SamIndex with privilege SamPrivilege, the 6-byte
@@ -1307,22 +1439,26 @@ class ORVEX_API Orvex {
 
   /** Reads the SAM's terminal number (6 bytes to Teminate) and order number
    *  (OrderNo); both are written only when the reader sends more than 9
-   *  bytes. */
+   *  bytes.
+   *  Outputs: Teminate 6 bytes, OrderNo 1 unsigned int. */
   int OV_KORU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Teminate,
                          unsigned int* OrderNo);
 
   /** Finds a card: its number (all bytes the reader sends) to CardNo, written
-   *  only when more than 7 bytes came. Deadline 4 s. */
+   *  only when more than 7 bytes came. Deadline 4 s.
+   *  Outputs: CardNo at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_Request(int ReaderID, unsigned char* CardNo);
 
   /** Replaces key Oldkey (source OldkeyFrom) by Newkey (source NewkeyFrom),
    *  16 bytes each; the card number to CardNo as OV_KORU_Request.
-   *  Deadline 5 s. */
+   *  Deadline 5 s.
+   *  Outputs: CardNo at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_ChangeKey(int ReaderID, unsigned char* Oldkey, unsigned char OldkeyFrom,
                         unsigned char* Newkey, unsigned char NewkeyFrom, unsigned char* CardNo);
 
   /** Reads the public file: the bytes the reader sends to data (50 for this
-   *  file), their count to len. */
+   *  file), their count to len.
+   *  Outputs: len 1 int, data at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_ReadPublicFile(int ReaderID, int* len, unsigned char* data);
 
   /** Writes the 50 bytes of data to the public file through SAM slot
@@ -1330,7 +1466,8 @@ class ORVEX_API Orvex {
   int OV_KORU_WritePublicFile(int ReaderID, unsigned char SamIndex, unsigned char* data);
 
   /** Reads the card-holder file: the bytes the reader sends to data (100
-   *  for this file), their count to len. */
+   *  for this file), their count to len.
+   *  Outputs: len 1 int, data at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_ReadHolderFile(int ReaderID, unsigned char SamIndex, int* len, unsigned char* data);
 
   /** Writes the 100 bytes of data to the card-holder file. */
@@ -1338,7 +1475,8 @@ class ORVEX_API Orvex {
 
   /** Reads Count bytes of the user file from Addr (16 bits each): the bytes
    *  the reader sends to data (at most ORVEX_MAX_ANSWER - 1), their count to
-   *  len. Deadline 5 s. */
+   *  len. Deadline 5 s.
+   *  Outputs: len 1 int, data at most ORVEX_MAX_ANSWER - 1 bytes. */
   int OV_KORU_ReadUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count, int* len,
                            unsigned char* data);
 
@@ -1348,20 +1486,24 @@ class ORVEX_API Orvex {
                             unsigned char* data);
 
   /** Reads the purse balance to Value, written only when the reader sends at
-   *  least 4 bytes. */
+   *  least 4 bytes.
+   *  Outputs: Value 1 unsigned int. */
   int OV_KORU_Balance(int ReaderID, unsigned int* Value);
 
   /** Debits Value from the purse through SAM slot SamIndex, dated by the 7
-   *  bytes of Date: the bytes the reader sends to Result. */
+   *  bytes of Date: the bytes the reader sends to Result.
+   *  Outputs: Result at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_Debit(int ReaderID, unsigned char SamIndex, unsigned int Value, unsigned char* Date,
                     unsigned char* Result);
 
-  /** Consumes Value from the purse, as OV_KORU_Debit. */
+  /** Consumes Value from the purse, as OV_KORU_Debit.
+   *  Outputs: Result at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_Consume(int ReaderID, unsigned char SamIndex, unsigned int Value, unsigned char* Date,
                       unsigned char* Result);
 
   /** Reads the transaction record: the bytes the reader sends to Record,
-   *  their count to RecordLen. */
+   *  their count to RecordLen.
+   *  Outputs: RecordLen 1 int, Record at most ORVEX_MAX_ANSWER bytes. */
   int OV_KORU_Record(int ReaderID, int& RecordLen, unsigned char* Record);
 
   /** Why the last command of this group failed (no reader command is sent;
@@ -1371,8 +1513,6 @@ class ORVEX_API Orvex {
    *  carried one (e.g. 0x9401). Both persist until the next command of this
    *  group. */
   unsigned short OV_KORU_GetStatus(int ReaderID, int mode);
-
-  /* ---- ORVEX-GROUP: NDEF ---- */
 
   /* ==================================================================== */
   /* NDEF                                                                  */
@@ -1403,7 +1543,8 @@ class ORVEX_API Orvex {
 
   /** Record Index (from 0): its URI code (0 for a text) to uri, its length
    *  to Len, its Len bytes (at most 255, not terminated) to s. 1; 0 no such
-   *  record; -1 no buffer. */
+   *  record; -1 no buffer.
+   *  Outputs: uri 1 byte, Len 1 int, s at most 255 bytes. */
   int OV_NDEF_GetRecord(int Index, unsigned char* uri, int* Len, unsigned char* s);
 
   /** Removes every record. 1; -1 no buffer. */
@@ -1420,25 +1561,30 @@ class ORVEX_API Orvex {
    *  before the failure is decoded. */
   int OV_NDEF_Read(int ReaderID);
 
-  /* ---- ORVEX-GROUP: DES ---- */
+  /* ==================================================================== */
+  /* DES                                                                   */
+  /* ==================================================================== */
   /* DES and two-key triple-DES on single 8-byte blocks, for the application's
    * own use; no link needed. Key parity bits are ignored. One computation at
    * a time per process. */
 
   /** DES of the 8-byte block in with the 8-byte key pkey into the 8 bytes of
    *  out (out may be in): cModel 0 encrypts, any other value decrypts.
-   *  Always 1. */
+   *  Always 1.
+   *  Outputs: out 8 bytes. */
   int DES(unsigned char cModel, unsigned char* pkey, unsigned char* in, unsigned char* out);
 
   /** Two-key triple-DES of one 8-byte block with the 16-byte key pKey
    *  (K1 = bytes 0-7, K2 = bytes 8-15): cModel 0 encrypts E(K1) D(K2) E(K1),
-   *  any other value decrypts. pOutData (8 bytes) may be pInData. Always 1. */
+   *  any other value decrypts. pOutData (8 bytes) may be pInData. Always 1.
+   *  Outputs: pOutData 8 bytes. */
   int DES3(unsigned char cModel, unsigned char* pKey, unsigned char* pInData, unsigned char* pOutData);
 
   /** Triple-DES CBC of exactly one 8-byte block with the 16-byte key pKey and
    *  the 8-byte IV pIV, which is left unchanged: cModel 0 encrypts
    *  (in XOR IV), any other value decrypts. Chain a longer message by passing
-   *  the last ciphertext block as the next IV. Always 0. */
+   *  the last ciphertext block as the next IV. Always 0.
+   *  Outputs: pOutData 8 bytes. */
   int DES3_CBC(unsigned char cModel, unsigned char* pKey, unsigned char* pInData,
                unsigned char* pOutData, unsigned char* pIV);
 
@@ -1473,7 +1619,8 @@ class ORVEX_API Orvex {
 /** Raw pass-through: sends command 0xFB with Mode, TimeOut (one byte each)
  *  and the ParamLen bytes of Param, waits TimeOut x 100 ms on serial, and
  *  hands back all answer bytes in OutResult (at most ORVEX_MAX_ANSWER) with
- *  their count in OutLen. 1; -1 link failure or refused. */
+ *  their count in OutLen. 1; -1 link failure or refused.
+ *  Outputs: OutLen 1 int, OutResult at most ORVEX_MAX_ANSWER bytes. */
 ORVEX_API int OV_SendCMD(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param,
                          int* OutLen, unsigned char* OutResult);
 
@@ -1627,14 +1774,17 @@ ORVEX_API int NFC_Write(int ReaderID, unsigned char KeyMode, unsigned char* Key,
 /** Reads the card's message TLV into Buffer, whole blocks or read answers at
  *  a time (at most 272 bytes; on a MIFARE Classic the image starts with the
  *  two bytes before the tag). Returns the bytes placed in Buffer; -1 to -5 as
- *  NFC_Write (-4 a read failed); -6 no 0x03 tag where the message belongs. */
+ *  NFC_Write (-4 a read failed); -6 no 0x03 tag where the message belongs.
+ *  Outputs: Buffer at most 272 bytes. */
 ORVEX_API int NFC_Read(int ReaderID, unsigned char KeyMode, unsigned char* Key, unsigned char* Buffer);
 /* FMCOS */
 /** SELECT (00 A4 FileMode NextFile, Le 00) of the file named by the
  *  LenOfFileIDName bytes of FileIDName (a file identifier such as 3F 00, or
  *  a DF name). The FCI the card sends goes to FCI (at most 998 bytes), its
  *  length to LenOfFCI (0 after any failure or when the card sent only its
- *  status word). Result and ExeStatus as for the FMCOS methods of Orvex. */
+ *  status word). Result and ExeStatus as for the FMCOS methods of Orvex.
+ *  Outputs: LenOfFCI 1 byte (cut to 8 bits), FCI at most 998 bytes, ExeStatus 1
+ *  unsigned short. */
 ORVEX_API int OV_FM_Select(int ReaderID, unsigned char FileMode, unsigned char LenOfFileIDName,
                            unsigned char* FileIDName, unsigned char NextFile,
                            unsigned char* LenOfFCI, unsigned char* FCI, unsigned short* ExeStatus);

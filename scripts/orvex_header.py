@@ -36,6 +36,43 @@ class Method:
     section_doc: str = ""  # the section's preface (results common to its methods)
     extra: List[str] = field(default_factory=list)
 
+    @property
+    def outputs(self) -> List["Output"]:
+        """The outputs its doc comment sizes, in the order it names them."""
+        return _outputs(self.doc)
+
+
+@dataclass
+class Output:
+    name: str
+    size: str       # a C expression: bytes, or values of the output's type
+    unit: str       # "byte", or the output's type ("int", "unsigned short", ...)
+    at_most: bool   # "at most N bytes": the count written goes to a length output
+    note: str = ""  # what the doc adds in brackets ("cut to 8 bits": a count kept to 8 bits)
+
+
+_OUTPUTS = re.compile(r"Outputs: (?P<list>.*?)\.(?:\s|$)")
+_OUTPUT = re.compile(r"(?P<name>\w+) (?P<most>at most )?(?P<size>.+?) "
+                     r"(?P<unit>bytes?|int|short|unsigned short|unsigned int)(?: \((?P<note>[^)]*)\))?$")
+
+
+def _outputs(doc: str) -> List[Output]:
+    """The "Outputs: A 8 bytes, B at most 16 x N bytes, C 1 int, D 1 byte (cut
+    to 8 bits)." sentence of a doc comment, each size as a C expression
+    ("16 * N")."""
+    m = _OUTPUTS.search(doc)
+    if not m:
+        return []
+    found = []
+    for item in " ".join(m.group("list").split()).split(", "):
+        o = _OUTPUT.match(item)
+        if not o:
+            raise ValueError("unreadable output size: %r" % item)
+        unit = "byte" if o.group("unit").startswith("byte") else o.group("unit")
+        found.append(Output(o.group("name"), o.group("size").replace(" x ", " * "), unit,
+                            bool(o.group("most")), o.group("note") or ""))
+    return found
+
 
 def _clean_doc(raw: str) -> str:
     lines = []
@@ -73,15 +110,13 @@ def methods(text: Optional[str] = None) -> List[Method]:
     item = re.compile(
         r"/\*\s*=+\s*\*/\s*/\*\s*(?P<title>[^*]+?)\s*\*/\s*/\*\s*=+\s*\*/"   # section banner
         r"(?:\s*/\*(?!\*)(?P<preface>(?:(?!\*/).)*)\*/)?"                       # and its preface
-        r"|/\*\s*-+\s*ORVEX-GROUP:\s*(?P<gtitle>[^-*]+?)\s*-+\s*\*/"           # group marker
-        r"(?:\s*/\*(?!\*|\s*=)(?P<gpreface>(?:(?!\*/).)*)\*/)?"
         r"|(?P<doc>/\*\*(?:(?!\*/).)*\*/)\s*int\s+(?P<name>(?:OV_|DES)\w*)\((?P<params>[^)]*)\);"
         r"|\n\s*int\s+(?P<bare>(?:OV_|DES)\w*)\((?P<bparams>[^)]*)\);",
         re.S)
     for m in item.finditer(body):
-        if m.group("title") or m.group("gtitle"):
-            section = (m.group("title") or m.group("gtitle")).strip()
-            section_doc = _clean_doc(m.group("preface") or m.group("gpreface") or "")
+        if m.group("title"):
+            section = m.group("title").strip()
+            section_doc = _clean_doc(m.group("preface") or "")
         elif m.group("name"):
             found.append(Method(m.group("name"), _params(m.group("params")),
                                 _clean_doc(m.group("doc")), section, section_doc))
@@ -96,40 +131,60 @@ def declares_free_function(name: str, text: Optional[str] = None) -> bool:
     return re.search(r"ORVEX_API int %s\(" % re.escape(name), text) is not None
 
 
-# The sizes of the buffers the methods read and write. A byte buffer that
-# none of these tables names may receive a whole answer (ORVEX_MAX_ANSWER).
-# Output widths the documentation gives, by method and parameter.
-WIDTH = {
-    ("OV_Get433ModuleParam", "Param"): "8",
-    ("OV_ReadaBlock", "pData"): "16",
-    ("OV_UltraLightRead", "pData"): "16",
-    ("OV_Config_TextPowerOn_Get", "Data"): "64",
-    ("OV_Config_TextRun_Get", "Data"): "64",
-    ("DES", "out"): "8", ("DES3", "pOutData"): "8", ("DES3_CBC", "pOutData"): "8",
-    ("OV_Felica_Polling", "PMm"): "8", ("OV_Felica_Polling", "RequestData"): "2",
-    ("OV_Felica_RequestService", "NodeKeyList"): "3", ("OV_Felica_RequestResponse", "Mode"): "1",
-    ("OV_ChinaIDV2_RequestCardNo", "CardNo"): "8", ("OV_SLE_ReadSecurityLogic", "PSC"): "3",
-    ("OV_AT88RF020_Lock", "LockByte"): "4",  # an input: the 4 lock bytes sent
+# The sizes of the buffers the methods read. Output sizes come from the
+# header itself (each method's "Outputs:" sentence); a byte buffer neither
+# names may receive a whole answer (ORVEX_MAX_ANSWER).
+INPUT_WIDTH = {
+    ("OV_AT88RF020_Lock", "LockByte"): "4",  # the 4 lock bytes sent
 }
-# One-byte outputs (unsigned char* that receive a single value).
-ONE_BYTE = {"LenSNO", "SAK", "CardMem", "SNLen", "Enable", "Line", "Column", "Font", "config",
-            "timespan", "width", "height", "line", "column", "len", "ChipID", "LockByte",
-            "PLen", "LenOfFCI", "Status", "uri", "Status1", "Status2", "LengthOfCardNo",
-            "ErrorCounter"}
-# Inputs: sizes of what the method reads.
 INPUT_SIZE = {"Key": "24", "pkey": "8", "pKey": "24", "in": "8", "pInData": "8", "pIV": "8",
               "IDM": "8", "NodeList": "2", "ServiceCodeList": "2", "BlockList": "1",
               "pBlockData": "16"}
 ALL = "ORVEX_MAX_ANSWER"
 
 
+def _byte_output_tables():
+    """Views of the header's output sizes for readers that look a byte
+    output up by name: the documented width of every fixed-size byte output
+    by method and parameter (the input widths above joined in), and the names
+    of the outputs that are a single byte wherever they appear."""
+    width, one_byte, wider = dict(INPUT_WIDTH), set(), set()
+    for m in methods():
+        for o in m.outputs:
+            if o.unit != "byte":
+                continue
+            if o.size == "1":
+                one_byte.add(o.name)
+            else:
+                wider.add(o.name)
+                if not o.at_most:
+                    width[(m.name, o.name)] = o.size
+    return width, one_byte - wider
+
+
+WIDTH, ONE_BYTE = _byte_output_tables()
+
+
+_BY_NAME = {}
+
+
+def output(method: str, param: str) -> Optional[Output]:
+    """The size the header gives for an output of a method, if it gives one."""
+    if not _BY_NAME:
+        _BY_NAME.update((m.name, m) for m in methods())
+    m = _BY_NAME.get(method)
+    for o in (m.outputs if m else []):
+        if o.name == param:
+            return o
+    return None
+
+
 def buffer_size(method: str, param: str) -> str:
-    """The size of a byte buffer parameter, as a C expression: its documented
-    width, 1 for single-byte outputs, the bytes an input is read for, or
-    ORVEX_MAX_ANSWER for outputs that receive every answer byte."""
-    width = WIDTH.get((method, param))
-    if width is None and param in ONE_BYTE:
-        width = "1"
-    if width is None:
-        width = INPUT_SIZE.get(param) or ALL
-    return width
+    """The size of a buffer parameter, as a C expression: for an output the
+    size its method's doc comment gives (bytes, or values of its type; it may
+    name the method's integer parameters), for an input the bytes it is read
+    for, else ORVEX_MAX_ANSWER (a buffer that may receive a whole answer)."""
+    o = output(method, param)
+    if o is not None:
+        return o.size
+    return INPUT_WIDTH.get((method, param)) or INPUT_SIZE.get(param) or ALL

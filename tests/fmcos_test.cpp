@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // FMCOS commands: the APDU inside the reader's APDU command (0x32), the
 // status word read little-endian, the response data and output lengths, and
-// the deliberate oddities of the command set.
+// the oddities of the command set that callers rely on.
 #include <cstring>
 #include <functional>
 #include <ostream>

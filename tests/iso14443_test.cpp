@@ -137,6 +137,31 @@ TEST_F(Iso14443Test, MalformedSelectionAnswersWriteNothing) {
   EXPECT_EQ(Bytes(10, 0xEE), Bytes(sn, sn + 10));
 }
 
+TEST_F(Iso14443Test, SelectionAnswerWithoutSerialNumberWritesNothing) {
+  // The memory byte alone: no serial number, so no selection (it used to
+  // return 0 with the memory byte and a length of 0 written).
+  unsigned char mem = 0x5A, snLen = 0x5B;
+  unsigned char sn[10];
+  std::memset(sn, 0xEE, sizeof sn);
+  reader.Ok({0x08});
+  EXPECT_EQ(-1, ov.OV_AntiCollideAndSelect(1, 0, &mem, &snLen, sn));
+  EXPECT_EQ(0x5A, mem);
+  EXPECT_EQ(0x5B, snLen);
+  EXPECT_EQ(Bytes(10, 0xEE), Bytes(sn, sn + 10));
+}
+
+TEST_F(Iso14443Test, ReadM1MultiBlockEmptyAnswerWritesNothing) {
+  // The result is the answer's leading byte: without one the answer is
+  // malformed (it used to return 0, a success, with nothing behind it).
+  int len = 0x5A;
+  unsigned char buf[40];
+  std::memset(buf, 0xEE, sizeof buf);
+  reader.Ok({});
+  EXPECT_EQ(-1, ov.OV_ReadM1MultiBlock(1, 4, 2, &len, buf));
+  EXPECT_EQ(0x5A, len);
+  EXPECT_EQ(Bytes(40, 0xEE), Bytes(buf, buf + 40));
+}
+
 TEST_F(Iso14443Test, CardSelectSendsTheSerialNumberAsItStands) {
   unsigned char sno[7] = {0x04, 0x03, 0x10, 0x02, 0x55, 0x66, 0x77};
   reader.Ok();
@@ -536,9 +561,10 @@ TEST_F(Iso14443Test, ReadM1MultiBlockZeroIsASuccessValue) {
   EXPECT_EQ(blk, Bytes(buf, buf + 16));
 }
 
-TEST_F(Iso14443Test, ReadM1MultiBlockCopyStopsAtTheAnswerBuffer) {
-  // The largest answer: the one-past copy would leave the answer buffer, so
-  // only the bytes it holds go out.
+TEST_F(Iso14443Test, ReadM1MultiBlockLargestAnswerStillEndsInItsZero) {
+  // The largest answer: the byte one past its data lies outside the answer
+  // buffer; it still goes out as the zero it stands for, so every one of the
+  // LenData bytes reported is written.
   Bytes answer(ORVEX_MAX_ANSWER, 0x33);
   answer[0] = 0x41;
   std::vector<unsigned char> buf(ORVEX_MAX_ANSWER, 0xEE);
@@ -547,7 +573,7 @@ TEST_F(Iso14443Test, ReadM1MultiBlockCopyStopsAtTheAnswerBuffer) {
   EXPECT_EQ(0x41, ov.OV_ReadM1MultiBlock(1, 0, 65, &len, buf.data()));
   EXPECT_EQ(ORVEX_MAX_ANSWER, len);
   EXPECT_EQ(Bytes(ORVEX_MAX_ANSWER - 1, 0x33), Bytes(buf.begin(), buf.end() - 1));
-  EXPECT_EQ(0xEE, buf[ORVEX_MAX_ANSWER - 1]);
+  EXPECT_EQ(0, buf[ORVEX_MAX_ANSWER - 1]);
 }
 
 TEST_F(Iso14443Test, ReadM1MultiBlockFailuresAndDeadline) {

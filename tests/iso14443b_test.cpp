@@ -374,6 +374,22 @@ TEST_F(Iso14443BTest, MultiReadConventionsDiffer) {
   EXPECT_EQ(11, len);
 }
 
+TEST_F(Iso14443BTest, MultiReadsOfAnEmptyAnswerWriteNothing) {
+  // No leading byte: the SR tags used to report a length of -1 and return
+  // 0, the AT88RF020 to return 0 with nothing read.
+  unsigned char data[16];
+  std::memset(data, 0xEE, sizeof data);
+  int len = 0x5A;
+  reader.Ok({});
+  EXPECT_EQ(-1, ov.OV_SR176_ReadMulti(1, 0, 5, &len, data));
+  reader.Ok({});
+  EXPECT_EQ(-1, ov.OV_SR512_ReadMulti(1, 0, 5, &len, data));
+  reader.Ok({});
+  EXPECT_EQ(-1, ov.OV_AT88RF020_ReadMulti(1, 0, 5, &len, data));
+  EXPECT_EQ(0x5A, len);
+  EXPECT_EQ(Bytes(16, 0xEE), Bytes(data, data + 16));
+}
+
 TEST_F(Iso14443BTest, TypeBCOSIsTheAPDUChannel) {
   unsigned char apdu[5] = {0x00, 0x84, 0x00, 0x00, 0x08};
   unsigned char out[16];

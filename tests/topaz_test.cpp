@@ -165,6 +165,28 @@ TEST_F(TopazTest, CarrierLayoutAndEcho) {
   EXPECT_EQ(0, len);
 }
 
+TEST_F(TopazTest, ResponsesShorterThanTheirFixedBytesWriteNothing) {
+  // RID and RALL responses start with the two header ROM bytes, RSEG's with
+  // the segment address: shorter ones used to report a length of -2 or -1.
+  unsigned char uid[4] = {1, 2, 3, 4};
+  unsigned char hr0 = 0x5A, hr1 = 0x5B;
+  unsigned char out[8];
+  std::memset(out, 0xEE, sizeof out);
+  int len = 0x5C;
+  for (Bytes answer : {Bytes{0x00}, Bytes{0x00, 0x11}}) {
+    reader.Ok(answer);
+    EXPECT_EQ(-1, ov.OV_TOPAZ_ReadUID(1, &hr0, &hr1, &len, out));
+    reader.Ok(answer);
+    EXPECT_EQ(-1, ov.OV_TOPAZ_ReadAll(1, uid, &len, out));
+  }
+  reader.Ok({0x00});
+  EXPECT_EQ(-1, ov.OV_TOPAZ_ReadSegment(1, uid, 0, &len, out));
+  EXPECT_EQ(0x5A, hr0);
+  EXPECT_EQ(0x5B, hr1);
+  EXPECT_EQ(0x5C, len);
+  EXPECT_EQ(Bytes(8, 0xEE), Bytes(out, out + 8));
+}
+
 TEST_F(TopazTest, CarrierFailures) {
   unsigned char out[8];
   std::memset(out, 0xEE, sizeof out);

@@ -21,6 +21,8 @@ constexpr int kFmCommandBuffer = 500;
 // kFmMaxResponse bytes is not handed out.
 constexpr int kFmAnswerBuffer = 1000;
 constexpr int kFmMaxResponse = kFmAnswerBuffer - 2;
+// orvex.h sizes the FMCOS response outputs at 998 bytes ("at most 998").
+static_assert(kFmMaxResponse == 998, "orvex.h sizes FMCOS response outputs at 998 bytes");
 
 // ---- Files, keys and PINs ----
 int FM_GetChallenge(int ReaderID, unsigned char BytesNumber, unsigned char* Challenge,

@@ -5,6 +5,8 @@
 // least significant byte first.
 #include "cards/untISO14443.h"
 
+#include <cstring>
+
 #include "link/untFunction.h"
 
 namespace orvex {
@@ -52,16 +54,18 @@ int AntiCollide_(int ReaderID, unsigned char* LenSNO, unsigned char* SNO) {
 
 // The longest serial number a card has (a triple-size UID).
 static constexpr int kMaxUidLength = 10;
+static_assert(kMaxUidLength == 10, "orvex.h sizes the serial number outputs at 10 bytes");
 
 int AntiCollideAndSelect(int ReaderID, unsigned char ReturnMode, unsigned char* CardMem,
                          unsigned char* SNLen, unsigned char* SN) {
   Answer a;
   int rt = Transact(0x24, ReaderID, Field().u8(ReturnMode), 1, a);
   if (rt != 1) return rt;
-  // The memory byte leads; the serial number follows. Success is its length.
-  // An answer without the memory byte, or with more serial number than any
-  // card has, is malformed: nothing is written.
-  if (a.len < 1 || a.len - 1 > kMaxUidLength) return -1;
+  // The memory byte leads; the serial number follows. Success is its length,
+  // so callers test for a positive result. An answer without the memory byte
+  // or without a serial number, or with more serial number than any card
+  // has, is malformed: nothing is written.
+  if (a.len < 2 || a.len - 1 > kMaxUidLength) return -1;
   *CardMem = a.at(0);
   *SNLen = static_cast<unsigned char>(a.len - 1);
   a.CopyTo(SN, 1, a.len - 1);
@@ -167,9 +171,12 @@ int ReadM1MultiBlock_(int ReaderID, int StartBlock, int BlockNums, int* LenData,
   if (rt != 1) return rt;
   // LenData counts the leading byte too, and as many bytes go out from the
   // answer's second byte on: the last is the zero behind the answer data.
-  // The copy stops at the end of the answer buffer.
+  // The result is the leading byte, so an answer without one is malformed.
+  if (a.len < 1) return -1;
+  const int copied = a.CopyTo(pData, 1, a.len);
+  // The zero past the data of a whole answer buffer lies outside it.
+  if (copied < a.len) std::memset(pData + copied, 0, static_cast<size_t>(a.len - copied));
   *LenData = a.len;
-  a.CopyTo(pData, 1, a.len);
   return a.at(0);
 }
 

@@ -4,6 +4,8 @@
 // reads. Block numbers and counts go out as their low byte.
 #include "cards/untISO14443B.h"
 
+#include <cstring>
+
 #include "cards/untCardExchange.h"
 
 namespace orvex {
@@ -27,14 +29,19 @@ static int WriteRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums,
 // The multi-block reads, alike but for what they hand over: *LenData = n +
 // extra and that many bytes from the answer's second byte on. The SR tags
 // pass extra -1, the data behind the leading byte; the AT88RF020 passes 0 and
-// so hands over one byte past the answer's data (a zero).
+// so hands over one byte past the answer's data (a zero). The result is the
+// leading byte, so an answer without one is malformed: -1, nothing written.
 static int ReadRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums, int extra, int* LenData,
                    unsigned char* pData) {
   Answer a;
   int rt = Transact(cmd, ReaderID, Field().u8(BlockID).u8(BlockNums), BlockNums, a);
   if (rt != 1) return rt;
-  *LenData = a.len + extra;
-  a.CopyTo(pData, 1, a.len + extra);
+  if (a.len < 1) return -1;
+  const int count = a.len + extra;
+  const int copied = a.CopyTo(pData, 1, count);
+  // The zero past the data of a whole answer buffer lies outside it.
+  if (copied < count) std::memset(pData + copied, 0, static_cast<size_t>(count - copied));
+  *LenData = count;
   return a.at(0);
 }
 

@@ -127,8 +127,10 @@ int SLE_VerifyPSC(int ReaderID, unsigned char* PSC, unsigned char* ErrorCounter)
   Response r;
   int rt = Send(kVerifyPSC, ReaderID, PSC, kPSCLen, r);
   if (rt == kCarried) return 1;
-  // Deliberately the carrier's result, not the card's counter, and only on
-  // failure: 0xFF for a link failure, 0xFD for a refusal.
+  // On failure ErrorCounter receives the carrier's result cut to 8 bits, not
+  // the card's counter: 0xFF for a link failure, 0xFD for a refusal, which is
+  // how callers tell a wrong PSC from a broken link. The counter itself is
+  // read with SLE_ReadSecurityLogic; on success ErrorCounter is left alone.
   *ErrorCounter = static_cast<unsigned char>(rt);
   return -1;
 }

@@ -43,10 +43,14 @@ static int Send(unsigned char FC2, int ReaderID, Field& request, Response& r) {
   return TOPAZ_Common_(ReaderID, FC2, kTagTimeOut, request.size(), request.data(), &r.len, r.data, kDelay);
 }
 
-// The tail of a response from byte `from` on, to the caller.
-static void HandOver(const Response& r, int from, int* DataLenRet, unsigned char* pDataRet) {
+// The tail of a response from byte `from` on, to the caller: 1. A response
+// shorter than `from` bytes lacks bytes the command always returns, so it is
+// malformed: -1, nothing written.
+static int HandOver(const Response& r, int from, int* DataLenRet, unsigned char* pDataRet) {
+  if (r.len < from) return -1;
   *DataLenRet = r.len - from;
   if (r.len > from) std::memcpy(pDataRet, r.data + from, static_cast<size_t>(r.len - from));
+  return 1;
 }
 
 int TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* DataLenRet, unsigned char* pDataRet) {
@@ -55,10 +59,10 @@ int TOPAZ_ReadUID(int ReaderID, unsigned char* HR0, unsigned char* HR1, int* Dat
   Response r;
   int rt = Send(kRID, ReaderID, f, r);
   if (rt != 1) return rt;
+  if (r.len < 2) return -1;  // without its two header ROM bytes
   *HR0 = r.data[0];
   *HR1 = r.data[1];
-  HandOver(r, 2, DataLenRet, pDataRet);
-  return 1;
+  return HandOver(r, 2, DataLenRet, pDataRet);
 }
 
 int TOPAZ_ReadAll(int ReaderID, unsigned char* UID, int* DataLenRet, unsigned char* pDataRet) {
@@ -67,8 +71,7 @@ int TOPAZ_ReadAll(int ReaderID, unsigned char* UID, int* DataLenRet, unsigned ch
   Response r;
   int rt = Send(kRALL, ReaderID, f, r);
   if (rt != 1) return rt;
-  HandOver(r, 2, DataLenRet, pDataRet);  // memory, after the two header-ROM bytes
-  return 1;
+  return HandOver(r, 2, DataLenRet, pDataRet);  // memory, after the two header-ROM bytes
 }
 
 // READ and the two byte writes: ADD = block x 8 + byte (the block shifted
@@ -111,9 +114,9 @@ int TOPAZ_ReadSegment(int ReaderID, unsigned char* UID, unsigned char Segment, i
   Response r;
   int rt = Send(kRSEG, ReaderID, f, r);
   if (rt != 1) return rt;
+  if (r.len < 1) return -1;  // without the segment address
   if (r.data[0] != adds) return -2;
-  HandOver(r, 1, DataLenRet, pDataRet);
-  return 1;
+  return HandOver(r, 1, DataLenRet, pDataRet);
 }
 
 // READ8 and the two block writes: the tag answers the block number and the

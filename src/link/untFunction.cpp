@@ -109,7 +109,9 @@ static int XorOf(const unsigned char* p, int n) {
 
 int HID_DecodeByte_Receive(int& ReaderID, unsigned char& Cmd, unsigned char& Status, int LenIn,
                            unsigned char* In, unsigned char* Data) {
-  // The length field is read but deliberately not compared with LenIn.
+  // The length field is not compared with LenIn: LenIn is the byte count
+  // the answer's reports declare themselves (each report's first byte), and
+  // the checksum over all of it is what tells a damaged answer.
   if (LenIn < 7 || LenIn > kMaxRawAnswer) return -1;
   if (LenIn - 7 > kMaxAnswerData) return -1;
   if (XorOf(In, LenIn) != 0) return -2;

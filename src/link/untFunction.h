@@ -24,6 +24,11 @@ constexpr int kMaxStuffedFrame = 2 * kMaxFrame;
 // Raw bytes collected for one answer (DataRead), and decoded answer data.
 constexpr int kMaxRawAnswer = kMaxStuffedFrame;
 constexpr int kMaxAnswerData = kMaxDataField;
+// The header promises every "all answer bytes" output at most
+// ORVEX_MAX_ANSWER bytes: that is the answer buffer's size, and a whole
+// answer frame, stuffed at worst, fits the bytes collected for it.
+static_assert(kMaxAnswerData == ORVEX_MAX_ANSWER, "answer data buffers hold ORVEX_MAX_ANSWER bytes");
+static_assert(kMaxRawAnswer >= 2 * (ORVEX_MAX_ANSWER + 9), "a stuffed answer frame fits the raw buffer");
 
 constexpr unsigned char STX = 0x02;
 constexpr unsigned char ETX = 0x03;

@@ -157,7 +157,10 @@ static int ReadNTag(int ReaderID, unsigned char* Buffer) {
     std::memcpy(Buffer + n, answer, static_cast<size_t>(len));
     if (Buffer[0] != 0x03) return -6;
     n += len;
-    // Deliberately compared with the length byte alone.
+    // Compared with the length byte alone, without the tag, length and
+    // terminator bytes the MIFARE Classic path counts: an NTAG message whose
+    // value fits the READs done so far is complete, and the read stops
+    // there, one READ earlier than counting those bytes would.
     if (n >= Buffer[1]) return n;
     p += 4;
   }

@@ -26,8 +26,9 @@ int g_FirstByteTimeoutMs = 15000;
 int OpenPortPath(const char* DevicePath, int Baund) {
   int fd = open(DevicePath, O_RDWR | O_NOCTTY | O_NONBLOCK);
   if (fd < 0) return fd;
-  // Set after the open, which stays as the line has always been opened: a
-  // program the application starts must not inherit the reader's line.
+  // Set after the open, so the open's own flags stay those every caller of
+  // OV_ComInitial has relied on: a program the application starts must not
+  // inherit the reader's line.
   fcntl(fd, F_SETFD, FD_CLOEXEC);
   // Clearing every status flag makes later reads and writes blocking.
   if (fcntl(fd, F_SETFL, 0) < 0) {
@@ -132,7 +133,9 @@ int uart_set(int fd, int baude, int c_flow, int bits, char parity, int stop) {
     case 0: options.c_cflag &= ~CRTSCTS; break;
     case 1: options.c_cflag |= CRTSCTS; break;
     // Software flow control is requested with the IXON|IXOFF|IXANY pattern,
-    // applied to the control flags as the reader's original host code does.
+    // applied to the control flags, not the input flags: the line settings
+    // are part of the interface applications were written against, so they
+    // stay bit for bit (no caller of this library asks for it).
     case 2: options.c_cflag |= 0x1C00; break;
     default: return -1;
   }
@@ -149,7 +152,9 @@ int uart_set(int fd, int baude, int c_flow, int bits, char parity, int stop) {
   switch (parity) {
     case 'n': case 'N':
       // Clears the INPCK value (0x10) in the control flags; with CS8 this
-      // leaves CS7. Kept as the readers' host software has always done it.
+      // leaves CS7. Applications that open the port with OV_ComInitial get
+      // the line they were written against; OV_ComInitialDevice sets up a
+      // fully raw 8-bit line instead.
       options.c_cflag &= ~PARENB;
       options.c_cflag &= ~0x10u;
       break;

@@ -14,8 +14,10 @@ namespace transport {
 // ---- Serial line ----------------------------------------------------------
 
 // Opens "/dev/ttyS<PortIndex>" at Baund bits per second, no parity, one stop
-// bit, no flow control; asking for 8 bits with no parity deliberately leaves
-// the character size at CS7.
+// bit, no flow control; asking for 8 bits with no parity leaves the character
+// size at CS7 (see uart_set): applications that open the port this way get
+// the line they always got. OpenPortPath's callers that need every bit use
+// OV_ComInitialDevice's fully raw 8-bit line.
 // Result: descriptor (>= 0); the negative open result; -2 when blocking mode
 // cannot be restored; -3 when the line settings are refused.
 int OpenPort(int PortIndex, int Baund);
