@@ -58,10 +58,10 @@ INPUTS = {("OV_AT88RF020_Lock", "LockByte"), ("OV_AT88RF020_Count", "Signature")
 # refused", by the title of their header section: the exception class for
 # their failures and which results are failures.
 FAMILY = {
-    "display reader": ("DisplayError", "not1"),
+    "Display reader": ("DisplayError", "not1"),
     "FeliCa and the identity card number": ("FelicaError", "not1"),
     "SLE4442": ("SLE4442Error", "negative"),
-    "card application": ("CardApplicationError", "negative"),
+    "Card application": ("CardApplicationError", "negative"),
     "NDEF": ("NDEFError", "negative"),
     "Topaz": ("TopazError", "negative"),
 }
@@ -75,7 +75,7 @@ RESULT_RULE = {
 # Sections whose methods use process-wide state (the process-wide link, the
 # NDEF message buffer, the DES subkeys, the card application's status):
 # their calls take one lock of the module.
-PROCESS_WIDE = {"Library and link", "NDEF", "DES", "card application"}
+PROCESS_WIDE = {"Library and link", "NDEF", "DES", "Card application"}
 # Sections whose methods need no link.
 NO_LINK = {"DES"}
 NO_LINK_METHODS = {"OV_GetDLLVersion", "OV_NDEF_Initial", "OV_NDEF_Free", "OV_NDEF_SetKey",
@@ -113,7 +113,8 @@ def classify(m):
         elif p.type == "unsigned char*":
             if key in INPUTS:
                 direction = "in"
-            elif (key in OUTPUTS or key in orvex_header.WIDTH or p.name in orvex_header.ONE_BYTE
+            elif (orvex_header.output(m.name, p.name) is not None or key in OUTPUTS
+                  or key in orvex_header.WIDTH or p.name in orvex_header.ONE_BYTE
                   or is_len_name(p.name) or output_by_doc(m, p.name)):
                 direction = "out"
             else:
