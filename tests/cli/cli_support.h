@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <thread>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -32,6 +33,48 @@ inline std::string Slurp(const std::string& path) {
   s << f.rdbuf();
   return s.str();
 }
+
+// orvex-sim as its own process, its standard input ours to script.
+class SimProcess {
+ public:
+  SimProcess(const std::string& options, const std::string& out) {
+    // An earlier orvex-sim's first line must not pass for this one's.
+    unlink(out.c_str());
+    int in[2];
+    if (pipe(in) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(in[0], 0);
+      close(in[1]);
+      execl("/bin/sh", "sh", "-c", (std::string("exec ") + ORVEX_SIM_TOOL + " " + options + " >" + out + " 2>&1").c_str(),
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(in[0]);
+    to_ = in[1];
+    for (int i = 0; i < 150 && pty_.empty(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      std::string s = Slurp(out);
+      if (s.find('\n') != std::string::npos) pty_ = s.substr(0, s.find('\n'));
+    }
+  }
+  ~SimProcess() {
+    if (to_ >= 0) close(to_);
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  SimProcess(const SimProcess&) = delete;
+  SimProcess& operator=(const SimProcess&) = delete;
+  const std::string& pty() const { return pty_; }
+  void Say(const std::string& line) { (void)!write(to_, line.data(), line.size()); }
+
+ private:
+  pid_t pid_ = -1;
+  int to_ = -1;
+  std::string pty_;
+};
 
 // A pseudo-terminal nobody answers on: a serial line with no reader.
 class FakeLine {
@@ -70,7 +113,10 @@ class Cli : public ::testing::Test {
   std::string Path(const std::string& name) const { return dir_ + "/" + name; }
 
   // Runs orvex with args; stdout and stderr go to files (not a terminal).
-  Result Run(const std::vector<std::string>& args) {
+  Result Run(const std::vector<std::string>& args) { return Collect(Spawn(args)); }
+
+  // Starts orvex with args and returns at once; Collect waits for its end.
+  pid_t Spawn(const std::vector<std::string>& args) {
     std::string out = Path("stdout"), err = Path("stderr");
     pid_t pid = fork();
     if (pid == 0) {
@@ -82,12 +128,15 @@ class Cli : public ::testing::Test {
       execv(ORVEX_TOOL, argv.data());
       _exit(127);
     }
+    return pid;
+  }
+  Result Collect(pid_t pid) {
     Result r;
     int ws = 0;
     waitpid(pid, &ws, 0);
     r.status = WIFEXITED(ws) ? WEXITSTATUS(ws) : 128 + WTERMSIG(ws);
-    r.out = Slurp(out);
-    r.err = Slurp(err);
+    r.out = Slurp(Path("stdout"));
+    r.err = Slurp(Path("stderr"));
     return r;
   }
 

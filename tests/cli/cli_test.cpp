@@ -55,16 +55,6 @@ TEST_F(Cli, DeviceFromTheEnvironment) {
   EXPECT_EQ(r.Json()["product"], "OVX-C100");
 }
 
-TEST_F(Cli, ScanOfAnEmptyFieldSaysSo) {
-  Result r = Run({"--sim-empty", "scan"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("no card in the field"), std::string::npos) << r.err;
-  EXPECT_EQ(r.out, "");
-  r = Run({"--sim-empty", "scan", "--json"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.Json()["error"], "scan: no card in the field");
-}
-
 TEST_F(Cli, ScanFindsALowFrequencyCard) {
   Result r = Run({"--sim-card", "lf:1122334455", "scan"});
   EXPECT_EQ(r.status, 0) << r.err;

@@ -22,6 +22,26 @@ class Context {
   bool device_given = false;
   int reader_id = 0;
   bool json = false;
+  bool quiet = false;        // -q: no notes, no progress
+  std::string uid_text;      // --uid as given
+
+  // The card chosen with --uid (empty: none chosen), parsed on first use.
+  const Bytes& uid() {
+    if (!uid_parsed_) {
+      uid_ = ParseHex(uid_text, "--uid");
+      uid_parsed_ = true;
+    }
+    return uid_;
+  }
+  // A note on standard error ("orvex: ..."), unless -q.
+  void Note(const std::string& line) const {
+    if (!quiet) std::fprintf(stderr, "orvex: %s\n", line.c_str());
+  }
+  // Why no card was found, in words: "no card in the field", or with --uid
+  // "no card with UID ... in the field".
+  std::string NoCard() {
+    return uid().empty() ? "no card in the field" : "no card with UID " + Hex(uid()) + " in the field";
+  }
 
   Output& out() { return *out_; }
   void StartOutput() { out_ = std::make_unique<Output>(json); }
@@ -56,6 +76,8 @@ class Context {
  private:
   std::unique_ptr<Output> out_;
   std::unique_ptr<Link> link_;
+  Bytes uid_;
+  bool uid_parsed_ = false;
   std::map<CLI::App*, std::function<void()>> actions_;
 };
 

@@ -52,6 +52,9 @@ int main(int argc, char** argv) {
                  "reader number to address (default 0, which any reader answers)")
       ->check(CLI::Range(0, 65535));
   app.add_flag("-j,--json", ctx.json, "machine-readable output (one JSON document)");
+  app.add_flag("-q,--quiet", ctx.quiet, "no notes and no progress bar on standard error (errors still)");
+  app.add_option("-u,--uid", ctx.uid_text,
+                 "the card to act on when several are in the field (its UID in hex, as orvex scan shows it)");
   app.add_flag("--trace", ctx.device.trace,
                "every frame exchanged with the reader, decoded, on standard error");
   app.add_option("--sim-card", ctx.device.sim_cards,
@@ -98,6 +101,7 @@ int main(int argc, char** argv) {
   }
 
   ctx.device_given = !ctx.device.device.empty();
+  if (ctx.quiet) Progress::Silence();
   ctx.StartOutput();
   auto* action = ctx.ActionFor(Leaf(&app));
   if (!action) {
@@ -105,6 +109,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
+    ctx.uid();  // a malformed --uid is a usage error before anything is sent
     (*action)();
     ctx.Finish();
   } catch (const Failure& f) {

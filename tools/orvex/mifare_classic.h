@@ -27,7 +27,7 @@ class Classic {
 
   void Reselect() {
     TypeACardInfo again;
-    if (!SelectTypeA(ctx_, 0x52, again) || again.uid != card_.uid)
+    if (!SelectTypeAByUid(ctx_, card_.uid, again))
       throw Failure("the card " + Hex(card_.uid) + " left the field");
   }
 

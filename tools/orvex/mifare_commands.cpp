@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Subcommands on ISO 14443-A cards: the MIFARE Classic dump and restore, and
 // APDUs to a CPU card.
-#include <signal.h>
 #include <sys/stat.h>
 
 #include <array>
-#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -56,7 +54,7 @@ int Blocks(const TypeACardInfo& card, const std::string& size) {
 
 TypeACardInfo SelectOrFail(Context& ctx) {
   TypeACardInfo card;
-  if (!SelectTypeA(ctx, 0x52, card)) throw Failure("no card in the field");
+  if (!SelectChosenTypeA(ctx, card)) throw Failure(ctx.NoCard());
   return card;
 }
 
@@ -156,10 +154,6 @@ struct RestoreOptions {
   bool trailers = true;
   bool force = false;
 };
-
-// Set by SIGINT or SIGTERM while a restore writes: it stops between blocks.
-volatile std::sig_atomic_t g_stop = 0;
-extern "C" void OnStop(int) { g_stop = 1; }
 
 // The keys a dump's key record says were found: per sector, key A and key B
 // known or not. Without a record, a trailer key of 000000000000 is taken as
@@ -282,18 +276,8 @@ void Restore(Context& ctx, const RestoreOptions& o) {
 
   std::vector<int> whole, partial;
   int current = -1;
-  g_stop = 0;
-  struct sigaction sa = {}, old_int = {}, old_term = {};
-  sa.sa_handler = OnStop;
-  sigaction(SIGINT, &sa, &old_int);
-  sigaction(SIGTERM, &sa, &old_term);
-  struct Restorer {
-    struct sigaction a, b;
-    ~Restorer() {
-      sigaction(SIGINT, &a, nullptr);
-      sigaction(SIGTERM, &b, nullptr);
-    }
-  } restorer{old_int, old_term};
+  // SIGINT or SIGTERM while it writes: it stops between blocks.
+  StopSignals stop;
   Progress progress("restoring", sectors);
   int written = 0;
   try {
@@ -321,7 +305,7 @@ void Restore(Context& ctx, const RestoreOptions& o) {
       };
       int first = FirstBlock(s), n = BlocksIn(s);
       for (int i = 0; i < n; ++i) {
-        if (g_stop) throw Failure("interrupted");
+        if (StopSignals::Requested()) throw Failure("interrupted");
         int block = first + i;
         if (block == 0) continue;  // the manufacturer block cannot be written
         if (i == n - 1 && !write_trailer[static_cast<size_t>(s)]) continue;

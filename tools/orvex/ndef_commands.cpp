@@ -437,7 +437,8 @@ void Format(Context& ctx, const FormatOptions& o) {
   ctx.Open();
   ResetField(ctx, "formatting");
   TypeACardInfo card;
-  if (!SelectTypeA(ctx, 0x52, card)) throw Failure("no ISO 14443-A card in the field");
+  if (!SelectChosenTypeA(ctx, card))
+    throw Failure(ctx.uid().empty() ? "no ISO 14443-A card in the field" : ctx.NoCard());
   if (card.IsClassic()) return FormatClassic(ctx, card, key_b, transport, o.yes);
   if (card.sak == 0x00) return FormatType2(ctx, card, o.yes);
   throw Failure("the card " + Hex(card.uid) + " (" + card.Kind() + ") cannot be formatted by this tool");

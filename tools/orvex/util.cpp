@@ -4,12 +4,14 @@
 #include "device.h"
 
 #include <errno.h>
+#include <signal.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <csignal>
 #include <cstring>
 
 namespace orvextool {
@@ -154,15 +156,44 @@ void Output::Field(const std::string& key, const std::string& label, const Json&
   Line(l + text);
 }
 
-void Output::Finish() {
-  // Bytes from a card need not be UTF-8: such text is shown with
-  // replacement characters rather than failing the whole document.
-  if (json_) std::printf("%s\n", doc_.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+void Output::JsonLine(const Json& j) {
+  streamed_ = true;
+  std::printf("%s\n", j.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
   std::fflush(stdout);
 }
 
+void Output::Finish() {
+  // Bytes from a card need not be UTF-8: such text is shown with
+  // replacement characters rather than failing the whole document.
+  if (json_ && !streamed_) std::printf("%s\n", doc_.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  std::fflush(stdout);
+}
+
+namespace {
+volatile std::sig_atomic_t g_stop = 0;
+extern "C" void OnStopSignal(int) { g_stop = 1; }
+struct sigaction g_old_int, g_old_term;
+}  // namespace
+
+StopSignals::StopSignals() {
+  g_stop = 0;
+  struct sigaction sa = {};
+  sa.sa_handler = OnStopSignal;
+  sigaction(SIGINT, &sa, &g_old_int);
+  sigaction(SIGTERM, &sa, &g_old_term);
+}
+
+StopSignals::~StopSignals() {
+  sigaction(SIGINT, &g_old_int, nullptr);
+  sigaction(SIGTERM, &g_old_term, nullptr);
+}
+
+bool StopSignals::Requested() { return g_stop != 0; }
+
+bool Progress::silenced_ = false;
+
 Progress::Progress(const std::string& label, int total)
-    : label_(label), total_(total > 0 ? total : 1), tty_(isatty(2) == 1) {}
+    : label_(label), total_(total > 0 ? total : 1), tty_(isatty(2) == 1 && !silenced_) {}
 
 Progress::~Progress() {
   if (tty_) std::fprintf(stderr, "\n");

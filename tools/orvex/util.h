@@ -77,21 +77,43 @@ class Output {
   // JSON document under key.
   void Field(const std::string& key, const std::string& label, const Json& value,
              const std::string& text);
+  // One JSON document on a line of its own, sent at once (a stream of
+  // events, as watch writes them); the document is then not printed at the
+  // end.
+  void JsonLine(const Json& j);
+  // Text lines written so far reach the reader of standard output now.
+  void Flush() { std::fflush(stdout); }
   void Finish();
 
  private:
   bool json_;
+  bool streamed_ = false;
   Json doc_ = Json::object();
+};
+
+// While one lives, SIGINT and SIGTERM do not end the program: they ask the
+// command to stop at its next safe point (between two block writes, between
+// two looks at the field), which it checks with Requested().
+class StopSignals {
+ public:
+  StopSignals();
+  ~StopSignals();
+  StopSignals(const StopSignals&) = delete;
+  StopSignals& operator=(const StopSignals&) = delete;
+  static bool Requested();
 };
 
 // A progress bar on standard error, drawn only when it is a terminal.
 class Progress {
  public:
+  // -q: no progress bar at all.
+  static void Silence() { silenced_ = true; }
   Progress(const std::string& label, int total);
   ~Progress();
   void Step(int done);
 
  private:
+  static bool silenced_;
   std::string label_;
   int total_;
   bool tty_;
