@@ -34,6 +34,11 @@ inline std::string Slurp(const std::string& path) {
   return s.str();
 }
 
+inline void Write(const std::string& path, const std::string& data) {
+  std::ofstream f(path, std::ios::binary);
+  f << data;
+}
+
 // orvex-sim as its own process, its standard input ours to script.
 class SimProcess {
  public:
@@ -114,13 +119,17 @@ class Cli : public ::testing::Test {
 
   // Runs orvex with args; stdout and stderr go to files (not a terminal).
   Result Run(const std::vector<std::string>& args) { return Collect(Spawn(args)); }
+  Result Run(const std::vector<std::string>& args, const std::string& input) { return Collect(Spawn(args, &input)); }
 
   // Starts orvex with args and returns at once; Collect waits for its end.
-  pid_t Spawn(const std::vector<std::string>& args) {
-    std::string out = Path("stdout"), err = Path("stderr");
+  // With input, its standard input is that text.
+  pid_t Spawn(const std::vector<std::string>& args, const std::string* input = nullptr) {
+    std::string out = Path("stdout"), err = Path("stderr"), in = Path("stdin");
+    if (input) Write(in, *input);
     pid_t pid = fork();
     if (pid == 0) {
       if (!freopen(out.c_str(), "w", stdout) || !freopen(err.c_str(), "w", stderr)) _exit(127);
+      if (input && !freopen(in.c_str(), "r", stdin)) _exit(127);
       std::vector<char*> argv;
       argv.push_back(const_cast<char*>(ORVEX_TOOL));
       for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
@@ -143,9 +152,5 @@ class Cli : public ::testing::Test {
   std::string dir_;
 };
 
-inline void Write(const std::string& path, const std::string& data) {
-  std::ofstream f(path, std::ios::binary);
-  f << data;
-}
 
 }  // namespace clitest

@@ -320,7 +320,10 @@ TEST_F(Cli, DesKnownAnswerBothWaysWithoutAReader) {
   Result r = Run({"des", "--key", "133457799BBCDFF1", "0123456789ABCDEF"});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "85E813540F0AB405\n");
-  EXPECT_EQ(r.err, "");  // no reader opened, so no note about the default one
+  // No reader opened, so no note about the default one; only the warning
+  // that the key was given on the command line.
+  EXPECT_EQ(r.err.find("orvex: warning: the key given with des --key is visible"), 0u) << r.err;
+  EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;
   r = Run({"des", "-D", "-k", "133457799BBCDFF1", "85E813540F0AB405", "--json"});
   EXPECT_EQ(r.Json()["result"], "0123456789ABCDEF");
   EXPECT_EQ(r.Json()["operation"], "decrypt");

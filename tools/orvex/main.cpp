@@ -6,8 +6,11 @@
 // Global options may also follow the subcommand. Every failure is printed in
 // words on standard error and ends the program with a non-zero status: 1
 // when the reader or card failed, 2 for a usage error.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "commands.h"
 #include "orvexsim/card_spec.h"
@@ -20,6 +23,64 @@ namespace {
 CLI::App* Leaf(CLI::App* app) {
   for (CLI::App* sub : app->get_subcommands()) return Leaf(sub);
   return app;
+}
+
+// How many single-character edits turn a into b.
+size_t EditDistance(const std::string& a, const std::string& b) {
+  std::vector<size_t> row(b.size() + 1);
+  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (size_t i = 1; i <= a.size(); ++i) {
+    size_t diagonal = row[0];
+    row[0] = i;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      size_t above = row[j];
+      row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+      diagonal = above;
+    }
+  }
+  return row[b.size()];
+}
+
+// When the command line names a subcommand that does not exist, where a
+// subcommand is expected: a message naming it and the subcommands close to
+// it ("" when it names none). Option values are stepped over.
+std::string UnknownSubcommand(CLI::App& root, int argc, char** argv) {
+  CLI::App* at = &root;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--") return "";
+    if (arg.size() > 1 && arg[0] == '-') {
+      if (arg.find('=') != std::string::npos || (arg[1] != '-' && arg.size() > 2)) continue;
+      for (CLI::App* app = at; app != nullptr; app = app->get_parent()) {
+        const CLI::Option* o = app->get_option_no_throw(arg);
+        if (o == nullptr) continue;
+        if (o->get_items_expected_min() > 0) ++i;  // its value
+        break;
+      }
+      continue;
+    }
+    auto subs = at->get_subcommands([](CLI::App*) { return true; });
+    if (subs.empty()) return "";  // an argument of the subcommand
+    CLI::App* next = nullptr;
+    for (CLI::App* sub : subs)
+      if (sub->check_name(arg)) next = sub;
+    if (next) {
+      at = next;
+      continue;
+    }
+    std::string close;
+    for (CLI::App* sub : subs) {
+      const std::string& name = sub->get_name();
+      bool near = EditDistance(arg, name) <= (name.size() <= 3 ? 1u : 2u) ||
+                  (arg.size() >= 2 && name.compare(0, arg.size(), arg) == 0);
+      if (near) close += (close.empty() ? "" : ", ") + name;
+    }
+    std::string where = at == &root ? "orvex" : "orvex " + at->get_name();
+    std::string message = "\"" + arg + "\" is not a subcommand of " + where;
+    if (!close.empty()) message += "; did you mean " + close + "?";
+    return message + " (" + where + " --help lists them)";
+  }
+  return "";
 }
 
 void ReportError(const Context& ctx, const std::string& message) {
@@ -96,7 +157,8 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    ReportError(ctx, e.what() + std::string(" (try --help)"));
+    std::string unknown = UnknownSubcommand(app, argc, argv);
+    ReportError(ctx, unknown.empty() ? e.what() + std::string(" (try --help)") : unknown);
     return 2;
   }
 

@@ -51,6 +51,31 @@ std::string Hex(const uint8_t* p, size_t n) {
   return s;
 }
 
+Bytes KeyFromOption(const std::string& given, const std::string& what) {
+  if (given.empty() || (given[0] != '@' && given != "-")) {
+    std::fprintf(stderr,
+                 "orvex: warning: the key given with %s is visible to other users (ps) and stays in the shell "
+                 "history; give @FILE or - (standard input) instead\n",
+                 what.c_str());
+    return ParseHex(given, what);
+  }
+  const std::string path = given == "-" ? "-" : given.substr(1);
+  constexpr size_t kMaxKeyFile = 64 * 1024;
+  Bytes text = ReadInput(path, what + " key file", kMaxKeyFile);
+  std::string all(text.begin(), text.end());
+  size_t start = 0;
+  while (start < all.size()) {
+    size_t end = all.find('\n', start);
+    if (end == std::string::npos) end = all.size();
+    std::string line = all.substr(start, end - start);
+    start = end + 1;
+    line.erase(std::min(line.size(), line.find('#')));
+    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+    return ParseHex(line, what + " (" + (path == "-" ? std::string("standard input") : path) + ")");
+  }
+  throw Failure(what + ": " + (path == "-" ? std::string("standard input") : path) + " holds no key", 2);
+}
+
 void CheckReader(int rc, const std::string& what, int deadline_ms) {
   if (rc == 1) return;
   // What the link saw of the last exchange names the real cause.

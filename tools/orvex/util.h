@@ -35,6 +35,13 @@ void CheckReader(int rc, const std::string& what, int deadline_ms);
 // which the line speed does not bound, max_units.
 int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units);
 
+// A key given to an option: "@FILE" reads it from FILE, "-" from standard
+// input (in hex; "#" starts a comment; the first key of the text). Anything
+// else is the key itself in hex, taken with a warning on standard error:
+// the command line is visible to other users (ps) and kept in the shell's
+// history.
+Bytes KeyFromOption(const std::string& given, const std::string& what);
+
 // ---- Files ---------------------------------------------------------------------
 // Reads a whole input file ("-" is standard input) of at most max_bytes. A
 // directory, an unreadable file, or input longer than max_bytes (a device or
