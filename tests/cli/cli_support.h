@@ -4,6 +4,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -109,6 +110,13 @@ class Cli : public ::testing::Test {
     // The simulated reader unless a test says otherwise (the tool never
     // picks it by itself).
     setenv("ORVEX_DEVICE", "sim", 1);
+    // No configuration file but the test's own.
+    setenv("XDG_CONFIG_HOME", dir_.c_str(), 1);
+  }
+  // Writes the tool's configuration file.
+  void Configure(const std::string& toml) {
+    mkdir(Path("orvex").c_str(), 0700);
+    std::ofstream(Path("orvex/config.toml")) << toml;
   }
   void TearDown() override {
     std::string cmd = "rm -rf '" + dir_ + "'";

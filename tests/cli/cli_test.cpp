@@ -270,16 +270,34 @@ TEST_F(Cli, MfcDumpOf4KHas4096Bytes) {
   EXPECT_EQ(d.substr(4090, 6), std::string(6, '\xFF'));
 }
 
+TEST_F(Cli, MfcDumpTriesThePubliclyKnownDefaultKeys) {
+  // Sector 3 opens with the directory key A0A1A2A3A4A5, which no key file gives.
+  Write(Path("card.mfd"), Image1K(true));
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(Slurp(Path("dump.mfd")), Image1K(true));
+  auto j = r.Json();
+  EXPECT_EQ(j["sectors"][3]["key_a"], "A0A1A2A3A4A5");
+  EXPECT_EQ(j["sectors"][0]["key_a"], "FFFFFFFFFFFF");
+  // --no-default-keys without a key file leaves nothing to try.
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "--no-default-keys"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: no key to try: give a key file (-k) or leave out --no-default-keys\n");
+}
+
 TEST_F(Cli, MfcDumpWithAWrongKeyNamesTheSector) {
   Write(Path("card.mfd"), Image1K(true));
-  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd")});
+  Write(Path("transport.keys"), "FFFFFFFFFFFF\n");
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "--no-default-keys", "-k",
+                  Path("transport.keys")});
   EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("authentication failed for sector 3"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("authentication failed for sector 3: none of the 1 key(s) opens it"), std::string::npos)
+      << r.err;
   r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("card.mfd")});
   // Restoring tries the dump's own keys: this one succeeds.
   EXPECT_EQ(r.status, 0) << r.err;
   Write(Path("other.mfd"), Image1K());
-  r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("other.mfd")});
+  r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("other.mfd"), "--no-default-keys"});
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.Json()["error"].get<std::string>().find(
                 "sector 3: none of the keys given (nor the dump's) opens it. Nothing was written"),

@@ -23,6 +23,7 @@ class Context {
   int reader_id = 0;
   bool json = false;
   bool quiet = false;        // -q: no notes, no progress
+  std::vector<std::string> key_files;  // MIFARE Classic key lists of the configuration file
   std::string uid_text;      // --uid as given
 
   // The card chosen with --uid (empty: none chosen), parsed on first use.

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "config.h"
 #include "orvexsim/card_spec.h"
 
 using namespace orvextool;
@@ -107,7 +108,7 @@ int main(int argc, char** argv) {
                  "usb:serial=S; a serial one may end in @BAUD (default: $ORVEX_DEVICE, else the one USB "
                  "reader attached)")
       ->envname("ORVEX_DEVICE");
-  app.add_option("-b,--baud", ctx.device.baud, "serial line speed in bit/s (default 19200)")
+  auto* baud = app.add_option("-b,--baud", ctx.device.baud, "serial line speed in bit/s (default 19200)")
       ->check(CLI::IsMember({4800, 9600, 19200, 38400}));
   app.add_option("-r,--reader-id", ctx.reader_id,
                  "reader number to address (default 0, which any reader answers)")
@@ -162,6 +163,17 @@ int main(int argc, char** argv) {
     return 2;
   }
 
+  // The configuration file fills in what neither the command line nor the
+  // environment gave.
+  try {
+    Config config = ReadConfig();
+    if (ctx.device.device.empty()) ctx.device.device = config.device;
+    if (baud->count() == 0 && config.baud != 0) ctx.device.baud = config.baud;
+    ctx.key_files = config.key_files;
+  } catch (const Failure& f) {
+    ReportError(ctx, f.what());
+    return f.code;
+  }
   ctx.device_given = !ctx.device.device.empty();
   if (ctx.quiet) Progress::Silence();
   ctx.StartOutput();

@@ -15,6 +15,10 @@ constexpr int kReadDeadlineMs = 1000;
 constexpr unsigned char kKeyA = 0x60, kKeyB = 0x61;
 using Key = std::array<uint8_t, 6>;
 
+// The publicly known default keys, the transport key first: tried after the
+// user's own key files unless --no-default-keys.
+const std::vector<Key>& DefaultKeys();
+
 inline int FirstBlock(int sector) { return sector < 32 ? sector * 4 : 128 + (sector - 32) * 16; }
 inline int BlocksIn(int sector) { return sector < 32 ? 4 : 16; }
 inline int Sectors(int blocks) { return blocks == 256 ? 40 : 16; }

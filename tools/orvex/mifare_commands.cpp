@@ -3,6 +3,7 @@
 // APDUs to a CPU card.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <iterator>
@@ -19,16 +20,13 @@ namespace {
 
 constexpr int kApduDeadlineMs = 400;
 
-std::vector<Key> LoadKeys(const std::string& path) {
-  std::vector<Key> keys;
-  if (path.empty()) {
-    keys.push_back({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});  // the transport key
-    return keys;
-  }
+// Adds the keys of a key list file (one 12-hex-digit key a line, "#" starts
+// a comment) that the list does not hold yet.
+void ReadKeyFile(const std::string& path, std::vector<Key>& keys) {
   std::ifstream f(path);
   if (!f) throw Failure("cannot read the key file " + path, 2);
   std::string line;
-  int n = 0;
+  int n = 0, found = 0;
   while (std::getline(f, line)) {
     ++n;
     size_t hash = line.find('#');
@@ -39,9 +37,24 @@ std::vector<Key> LoadKeys(const std::string& path) {
       throw Failure(path + ":" + std::to_string(n) + ": a key has 12 hex digits", 2);
     Key k;
     std::copy(b.begin(), b.end(), k.begin());
-    keys.push_back(k);
+    ++found;
+    if (std::find(keys.begin(), keys.end(), k) == keys.end()) keys.push_back(k);
   }
-  if (keys.empty()) throw Failure("the key file " + path + " holds no key", 2);
+  if (found == 0) throw Failure("the key file " + path + " holds no key", 2);
+}
+
+// The keys to try, in order: the key file given, then the key files of the
+// configuration file, then (unless with_defaults is false) the publicly
+// known default keys the user's files do not hold already. An empty list is
+// a usage Failure unless allow_none (a restore also tries the dump's keys).
+std::vector<Key> LoadKeys(const Context& ctx, const std::string& path, bool with_defaults, bool allow_none = false) {
+  std::vector<Key> keys;
+  if (!path.empty()) ReadKeyFile(path, keys);
+  for (const std::string& file : ctx.key_files) ReadKeyFile(file, keys);
+  if (with_defaults)
+    for (const Key& k : DefaultKeys())
+      if (std::find(keys.begin(), keys.end(), k) == keys.end()) keys.push_back(k);
+  if (keys.empty() && !allow_none) throw Failure("no key to try: give a key file (-k) or leave out --no-default-keys", 2);
   return keys;
 }
 
@@ -66,12 +79,13 @@ bool AllZero(const uint8_t* p, size_t n) {
 
 struct DumpOptions {
   std::string file, keys, size = "auto";
+  bool default_keys = true;
 };
 
 std::string KeyText(bool have, const Key& k) { return have ? Hex(k.data(), 6) : "-"; }
 
 void Dump(Context& ctx, const DumpOptions& o) {
-  std::vector<Key> keys = LoadKeys(o.keys);
+  std::vector<Key> keys = LoadKeys(ctx, o.keys, o.default_keys);
   // Both files hold keys: readable by their owner only, and checked before
   // the card is read.
   OutputFile file(o.file, "dump file", 0600);
@@ -151,6 +165,7 @@ void Dump(Context& ctx, const DumpOptions& o) {
 
 struct RestoreOptions {
   std::string file, keys;
+  bool default_keys = true;
   bool trailers = true;
   bool force = false;
 };
@@ -205,7 +220,7 @@ void Restore(Context& ctx, const RestoreOptions& o) {
   if (image.size() != 1024 && image.size() != 4096)
     throw Failure(o.file + ": a MIFARE Classic dump holds 1024 or 4096 bytes, not " +
                   std::to_string(image.size()), 2);
-  std::vector<Key> keys = LoadKeys(o.keys);
+  std::vector<Key> keys = LoadKeys(ctx, o.keys, o.default_keys, true);
   int blocks = static_cast<int>(image.size() / 16);
   const int sectors = Sectors(blocks);
   KeyRecord record = ReadKeyRecord(o.file, sectors);
@@ -398,7 +413,10 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   static DumpOptions dump;
   auto* d = mfc->add_subcommand("dump", "read the whole card into a raw .mfd file");
   d->add_option("FILE", dump.file, "the dump file (1024 or 4096 bytes, blocks in order)")->required();
-  d->add_option("-k,--keys", dump.keys, "key list file, one 12-hex-digit key a line (default FFFFFFFFFFFF)");
+  d->add_option("-k,--keys", dump.keys,
+                "key list file, one 12-hex-digit key a line (tried before the configured key files and the "
+                "publicly known default keys)");
+  d->add_flag("!--no-default-keys", dump.default_keys, "do not try the built-in publicly known default keys");
   d->add_option("--size", dump.size, "1k, 4k or auto (from the card's SAK; default)")
       ->check(CLI::IsMember({"1k", "4k", "auto"}));
   ctx.Register(d, [&ctx] { Dump(ctx, dump); });
@@ -407,6 +425,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   auto* r = mfc->add_subcommand("restore", "write a raw .mfd file back to a card (all but block 0)");
   r->add_option("FILE", restore.file, "the dump file")->required();
   r->add_option("-k,--keys", restore.keys, "key list file for the card as it is now (its dump's keys are tried too)");
+  r->add_flag("!--no-default-keys", restore.default_keys, "do not try the built-in publicly known default keys");
   r->add_flag("!--no-trailers", restore.trailers, "leave the sector trailers (keys, access bits) as they are");
   r->add_flag("--force", restore.force, "also write trailers whose access conditions cannot be undone");
   ctx.Register(r, [&ctx] { Restore(ctx, restore); });
