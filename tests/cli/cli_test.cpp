@@ -285,6 +285,39 @@ TEST_F(Cli, MfcDumpTriesThePubliclyKnownDefaultKeys) {
   EXPECT_EQ(r.err, "orvex: no key to try: give a key file (-k) or leave out --no-default-keys\n");
 }
 
+TEST_F(Cli, MfcDumpPartialRecordsTheBlocksItCouldNotRead) {
+  Write(Path("card.mfd"), Image1K(true));
+  Write(Path("transport.keys"), "FFFFFFFFFFFF\n");
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("d.mfd"), "--no-default-keys", "-k",
+                  Path("transport.keys"), "--partial", "--json"});
+  EXPECT_EQ(r.status, 3);
+  EXPECT_EQ(r.err, "orvex: partial dump: 4 block(s) could not be read and hold zeros: 12 13 14 15\n");
+  auto j = r.Json();
+  EXPECT_EQ(j["unknown_blocks"], nlohmann::json::parse("[12, 13, 14, 15]"));
+  EXPECT_TRUE(j["sectors"][3]["key_a"].is_null());
+  EXPECT_TRUE(j["sectors"][3]["key_b"].is_null());
+  std::string expected = Image1K(true);
+  std::fill_n(&expected[12 * 16], 64, '\0');
+  EXPECT_EQ(Slurp(Path("d.mfd")), expected);
+  std::string record = Slurp(Path("d.mfd.keys"));
+  EXPECT_NE(record.find("\n3 - -\n"), std::string::npos) << record;
+  EXPECT_NE(record.find("\nunknown 12 13 14 15\n"), std::string::npos) << record;
+  // Without --partial the sector stops the dump, and says how to go on.
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("e.mfd"), "--no-default-keys", "-k",
+           Path("transport.keys")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: authentication failed for sector 3: none of the 1 key(s) opens it (--partial dumps the other "
+            "sectors)\n");
+  // A restore of the partial dump leaves the blocks it could not read as
+  // they are on the card (the default keys would open the sector).
+  r = Run({"--sim-load", Path("card.mfd"), "--sim-save", Path("after.mfd"), "mfc", "restore", Path("d.mfd")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("left blocks 12 13 14 15 as they were: the dump could not read them\n"), std::string::npos)
+      << r.out;
+  EXPECT_EQ(Slurp(Path("after.mfd")), Image1K(true));
+}
+
 TEST_F(Cli, MfcDumpWithAWrongKeyNamesTheSector) {
   Write(Path("card.mfd"), Image1K(true));
   Write(Path("transport.keys"), "FFFFFFFFFFFF\n");

@@ -24,6 +24,7 @@ class Context {
   bool json = false;
   bool quiet = false;        // -q: no notes, no progress
   std::vector<std::string> key_files;  // MIFARE Classic key lists of the configuration file
+  int exit_status = 0;       // of a command that did its work, but not all of it
   std::string uid_text;      // --uid as given
 
   // The card chosen with --uid (empty: none chosen), parsed on first use.
@@ -81,6 +82,9 @@ class Context {
   bool uid_parsed_ = false;
   std::map<CLI::App*, std::function<void()>> actions_;
 };
+
+// The exit status of a command that did part of its work (a partial dump).
+constexpr int kPartialExit = 3;
 
 // Answer deadlines, in milliseconds, of the command groups the tool uses.
 constexpr int kReaderDeadlineMs = 100;

@@ -199,5 +199,5 @@ int main(int argc, char** argv) {
     return f.code;
   }
   ctx.out().Finish();
-  return 0;
+  return ctx.exit_status;
 }

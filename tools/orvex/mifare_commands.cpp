@@ -80,9 +80,17 @@ bool AllZero(const uint8_t* p, size_t n) {
 struct DumpOptions {
   std::string file, keys, size = "auto";
   bool default_keys = true;
+  bool partial = false;  // sectors and blocks that cannot be read are recorded as unknown
 };
 
 std::string KeyText(bool have, const Key& k) { return have ? Hex(k.data(), 6) : "-"; }
+
+// The sector's keys: key A first (the card is left authenticated with it
+// when found), then key B; which of them opened it.
+struct SectorKeys {
+  bool have_a = false, have_b = false;
+  Key a{}, b{};
+};
 
 void Dump(Context& ctx, const DumpOptions& o) {
   std::vector<Key> keys = LoadKeys(ctx, o.keys, o.default_keys);
@@ -99,50 +107,71 @@ void Dump(Context& ctx, const DumpOptions& o) {
   int blocks = Blocks(card, o.size);
   Bytes image(static_cast<size_t>(blocks) * 16, 0);
   Classic mfc(ctx, card);
-  Json sectors = Json::array();
+  Json sectors = Json::array(), unknown = Json::array();
   Progress progress("dumping", Sectors(blocks));
   for (int s = 0; s < Sectors(blocks); ++s) {
     Key a{}, b{};
     bool have_a = mfc.FindKey(s, kKeyA, keys, a);
+    // The key the card is authenticated with now: one authentication opens
+    // every block of the sector that key may read.
+    enum class Open { kNone, kA, kB } open = have_a ? Open::kA : Open::kNone;
     bool have_b = false;
     bool b_tried = false;
     auto find_b = [&] {
       if (!b_tried) {
         mfc.Reselect();
         have_b = mfc.FindKey(s, kKeyB, keys, b);
+        open = have_b ? Open::kB : Open::kNone;
         b_tried = true;
       }
       return have_b;
     };
-    if (!have_a && !find_b()) throw Failure("authentication failed for sector " + std::to_string(s) +
-                                            ": none of the " + std::to_string(keys.size()) +
-                                            " key(s) opens it");
     int first = FirstBlock(s), n = BlocksIn(s);
-    for (int i = 0; i < n; ++i) {
-      uint8_t* out = &image[static_cast<size_t>(first + i) * 16];
-      bool ok = false;
-      if (have_a) {
-        mfc.Reselect();
-        ok = mfc.Auth(s, kKeyA, a) && mfc.Read(first + i, out);
+    if (!have_a && !find_b()) {
+      if (!o.partial)
+        throw Failure("authentication failed for sector " + std::to_string(s) + ": none of the " +
+                      std::to_string(keys.size()) + " key(s) opens it (--partial dumps the other sectors)");
+      for (int i = 0; i < n; ++i) unknown.push_back(first + i);
+      mfc.Reselect();
+    } else {
+      auto read_with = [&](Open with, const Key& key, int block, uint8_t* out) {
+        if (open != with) {
+          mfc.Reselect();
+          open = mfc.Auth(s, with == Open::kA ? kKeyA : kKeyB, key) ? with : Open::kNone;
+          if (open == Open::kNone) return false;
+        }
+        if (mfc.Read(block, out)) return true;
+        open = Open::kNone;  // a refusal leaves the card idle
+        return false;
+      };
+      for (int i = 0; i < n; ++i) {
+        uint8_t* out = &image[static_cast<size_t>(first + i) * 16];
+        bool ok = have_a && read_with(Open::kA, a, first + i, out);
+        if (!ok && find_b()) ok = read_with(Open::kB, b, first + i, out);
+        if (ok) continue;
+        if (!o.partial)
+          throw Failure("reading block " + std::to_string(first + i) + " of sector " + std::to_string(s) +
+                        ": the card refused it with the keys found");
+        unknown.push_back(first + i);
       }
-      if (!ok && find_b()) {
-        mfc.Reselect();
-        ok = mfc.Auth(s, kKeyB, b) && mfc.Read(first + i, out);
-      }
-      if (!ok) throw Failure("reading block " + std::to_string(first + i) + " of sector " +
-                             std::to_string(s) + ": the card refused it with the keys found");
+      // The trailer reads back with key A hidden and key B hidden unless the
+      // access conditions show it: the keys found take their places.
+      uint8_t* trailer = &image[static_cast<size_t>(first + n - 1) * 16];
+      if (have_a) std::copy(a.begin(), a.end(), trailer);
+      if (AllZero(trailer + 10, 6) && find_b()) std::copy(b.begin(), b.end(), trailer + 10);
+      if (!b_tried) find_b();  // the record says which keys are known
     }
-    // The trailer reads back with key A hidden and key B hidden unless the
-    // access conditions show it: the keys found take their places.
-    uint8_t* trailer = &image[static_cast<size_t>(first + n - 1) * 16];
-    if (have_a) std::copy(a.begin(), a.end(), trailer);
-    if (AllZero(trailer + 10, 6) && find_b()) std::copy(b.begin(), b.end(), trailer + 10);
-    if (!b_tried) find_b();  // the record says which keys are known
     sectors.push_back({{"sector", s},
                        {"key_a", have_a ? Json(Hex(a.data(), 6)) : Json(nullptr)},
                        {"key_b", have_b ? Json(Hex(b.data(), 6)) : Json(nullptr)}});
     keys_found += std::to_string(s) + " " + KeyText(have_a, a) + " " + KeyText(have_b, b) + "\n";
     progress.Step(s + 1);
+  }
+  if (!unknown.empty()) {
+    // Restore leaves these blocks as they are on the card.
+    keys_found += "unknown";
+    for (const auto& b : unknown) keys_found += " " + std::to_string(b.get<int>());
+    keys_found += "\n";
   }
   file.Commit(image);
   if (record) record->Commit(Bytes(keys_found.begin(), keys_found.end()));
@@ -158,9 +187,16 @@ void Dump(Context& ctx, const DumpOptions& o) {
   d["blocks"] = blocks;
   d["file"] = o.file;
   d["sectors"] = sectors;
+  d["unknown_blocks"] = unknown;
   if (o.file != "-")
     ctx.Done("dumped " + std::to_string(blocks) + " blocks of " + d["type"].get<std::string>() + " " +
                    Hex(card.uid) + " to " + o.file + " (keys found: " + o.file + ".keys)");
+  if (!unknown.empty()) {
+    std::string list;
+    for (const auto& b : unknown) list += " " + std::to_string(b.get<int>());
+    ctx.Note("partial dump: " + std::to_string(unknown.size()) + " block(s) could not be read and hold zeros:" + list);
+    ctx.exit_status = kPartialExit;
+  }
 }
 
 struct RestoreOptions {
@@ -176,6 +212,7 @@ struct RestoreOptions {
 struct KeyRecord {
   bool present = false;
   std::vector<std::pair<bool, bool>> known;  // per sector: key A, key B
+  std::vector<bool> unknown_blocks;          // blocks a partial dump could not read
 };
 
 KeyRecord ReadKeyRecord(const std::string& dump, int sectors) {
@@ -186,11 +223,23 @@ KeyRecord ReadKeyRecord(const std::string& dump, int sectors) {
   Bytes text = ReadInput(path, "key record", 64 * 1024);
   r.present = true;
   r.known.assign(static_cast<size_t>(sectors), {false, false});
+  r.unknown_blocks.assign(static_cast<size_t>(sectors == 40 ? 256 : 64), false);
   std::istringstream in(std::string(text.begin(), text.end()));
   std::string line;
   while (std::getline(in, line)) {
     if (line.empty() || line[0] == '#') continue;
     std::istringstream f(line);
+    if (line.rfind("unknown", 0) == 0) {
+      std::string word;
+      f >> word;
+      for (int b; f >> b;) {
+        if (b < 0 || static_cast<size_t>(b) >= r.unknown_blocks.size())
+          throw Failure("key record " + path + ": cannot read \"" + line + "\"", 2);
+        r.unknown_blocks[static_cast<size_t>(b)] = true;
+      }
+      if (!f.eof()) throw Failure("key record " + path + ": cannot read \"" + line + "\"", 2);
+      continue;
+    }
     int s = -1;
     std::string a, b;
     if (!(f >> s >> a >> b) || s < 0 || s >= sectors)
@@ -225,11 +274,22 @@ void Restore(Context& ctx, const RestoreOptions& o) {
   const int sectors = Sectors(blocks);
   KeyRecord record = ReadKeyRecord(o.file, sectors);
 
+  // Blocks a partial dump could not read are left as they are on the card;
+  // a sector with none read is not even opened.
+  auto unread = [&record](int block) {
+    return record.present && record.unknown_blocks[static_cast<size_t>(block)];
+  };
+  auto all_unread = [&](int s) {
+    for (int i = 0; i < BlocksIn(s); ++i)
+      if (!unread(FirstBlock(s) + i)) return false;
+    return true;
+  };
   // Every trailer is checked before anything is written.
   std::vector<bool> write_trailer(static_cast<size_t>(sectors), o.trailers);
   std::vector<std::string> locking, skipped;
   for (int s = 0; s < sectors && o.trailers; ++s) {
     const uint8_t* t = &image[static_cast<size_t>(FirstBlock(s) + BlocksIn(s) - 1) * 16];
+    if (unread(FirstBlock(s) + BlocksIn(s) - 1)) continue;  // left as it is, see below
     orvexformats::Access acc;
     if (!orvexformats::DecodeAccess(t + 6, acc))
       throw Failure(o.file + ": sector " + std::to_string(s) + "'s trailer has invalid access bits (" +
@@ -271,6 +331,7 @@ void Restore(Context& ctx, const RestoreOptions& o) {
   };
   std::vector<Opened> opened(static_cast<size_t>(sectors));
   for (int s = 0; s < sectors; ++s) {
+    if (all_unread(s)) continue;
     Opened& op = opened[static_cast<size_t>(s)];
     op.tries = keys;
     const uint8_t* t = &image[static_cast<size_t>(FirstBlock(s) + BlocksIn(s) - 1) * 16];
@@ -289,7 +350,7 @@ void Restore(Context& ctx, const RestoreOptions& o) {
     mfc.Reselect();
   }
 
-  std::vector<int> whole, partial;
+  std::vector<int> whole, partial, left_unread;
   int current = -1;
   // SIGINT or SIGTERM while it writes: it stops between blocks.
   StopSignals stop;
@@ -323,6 +384,10 @@ void Restore(Context& ctx, const RestoreOptions& o) {
         if (StopSignals::Requested()) throw Failure("interrupted");
         int block = first + i;
         if (block == 0) continue;  // the manufacturer block cannot be written
+        if (unread(block)) {
+          left_unread.push_back(block);
+          continue;
+        }
         if (i == n - 1 && !write_trailer[static_cast<size_t>(s)]) continue;
         write(block);
         partial.push_back(block);
@@ -341,6 +406,12 @@ void Restore(Context& ctx, const RestoreOptions& o) {
     for (const auto& s : skipped) list += " " + s;
     ctx.out().Line("left the trailers of sectors" + list + " as they were: the dump does not know their keys");
   }
+  if (!left_unread.empty()) {
+    std::string list;
+    for (int b : left_unread) list += " " + std::to_string(b);
+    ctx.out().Line("left blocks" + list + " as they were: the dump could not read them");
+  }
+  ctx.out().doc()["blocks_left_unread"] = left_unread;
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.out().doc()["blocks_written"] = written;
   ctx.out().doc()["file"] = o.file;
@@ -412,6 +483,8 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
 
   static DumpOptions dump;
   auto* d = mfc->add_subcommand("dump", "read the whole card into a raw .mfd file");
+  d->add_flag("--partial", dump.partial,
+              "dump the sectors and blocks that can be read, the others as zeros, listed as unknown (exit status 3)");
   d->add_option("FILE", dump.file, "the dump file (1024 or 4096 bytes, blocks in order)")->required();
   d->add_option("-k,--keys", dump.keys,
                 "key list file, one 12-hex-digit key a line (tried before the configured key files and the "
