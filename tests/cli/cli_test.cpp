@@ -318,6 +318,49 @@ TEST_F(Cli, MfcDumpPartialRecordsTheBlocksItCouldNotRead) {
   EXPECT_EQ(Slurp(Path("after.mfd")), Image1K(true));
 }
 
+TEST_F(Cli, MfcKeysTellsWhichKeyOpensEachSector) {
+  Write(Path("card.mfd"), Image1K(true));
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::string expected = "sector  key A         key B\n";
+  for (int s = 0; s < 16; ++s) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%6d  %s  %s\n", s, s == 3 ? "A0A1A2A3A4A5" : "FFFFFFFFFFFF",
+                  s == 3 ? "B0B1B2B3B4B5" : "FFFFFFFFFFFF");
+    expected += line;
+  }
+  expected += "found 32 of 32 keys of 11223344, trying 13 key(s) (simulated reader)\n";
+  EXPECT_EQ(r.out, expected);
+  EXPECT_EQ(r.err, "");
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  EXPECT_EQ(j["uid"], "11223344");
+  EXPECT_EQ(j["keys_tried"], 13);
+  ASSERT_EQ(j["sectors"].size(), 16u);
+  EXPECT_EQ(j["sectors"][3], nlohmann::json::parse(R"({"sector": 3, "key_a": "A0A1A2A3A4A5", "key_b": "B0B1B2B3B4B5"})"));
+  // Keys that open nothing: every sector says so, which is no failure.
+  Write(Path("wrong.keys"), "123456789ABC\n");
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys", "--no-default-keys", "-k", Path("wrong.keys"), "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  j = r.Json();
+  EXPECT_TRUE(j["sectors"][0]["key_a"].is_null());
+  EXPECT_TRUE(j["sectors"][15]["key_b"].is_null());
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys", "--no-default-keys", "-k", Path("wrong.keys")});
+  EXPECT_NE(r.out.find("\n     7  -             -\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("found 0 of 32 keys of 11223344, trying 1 key(s)"), std::string::npos) << r.out;
+}
+
+TEST_F(Cli, MfcKeysWithoutAClassicCard) {
+  Result r = Run({"--sim-empty", "mfc", "keys"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: no card in the field\n");
+  EXPECT_EQ(r.out, "");
+  r = Run({"--sim-card", "ntag215:04112233445566", "mfc", "keys", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.Json()["error"], "the card 04112233445566 is not a MIFARE Classic (SAK 00)");
+}
+
 TEST_F(Cli, MfcDumpWithAWrongKeyNamesTheSector) {
   Write(Path("card.mfd"), Image1K(true));
   Write(Path("transport.keys"), "FFFFFFFFFFFF\n");

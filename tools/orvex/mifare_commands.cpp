@@ -199,6 +199,49 @@ void Dump(Context& ctx, const DumpOptions& o) {
   }
 }
 
+struct KeysOptions {
+  std::string keys;
+  bool default_keys = true;
+};
+
+// Which key A and key B of the lists open each sector: a table, or JSON.
+void Keys(Context& ctx, const KeysOptions& o) {
+  std::vector<Key> keys = LoadKeys(ctx, o.keys, o.default_keys);
+  ctx.Open();
+  TypeACardInfo card = SelectOrFail(ctx);
+  if (!card.IsClassic()) throw Failure("the card " + Hex(card.uid) + " is not a MIFARE Classic (SAK " +
+                                       Hex(&card.sak, 1) + ")");
+  const int sectors = Sectors(Blocks(card, "auto"));
+  Classic mfc(ctx, card);
+  Json table = Json::array();
+  int found = 0;
+  ctx.out().Line("sector  key A         key B");
+  Progress progress("trying keys", sectors);
+  for (int s = 0; s < sectors; ++s) {
+    Key a{}, b{};
+    bool have_a = mfc.FindKey(s, kKeyA, keys, a);
+    mfc.Reselect();
+    bool have_b = mfc.FindKey(s, kKeyB, keys, b);
+    mfc.Reselect();
+    found += (have_a ? 1 : 0) + (have_b ? 1 : 0);
+    table.push_back({{"sector", s},
+                     {"key_a", have_a ? Json(Hex(a.data(), 6)) : Json(nullptr)},
+                     {"key_b", have_b ? Json(Hex(b.data(), 6)) : Json(nullptr)}});
+    char line[64];
+    std::snprintf(line, sizeof line, "%6d  %-12s  %s", s, KeyText(have_a, a).c_str(), KeyText(have_b, b).c_str());
+    ctx.out().Line(line);
+    progress.Step(s + 1);
+  }
+  ctx.out().Line("found " + std::to_string(found) + " of " + std::to_string(2 * sectors) + " keys of " +
+                 Hex(card.uid) + ", trying " + std::to_string(keys.size()) + " key(s)" +
+                 (ctx.simulated() ? " (simulated reader)" : ""));
+  Json& d = ctx.out().doc();
+  d["uid"] = Hex(card.uid);
+  d["type"] = sectors == 40 ? "MIFARE Classic 4K" : "MIFARE Classic 1K";
+  d["keys_tried"] = keys.size();
+  d["sectors"] = table;
+}
+
 struct RestoreOptions {
   std::string file, keys;
   bool default_keys = true;
@@ -493,6 +536,14 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   d->add_option("--size", dump.size, "1k, 4k or auto (from the card's SAK; default)")
       ->check(CLI::IsMember({"1k", "4k", "auto"}));
   ctx.Register(d, [&ctx] { Dump(ctx, dump); });
+
+  static KeysOptions keys;
+  auto* k = mfc->add_subcommand("keys", "which key A and key B of the key lists open each sector");
+  k->add_option("-k,--keys", keys.keys,
+                "key list file, one 12-hex-digit key a line (tried before the configured key files and the "
+                "publicly known default keys)");
+  k->add_flag("!--no-default-keys", keys.default_keys, "do not try the built-in publicly known default keys");
+  ctx.Register(k, [&ctx] { Keys(ctx, keys); });
 
   static RestoreOptions restore;
   auto* r = mfc->add_subcommand("restore", "write a raw .mfd file back to a card (all but block 0)");
