@@ -361,6 +361,67 @@ TEST_F(Cli, MfcKeysWithoutAClassicCard) {
   EXPECT_EQ(r.Json()["error"], "the card 04112233445566 is not a MIFARE Classic (SAK 00)");
 }
 
+TEST_F(Cli, MfcReadAndWriteOneBlock) {
+  Write(Path("card.mfd"), Image1K(true));
+  Result r = Run({"--sim-load", Path("card.mfd"), "--sim-save", Path("after.mfd"), "mfc", "write", "13",
+                  "00112233445566778899AABBCCDDEEFF"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "wrote block 13 of 11223344 with key A: 00112233445566778899AABBCCDDEEFF, read back and checked "
+            "(simulated reader)\n");
+  std::string expected = Image1K(true);
+  for (int i = 0; i < 16; ++i) expected[13 * 16 + i] = static_cast<char>(i * 0x11);
+  EXPECT_EQ(Slurp(Path("after.mfd")), expected);
+  r = Run({"--sim-load", Path("after.mfd"), "mfc", "read", "13"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "block  13: 00112233445566778899AABBCCDDEEFF  (key A A0A1A2A3A4A5)\n");
+  r = Run({"--sim-load", Path("after.mfd"), "mfc", "read", "13", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json(), nlohmann::json::parse(R"({"uid": "11223344", "block": 13, "data": "00112233445566778899AABBCCDDEEFF",
+                                                "key_type": "A", "key": "A0A1A2A3A4A5"})"));
+}
+
+TEST_F(Cli, MfcReadAndWriteRefusals) {
+  Write(Path("card.mfd"), Image1K(true));
+  Write(Path("wrong.keys"), "123456789ABC\n");
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string err;
+  };
+  const std::string load = Path("card.mfd");
+  const std::vector<Case> cases = {
+      {{"--sim-load", load, "--sim-save", Path("after.mfd"), "mfc", "write", "13", "00112233445566778899AABBCCDDEEFF",
+        "--no-default-keys", "-k", Path("wrong.keys")},
+       1,
+       "writing block 13 of 11223344: none of the 1 key(s) lets sector 3 be written. Nothing was written"},
+      {{"--sim-load", load, "mfc", "read", "13", "--no-default-keys", "-k", Path("wrong.keys")},
+       1,
+       "reading block 13 of 11223344: none of the 1 key(s) opens sector 3 for reading it"},
+      {{"--sim-load", load, "mfc", "write", "15", "00112233445566778899AABBCCDDEEFF"},
+       2,
+       "mfc write: block 15 is a sector trailer (keys and access bits): write it with mfc restore, which checks "
+       "its access conditions first. Nothing was written"},
+      {{"--sim-load", load, "mfc", "write", "0", "00112233445566778899AABBCCDDEEFF"},
+       2,
+       "mfc write: block 0 holds the manufacturer data and UID; this tool does not write it"},
+      {{"--sim-load", load, "mfc", "write", "4", "0011"}, 2, "mfc write: a block holds 16 bytes (32 hex digits), not 2"},
+      {{"--sim-load", load, "mfc", "read", "64"}, 2, "block 64: the MIFARE Classic 1K has blocks 0 to 63"},
+      {{"--sim-empty", "mfc", "read", "4"}, 1, "no card in the field"},
+      {{"--sim-card", "ntag215:04112233445566", "mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"},
+       1,
+       "the card 04112233445566 is not a MIFARE Classic (SAK 00)"},
+  };
+  for (const Case& c : cases) {
+    Result r = Run(c.args);
+    EXPECT_EQ(r.status, c.status) << c.err;
+    EXPECT_EQ(r.err, "orvex: " + c.err + "\n");
+    EXPECT_EQ(r.out, "");
+  }
+  // The refused write left the card as it was.
+  EXPECT_EQ(Slurp(Path("after.mfd")), Image1K(true));
+}
+
 TEST_F(Cli, MfcDumpWithAWrongKeyNamesTheSector) {
   Write(Path("card.mfd"), Image1K(true));
   Write(Path("transport.keys"), "FFFFFFFFFFFF\n");

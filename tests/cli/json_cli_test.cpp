@@ -115,7 +115,8 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
   ASSERT_TRUE(schemas.count("error"));
   // Commands that share a document.
   const std::map<std::string, std::string> same = {
-      {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"}};
+      {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"},
+      {"orvex mfc write", "orvex mfc read"}};
   auto schema_of = [&](const std::string& command) {
     auto s = same.find(command);
     return schemas.find(s == same.end() ? command : s->second);
@@ -137,6 +138,8 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {{"--sim-empty", "scan"}, "orvex scan"},
       {{"mfc", "dump", Path("card.mfd")}, "orvex mfc dump"},
       {{"mfc", "keys"}, "orvex mfc keys"},
+      {{"mfc", "read", "4"}, "orvex mfc read"},
+      {{"mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"}, "orvex mfc write"},
       {{"mfc", "restore", Path("card.mfd")}, "orvex mfc restore"},
       {{"mfc", "acl", "FF0780"}, "orvex mfc acl"},
       {{"--sim-card", "cpu", "apdu", "00A4040000"}, "orvex apdu"},

@@ -21,6 +21,8 @@ const std::vector<Key>& DefaultKeys();
 
 inline int FirstBlock(int sector) { return sector < 32 ? sector * 4 : 128 + (sector - 32) * 16; }
 inline int BlocksIn(int sector) { return sector < 32 ? 4 : 16; }
+inline int SectorOf(int block) { return block < 128 ? block / 4 : 32 + (block - 128) / 16; }
+inline bool IsTrailer(int block) { return block < 128 ? block % 4 == 3 : (block - 128) % 16 == 15; }
 inline int Sectors(int blocks) { return blocks == 256 ? 40 : 16; }
 
 // A session on one MIFARE Classic card: after a refusal the card falls back

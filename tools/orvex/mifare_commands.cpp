@@ -199,6 +199,106 @@ void Dump(Context& ctx, const DumpOptions& o) {
   }
 }
 
+struct BlockOptions {
+  int block = 0;
+  std::string data, keys;
+  bool default_keys = true;
+};
+
+// Selects the MIFARE Classic card in the field and checks that it has the block.
+TypeACardInfo SelectClassicWithBlock(Context& ctx, int block) {
+  ctx.Open();
+  TypeACardInfo card = SelectOrFail(ctx);
+  if (!card.IsClassic())
+    throw Failure("the card " + Hex(card.uid) + " is not a MIFARE Classic (SAK " + Hex(&card.sak, 1) + ")");
+  const int blocks = Blocks(card, "auto");
+  if (block < 0 || block >= blocks)
+    throw Failure("block " + std::to_string(block) + ": the " + card.Kind() + " has blocks 0 to " +
+                      std::to_string(blocks - 1),
+                  2);
+  return card;
+}
+
+
+// Reads one block with the first key that opens its sector and may read it.
+void ReadBlock(Context& ctx, const BlockOptions& o) {
+  std::vector<Key> keys = LoadKeys(ctx, o.keys, o.default_keys);
+  const TypeACardInfo card = SelectClassicWithBlock(ctx, o.block);
+  Classic mfc(ctx, card);
+  const int sector = SectorOf(o.block);
+  uint8_t data[16];
+  for (unsigned char mode : {kKeyA, kKeyB}) {
+    Key key{};
+    mfc.Reselect();
+    if (!mfc.FindKey(sector, mode, keys, key)) continue;
+    if (!mfc.Read(o.block, data)) continue;
+    const std::string which = mode == kKeyA ? "A" : "B";
+    Json& d = ctx.out().doc();
+    d["uid"] = Hex(card.uid);
+    d["block"] = o.block;
+    d["data"] = Hex(data, 16);
+    d["key_type"] = which;
+    d["key"] = Hex(key.data(), 6);
+    char label[32];
+    std::snprintf(label, sizeof label, "block %3d: ", o.block);
+    ctx.out().Line(label + Hex(data, 16) + "  (key " + which + " " + Hex(key.data(), 6) + ")");
+    return;
+  }
+  throw Failure("reading block " + std::to_string(o.block) + " of " + Hex(card.uid) + ": none of the " +
+                std::to_string(keys.size()) + " key(s) opens sector " + std::to_string(sector) +
+                " for reading it");
+}
+
+// Writes one data block (never block 0, never a trailer), then reads it back.
+void WriteBlock(Context& ctx, const BlockOptions& o) {
+  Bytes data = ParseHex(o.data, "mfc write");
+  if (data.size() != 16)
+    throw Failure("mfc write: a block holds 16 bytes (32 hex digits), not " + std::to_string(data.size()), 2);
+  if (o.block == 0)
+    throw Failure("mfc write: block 0 holds the manufacturer data and UID; this tool does not write it", 2);
+  if (IsTrailer(o.block))
+    throw Failure("mfc write: block " + std::to_string(o.block) +
+                      " is a sector trailer (keys and access bits): write it with mfc restore, which checks "
+                      "its access conditions first. Nothing was written",
+                  2);
+  std::vector<Key> keys = LoadKeys(ctx, o.keys, o.default_keys);
+  const TypeACardInfo card = SelectClassicWithBlock(ctx, o.block);
+  Classic mfc(ctx, card);
+  const int sector = SectorOf(o.block);
+  for (unsigned char mode : {kKeyA, kKeyB}) {
+    Key key{};
+    mfc.Reselect();
+    if (!mfc.FindKey(sector, mode, keys, key)) continue;
+    if (!mfc.Write(o.block, data.data())) continue;
+    // Read back with whichever key may read it.
+    uint8_t back[16];
+    bool read = mfc.Read(o.block, back);
+    for (unsigned char again : {kKeyA, kKeyB}) {
+      if (read) break;
+      Key k{};
+      mfc.Reselect();
+      read = mfc.FindKey(sector, again, keys, k) && mfc.Read(o.block, back);
+    }
+    if (!read)
+      throw Failure("block " + std::to_string(o.block) + " was written but cannot be read back with the keys given");
+    if (!std::equal(back, back + 16, data.begin()))
+      throw Failure("block " + std::to_string(o.block) + " reads back as " + Hex(back, 16) + ", not as written");
+    const std::string which = mode == kKeyA ? "A" : "B";
+    Json& d = ctx.out().doc();
+    d["uid"] = Hex(card.uid);
+    d["block"] = o.block;
+    d["data"] = Hex(data);
+    d["key_type"] = which;
+    d["key"] = Hex(key.data(), 6);
+    ctx.Done("wrote block " + std::to_string(o.block) + " of " + Hex(card.uid) + " with key " + which +
+             ": " + Hex(data) + ", read back and checked");
+    return;
+  }
+  throw Failure("writing block " + std::to_string(o.block) + " of " + Hex(card.uid) + ": none of the " +
+                std::to_string(keys.size()) + " key(s) lets sector " + std::to_string(sector) +
+                " be written. Nothing was written");
+}
+
 struct KeysOptions {
   std::string keys;
   bool default_keys = true;
@@ -536,6 +636,21 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   d->add_option("--size", dump.size, "1k, 4k or auto (from the card's SAK; default)")
       ->check(CLI::IsMember({"1k", "4k", "auto"}));
   ctx.Register(d, [&ctx] { Dump(ctx, dump); });
+
+  static BlockOptions read_block;
+  auto* rb = mfc->add_subcommand("read", "read one block");
+  rb->add_option("BLOCK", read_block.block, "the block number")->required();
+  rb->add_option("-k,--keys", read_block.keys, "key list file (tried before the configured ones and the defaults)");
+  rb->add_flag("!--no-default-keys", read_block.default_keys, "do not try the built-in publicly known default keys");
+  ctx.Register(rb, [&ctx] { ReadBlock(ctx, read_block); });
+
+  static BlockOptions write_block;
+  auto* wb = mfc->add_subcommand("write", "write one data block (not block 0, not a trailer) and read it back");
+  wb->add_option("BLOCK", write_block.block, "the block number")->required();
+  wb->add_option("HEX", write_block.data, "the 16 bytes, in hex")->required();
+  wb->add_option("-k,--keys", write_block.keys, "key list file (tried before the configured ones and the defaults)");
+  wb->add_flag("!--no-default-keys", write_block.default_keys, "do not try the built-in publicly known default keys");
+  ctx.Register(wb, [&ctx] { WriteBlock(ctx, write_block); });
 
   static KeysOptions keys;
   auto* k = mfc->add_subcommand("keys", "which key A and key B of the key lists open each sector");
