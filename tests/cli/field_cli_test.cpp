@@ -153,6 +153,25 @@ TEST_F(Cli, WatchAsJsonLines) {
                                                 "uid": "E004010011223344", "dsfid": "00"}})"));
 }
 
+TEST_F(Cli, WatchOfAReaderThatGoesAwayFailsWithAnErrorLine) {
+  pid_t pid = -1;
+  {
+    SimProcess sim("--card lf:1122334455", Path("sim.out"));
+    ASSERT_FALSE(sim.pty().empty());
+    pid = Spawn({"--device", sim.pty(), "watch", "--json"});
+    ASSERT_TRUE(WaitFor(Path("stdout"), "1122334455"));
+  }  // the reader goes away
+  Result r = Collect(pid);
+  EXPECT_EQ(r.status, 1);
+  std::vector<nlohmann::json> lines;
+  std::istringstream in(r.out);
+  for (std::string line; std::getline(in, line);) lines.push_back(nlohmann::json::parse(line));
+  ASSERT_EQ(lines.size(), 3u) << r.out;
+  EXPECT_EQ(lines[1]["event"], "arrived");
+  ASSERT_TRUE(lines[2].contains("error")) << r.out;
+  EXPECT_EQ("orvex: " + lines[2]["error"].get<std::string>() + "\n", r.err);
+}
+
 TEST_F(Cli, WatchEndsAfterItsTimeout) {
   Result r = Run({"--sim-card", "lf:1122334455", "watch", "--timeout", "0.3"});
   EXPECT_EQ(r.status, 0) << r.err;

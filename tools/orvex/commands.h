@@ -46,6 +46,8 @@ class Context {
   }
 
   Output& out() { return *out_; }
+  // Whether output was started and went out as a stream of JSON lines.
+  bool streamed() const { return out_ && out_->streamed(); }
   void StartOutput() { out_ = std::make_unique<Output>(json); }
   // Opens the link when not yet open.
   void Open() {

@@ -88,7 +88,8 @@ void ReportError(const Context& ctx, const std::string& message) {
   std::fprintf(stderr, "orvex: %s\n", message.c_str());
   if (ctx.json) {
     Json j = {{"error", message}};
-    std::printf("%s\n", j.dump(2).c_str());
+    // After a stream of JSON lines (watch), the error is one line too.
+    std::printf("%s\n", j.dump(ctx.streamed() ? -1 : 2).c_str());
   }
 }
 

@@ -75,6 +75,8 @@ class Output {
  public:
   explicit Output(bool json) : json_(json) {}
   bool json() const { return json_; }
+  // True once JsonLine has written a line: the output is a stream of lines.
+  bool streamed() const { return streamed_; }
   Json& doc() { return doc_; }
   // A text line (dropped in JSON mode).
   void Line(const std::string& s) {
