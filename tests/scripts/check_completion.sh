@@ -23,7 +23,7 @@ expect() {
 }
 expect orvex sc -- scan
 expect orvex wa -- watch
-expect orvex mfc "" -- dump keys restore acl
+expect orvex mfc "" -- dump read write keys restore acl
 expect orvex --device sim mfc k -- keys
 expect orvex scan --w -- --wait
 expect orvex mfc dump --no -- --no-default-keys
