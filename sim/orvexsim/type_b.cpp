@@ -243,17 +243,21 @@ class TypeB : public Family {
   }
 
   Reply StActivate() {
-    auto tags = ctx_.InField<StTag>();
-    if (tags.empty()) return Reply::Fail(status::kNoCard);
-    for (auto& t : tags) t->active = false;
-    tags[0]->active = true;
-    return Reply::Ok({tags[0]->chip_id});
+    std::shared_ptr<StTag> next;
+    for (auto& t : ctx_.InField<StTag>()) {
+      t->active = false;
+      if (!next && !t->deactivated) next = t;
+    }
+    if (!next) return Reply::Fail(status::kNoCard);
+    next->active = true;
+    return Reply::Ok({next->chip_id});
   }
 
   Reply StDeactivate() {
     auto t = ActiveSt();
     if (!t) return Reply::Fail(status::kNoCard);
     t->active = false;
+    t->deactivated = true;
     return Reply::Ok();
   }
 

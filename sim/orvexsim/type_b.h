@@ -61,7 +61,10 @@ class StTag : public Card {
   Tech tech() const override { return Tech::kTypeB; }
   std::string kind() const override;
   Bytes id() const override { return uid_; }
-  void PowerUp() override { active = false; }
+  void PowerUp() override {
+    active = false;
+    deactivated = false;
+  }
 
   Model model() const { return model_; }
   int block_size() const { return model_ == Model::kSr176 ? 2 : 4; }
@@ -79,6 +82,9 @@ class StTag : public Card {
   Bytes Authenticate(const Bytes& key) const;
 
   bool active = false;
+  // Deactivated by the reader: it answers no activation until the field
+  // powers it up again, so that the next activation finds the next tag.
+  bool deactivated = false;
   uint8_t chip_id = 0;
   Bytes& memory() { return mem_; }
 

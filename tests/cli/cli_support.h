@@ -4,6 +4,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <thread>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -32,6 +34,53 @@ inline std::string Slurp(const std::string& path) {
   s << f.rdbuf();
   return s.str();
 }
+
+inline void Write(const std::string& path, const std::string& data) {
+  std::ofstream f(path, std::ios::binary);
+  f << data;
+}
+
+// orvex-sim as its own process, its standard input ours to script.
+class SimProcess {
+ public:
+  SimProcess(const std::string& options, const std::string& out) {
+    // An earlier orvex-sim's first line must not pass for this one's.
+    unlink(out.c_str());
+    int in[2];
+    if (pipe(in) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(in[0], 0);
+      close(in[1]);
+      execl("/bin/sh", "sh", "-c", (std::string("exec ") + ORVEX_SIM_TOOL + " " + options + " >" + out + " 2>&1").c_str(),
+            static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    close(in[0]);
+    to_ = in[1];
+    for (int i = 0; i < 150 && pty_.empty(); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      std::string s = Slurp(out);
+      if (s.find('\n') != std::string::npos) pty_ = s.substr(0, s.find('\n'));
+    }
+  }
+  ~SimProcess() {
+    if (to_ >= 0) close(to_);
+    if (pid_ > 0) {
+      kill(pid_, SIGTERM);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  SimProcess(const SimProcess&) = delete;
+  SimProcess& operator=(const SimProcess&) = delete;
+  const std::string& pty() const { return pty_; }
+  void Say(const std::string& line) { (void)!write(to_, line.data(), line.size()); }
+
+ private:
+  pid_t pid_ = -1;
+  int to_ = -1;
+  std::string pty_;
+};
 
 // A pseudo-terminal nobody answers on: a serial line with no reader.
 class FakeLine {
@@ -61,6 +110,13 @@ class Cli : public ::testing::Test {
     // The simulated reader unless a test says otherwise (the tool never
     // picks it by itself).
     setenv("ORVEX_DEVICE", "sim", 1);
+    // No configuration file but the test's own.
+    setenv("XDG_CONFIG_HOME", dir_.c_str(), 1);
+  }
+  // Writes the tool's configuration file.
+  void Configure(const std::string& toml) {
+    mkdir(Path("orvex").c_str(), 0700);
+    std::ofstream(Path("orvex/config.toml")) << toml;
   }
   void TearDown() override {
     std::string cmd = "rm -rf '" + dir_ + "'";
@@ -70,11 +126,18 @@ class Cli : public ::testing::Test {
   std::string Path(const std::string& name) const { return dir_ + "/" + name; }
 
   // Runs orvex with args; stdout and stderr go to files (not a terminal).
-  Result Run(const std::vector<std::string>& args) {
-    std::string out = Path("stdout"), err = Path("stderr");
+  Result Run(const std::vector<std::string>& args) { return Collect(Spawn(args)); }
+  Result Run(const std::vector<std::string>& args, const std::string& input) { return Collect(Spawn(args, &input)); }
+
+  // Starts orvex with args and returns at once; Collect waits for its end.
+  // With input, its standard input is that text.
+  pid_t Spawn(const std::vector<std::string>& args, const std::string* input = nullptr) {
+    std::string out = Path("stdout"), err = Path("stderr"), in = Path("stdin");
+    if (input) Write(in, *input);
     pid_t pid = fork();
     if (pid == 0) {
       if (!freopen(out.c_str(), "w", stdout) || !freopen(err.c_str(), "w", stderr)) _exit(127);
+      if (input && !freopen(in.c_str(), "r", stdin)) _exit(127);
       std::vector<char*> argv;
       argv.push_back(const_cast<char*>(ORVEX_TOOL));
       for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
@@ -82,21 +145,20 @@ class Cli : public ::testing::Test {
       execv(ORVEX_TOOL, argv.data());
       _exit(127);
     }
+    return pid;
+  }
+  Result Collect(pid_t pid) {
     Result r;
     int ws = 0;
     waitpid(pid, &ws, 0);
     r.status = WIFEXITED(ws) ? WEXITSTATUS(ws) : 128 + WTERMSIG(ws);
-    r.out = Slurp(out);
-    r.err = Slurp(err);
+    r.out = Slurp(Path("stdout"));
+    r.err = Slurp(Path("stderr"));
     return r;
   }
 
   std::string dir_;
 };
 
-inline void Write(const std::string& path, const std::string& data) {
-  std::ofstream f(path, std::ios::binary);
-  f << data;
-}
 
 }  // namespace clitest

@@ -55,16 +55,6 @@ TEST_F(Cli, DeviceFromTheEnvironment) {
   EXPECT_EQ(r.Json()["product"], "OVX-C100");
 }
 
-TEST_F(Cli, ScanOfAnEmptyFieldSaysSo) {
-  Result r = Run({"--sim-empty", "scan"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("no card in the field"), std::string::npos) << r.err;
-  EXPECT_EQ(r.out, "");
-  r = Run({"--sim-empty", "scan", "--json"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.Json()["error"], "scan: no card in the field");
-}
-
 TEST_F(Cli, ScanFindsALowFrequencyCard) {
   Result r = Run({"--sim-card", "lf:1122334455", "scan"});
   EXPECT_EQ(r.status, 0) << r.err;
@@ -280,16 +270,171 @@ TEST_F(Cli, MfcDumpOf4KHas4096Bytes) {
   EXPECT_EQ(d.substr(4090, 6), std::string(6, '\xFF'));
 }
 
+TEST_F(Cli, MfcDumpTriesThePubliclyKnownDefaultKeys) {
+  // Sector 3 opens with the directory key A0A1A2A3A4A5, which no key file gives.
+  Write(Path("card.mfd"), Image1K(true));
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(Slurp(Path("dump.mfd")), Image1K(true));
+  auto j = r.Json();
+  EXPECT_EQ(j["sectors"][3]["key_a"], "A0A1A2A3A4A5");
+  EXPECT_EQ(j["sectors"][0]["key_a"], "FFFFFFFFFFFF");
+  // --no-default-keys without a key file leaves nothing to try.
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "--no-default-keys"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: no key to try: give a key file (-k) or leave out --no-default-keys\n");
+}
+
+TEST_F(Cli, MfcDumpPartialRecordsTheBlocksItCouldNotRead) {
+  Write(Path("card.mfd"), Image1K(true));
+  Write(Path("transport.keys"), "FFFFFFFFFFFF\n");
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("d.mfd"), "--no-default-keys", "-k",
+                  Path("transport.keys"), "--partial", "--json"});
+  EXPECT_EQ(r.status, 3);
+  EXPECT_EQ(r.err, "orvex: partial dump: 4 block(s) could not be read and hold zeros: 12 13 14 15\n");
+  auto j = r.Json();
+  EXPECT_EQ(j["unknown_blocks"], nlohmann::json::parse("[12, 13, 14, 15]"));
+  EXPECT_TRUE(j["sectors"][3]["key_a"].is_null());
+  EXPECT_TRUE(j["sectors"][3]["key_b"].is_null());
+  std::string expected = Image1K(true);
+  std::fill_n(&expected[12 * 16], 64, '\0');
+  EXPECT_EQ(Slurp(Path("d.mfd")), expected);
+  std::string record = Slurp(Path("d.mfd.keys"));
+  EXPECT_NE(record.find("\n3 - -\n"), std::string::npos) << record;
+  EXPECT_NE(record.find("\nunknown 12 13 14 15\n"), std::string::npos) << record;
+  // Without --partial the sector stops the dump, and says how to go on.
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("e.mfd"), "--no-default-keys", "-k",
+           Path("transport.keys")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: authentication failed for sector 3: none of the 1 key(s) opens it (--partial dumps the other "
+            "sectors)\n");
+  // A restore of the partial dump leaves the blocks it could not read as
+  // they are on the card (the default keys would open the sector).
+  r = Run({"--sim-load", Path("card.mfd"), "--sim-save", Path("after.mfd"), "mfc", "restore", Path("d.mfd")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("left blocks 12 13 14 15 as they were: the dump could not read them\n"), std::string::npos)
+      << r.out;
+  EXPECT_EQ(Slurp(Path("after.mfd")), Image1K(true));
+}
+
+TEST_F(Cli, MfcKeysTellsWhichKeyOpensEachSector) {
+  Write(Path("card.mfd"), Image1K(true));
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::string expected = "sector  key A         key B\n";
+  for (int s = 0; s < 16; ++s) {
+    char line[64];
+    std::snprintf(line, sizeof line, "%6d  %s  %s\n", s, s == 3 ? "A0A1A2A3A4A5" : "FFFFFFFFFFFF",
+                  s == 3 ? "B0B1B2B3B4B5" : "FFFFFFFFFFFF");
+    expected += line;
+  }
+  expected += "found 32 of 32 keys of 11223344, trying 13 key(s) (simulated reader)\n";
+  EXPECT_EQ(r.out, expected);
+  EXPECT_EQ(r.err, "");
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  EXPECT_EQ(j["uid"], "11223344");
+  EXPECT_EQ(j["keys_tried"], 13);
+  ASSERT_EQ(j["sectors"].size(), 16u);
+  EXPECT_EQ(j["sectors"][3], nlohmann::json::parse(R"({"sector": 3, "key_a": "A0A1A2A3A4A5", "key_b": "B0B1B2B3B4B5"})"));
+  // Keys that open nothing: every sector says so, which is no failure.
+  Write(Path("wrong.keys"), "123456789ABC\n");
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys", "--no-default-keys", "-k", Path("wrong.keys"), "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  j = r.Json();
+  EXPECT_TRUE(j["sectors"][0]["key_a"].is_null());
+  EXPECT_TRUE(j["sectors"][15]["key_b"].is_null());
+  r = Run({"--sim-load", Path("card.mfd"), "mfc", "keys", "--no-default-keys", "-k", Path("wrong.keys")});
+  EXPECT_NE(r.out.find("\n     7  -             -\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("found 0 of 32 keys of 11223344, trying 1 key(s)"), std::string::npos) << r.out;
+}
+
+TEST_F(Cli, MfcKeysWithoutAClassicCard) {
+  Result r = Run({"--sim-empty", "mfc", "keys"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: no card in the field\n");
+  EXPECT_EQ(r.out, "");
+  r = Run({"--sim-card", "ntag215:04112233445566", "mfc", "keys", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.Json()["error"], "the card 04112233445566 is not a MIFARE Classic (SAK 00)");
+}
+
+TEST_F(Cli, MfcReadAndWriteOneBlock) {
+  Write(Path("card.mfd"), Image1K(true));
+  Result r = Run({"--sim-load", Path("card.mfd"), "--sim-save", Path("after.mfd"), "mfc", "write", "13",
+                  "00112233445566778899AABBCCDDEEFF"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "wrote block 13 of 11223344 with key A: 00112233445566778899AABBCCDDEEFF, read back and checked "
+            "(simulated reader)\n");
+  std::string expected = Image1K(true);
+  for (int i = 0; i < 16; ++i) expected[13 * 16 + i] = static_cast<char>(i * 0x11);
+  EXPECT_EQ(Slurp(Path("after.mfd")), expected);
+  r = Run({"--sim-load", Path("after.mfd"), "mfc", "read", "13"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "block  13: 00112233445566778899AABBCCDDEEFF  (key A A0A1A2A3A4A5)\n");
+  r = Run({"--sim-load", Path("after.mfd"), "mfc", "read", "13", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json(), nlohmann::json::parse(R"({"uid": "11223344", "block": 13, "data": "00112233445566778899AABBCCDDEEFF",
+                                                "key_type": "A", "key": "A0A1A2A3A4A5"})"));
+}
+
+TEST_F(Cli, MfcReadAndWriteRefusals) {
+  Write(Path("card.mfd"), Image1K(true));
+  Write(Path("wrong.keys"), "123456789ABC\n");
+  struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string err;
+  };
+  const std::string load = Path("card.mfd");
+  const std::vector<Case> cases = {
+      {{"--sim-load", load, "--sim-save", Path("after.mfd"), "mfc", "write", "13", "00112233445566778899AABBCCDDEEFF",
+        "--no-default-keys", "-k", Path("wrong.keys")},
+       1,
+       "writing block 13 of 11223344: none of the 1 key(s) lets sector 3 be written. Nothing was written"},
+      {{"--sim-load", load, "mfc", "read", "13", "--no-default-keys", "-k", Path("wrong.keys")},
+       1,
+       "reading block 13 of 11223344: none of the 1 key(s) opens sector 3 for reading it"},
+      {{"--sim-load", load, "mfc", "write", "15", "00112233445566778899AABBCCDDEEFF"},
+       2,
+       "mfc write: block 15 is a sector trailer (keys and access bits): write it with mfc restore, which checks "
+       "its access conditions first. Nothing was written"},
+      {{"--sim-load", load, "mfc", "write", "0", "00112233445566778899AABBCCDDEEFF"},
+       2,
+       "mfc write: block 0 holds the manufacturer data and UID; this tool does not write it"},
+      {{"--sim-load", load, "mfc", "write", "4", "0011"}, 2, "mfc write: a block holds 16 bytes (32 hex digits), not 2"},
+      {{"--sim-load", load, "mfc", "read", "64"}, 2, "block 64: the MIFARE Classic 1K has blocks 0 to 63"},
+      {{"--sim-empty", "mfc", "read", "4"}, 1, "no card in the field"},
+      {{"--sim-card", "ntag215:04112233445566", "mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"},
+       1,
+       "the card 04112233445566 is not a MIFARE Classic (SAK 00)"},
+  };
+  for (const Case& c : cases) {
+    Result r = Run(c.args);
+    EXPECT_EQ(r.status, c.status) << c.err;
+    EXPECT_EQ(r.err, "orvex: " + c.err + "\n");
+    EXPECT_EQ(r.out, "");
+  }
+  // The refused write left the card as it was.
+  EXPECT_EQ(Slurp(Path("after.mfd")), Image1K(true));
+}
+
 TEST_F(Cli, MfcDumpWithAWrongKeyNamesTheSector) {
   Write(Path("card.mfd"), Image1K(true));
-  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd")});
+  Write(Path("transport.keys"), "FFFFFFFFFFFF\n");
+  Result r = Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("dump.mfd"), "--no-default-keys", "-k",
+                  Path("transport.keys")});
   EXPECT_EQ(r.status, 1);
-  EXPECT_NE(r.err.find("authentication failed for sector 3"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("authentication failed for sector 3: none of the 1 key(s) opens it"), std::string::npos)
+      << r.err;
   r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("card.mfd")});
   // Restoring tries the dump's own keys: this one succeeds.
   EXPECT_EQ(r.status, 0) << r.err;
   Write(Path("other.mfd"), Image1K());
-  r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("other.mfd")});
+  r = Run({"--sim-load", Path("card.mfd"), "--json", "mfc", "restore", Path("other.mfd"), "--no-default-keys"});
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.Json()["error"].get<std::string>().find(
                 "sector 3: none of the keys given (nor the dump's) opens it. Nothing was written"),
@@ -330,7 +475,10 @@ TEST_F(Cli, DesKnownAnswerBothWaysWithoutAReader) {
   Result r = Run({"des", "--key", "133457799BBCDFF1", "0123456789ABCDEF"});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "85E813540F0AB405\n");
-  EXPECT_EQ(r.err, "");  // no reader opened, so no note about the default one
+  // No reader opened, so no note about the default one; only the warning
+  // that the key was given on the command line.
+  EXPECT_EQ(r.err.find("orvex: warning: the key given with des --key is visible"), 0u) << r.err;
+  EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << r.err;
   r = Run({"des", "-D", "-k", "133457799BBCDFF1", "85E813540F0AB405", "--json"});
   EXPECT_EQ(r.Json()["result"], "0123456789ABCDEF");
   EXPECT_EQ(r.Json()["operation"], "decrypt");

@@ -31,7 +31,7 @@ TEST_F(Cli, ManPageDocumentsEveryOptionOfEverySubcommand) {
   ASSERT_FALSE(page.empty());
   const std::vector<std::vector<std::string>> commands = {
       {},          {"info"},          {"beep"},         {"led"},           {"display"},
-      {"scan"},    {"raw"},           {"mfc", "dump"},  {"mfc", "restore"}, {"apdu"},
+      {"scan"},    {"watch"},         {"raw"},           {"mfc", "dump"},  {"mfc", "restore"}, {"mfc", "keys"}, {"mfc", "read"}, {"mfc", "write"}, {"apdu"},
       {"des"},     {"des3"},          {"des3-cbc"},     {"ntag", "dump"},  {"ndef", "write"},
       {"ndef", "read"}, {"iso15693", "read"}, {"iso15693", "write"}, {"sam", "apdu"},
       {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"}};

@@ -25,46 +25,6 @@ std::string ReadAll(const std::string& path) {
   return std::string((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
 }
 
-// orvex-sim as its own process, its standard input ours to script.
-class SimProcess {
- public:
-  SimProcess(const std::string& options, const std::string& out) {
-    // An earlier orvex-sim's first line must not pass for this one's.
-    unlink(out.c_str());
-    int in[2];
-    if (pipe(in) != 0) return;
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(in[0], 0);
-      close(in[1]);
-      execl("/bin/sh", "sh", "-c", (std::string("exec ") + ORVEX_SIM_TOOL + " " + options + " >" + out + " 2>&1").c_str(),
-            static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    close(in[0]);
-    to_ = in[1];
-    for (int i = 0; i < 150 && pty_.empty(); ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      std::string s = ReadAll(out);
-      if (s.find('\n') != std::string::npos) pty_ = s.substr(0, s.find('\n'));
-    }
-  }
-  ~SimProcess() {
-    if (to_ >= 0) close(to_);
-    if (pid_ > 0) {
-      kill(pid_, SIGTERM);
-      waitpid(pid_, nullptr, 0);
-    }
-  }
-  const std::string& pty() const { return pty_; }
-  void Say(const std::string& line) { (void)!write(to_, line.data(), line.size()); }
-
- private:
-  pid_t pid_ = -1;
-  int to_ = -1;
-  std::string pty_;
-};
-
 // A 1K dump made by the tool from a blank simulated card, with its key record.
 class Restore : public Cli {
  protected:

@@ -50,6 +50,7 @@ echo "== files where Debian puts them"
 for f in "$libdir/liborvex.so.1" "$libdir/liborvex.so" "$libdir/pkgconfig/orvex.pc" \
          "$libdir/cmake/Orvex/OrvexConfig.cmake" /usr/include/orvex.h /usr/bin/orvex /usr/bin/orvex-sim \
          /usr/share/man/man1/orvex.1.gz /usr/share/man/man1/orvex-sim.1.gz /lib/udev/rules.d/60-orvex.rules \
+         /usr/share/bash-completion/completions/orvex \
          /usr/share/doc/liborvex1/copyright /usr/share/doc/liborvex-doc/html/index.html \
          /usr/lib/pcsc/drivers/ifd-orvex.bundle/Contents/Info.plist /usr/lib/pcsc/drivers/serial/libifd_orvex.so \
          /etc/reader.conf.d/orvex /etc/orvex/pcsc.conf; do

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Subcommands on the cards in the field: scan.
+// Subcommands on the cards in the field: scan and watch.
 #include <algorithm>
+#include <chrono>
+#include <map>
+#include <thread>
 
 #include "commands.h"
 #include "iso14443a.h"
@@ -47,18 +50,23 @@ void ScanTypeB(Context& ctx, std::vector<FoundCard>& found) {
   }
 }
 
-// An ST memory tag (SR176, SR512, SRIX4K): its chip id and 8-byte UID. The
-// SR176 keeps its UID in 2-byte blocks, the others in one 4-byte pair.
-void ScanStTag(Context& ctx, std::vector<FoundCard>& found) {
-  // The SR512 identifier read writes its whole answer: a buffer of the
-  // largest answer, and only an 8-byte answer is a UID.
-  unsigned char chip = 0, uid[ORVEX_MAX_ANSWER];
-  if (ctx.ov.OV_ST_Active(ctx.reader_id, &chip) != 1) return;
-  bool have = (ctx.ov.OV_SR512_GetUID(ctx.reader_id, uid) == 1 && LastAnswerLength() == 8) ||
-              ctx.ov.OV_SR176_GetUID(ctx.reader_id, uid) == 1;
-  std::string id = Hex(&chip, 1);
-  found.push_back({"st-memory", have ? Hex(uid, 8) : "", {{"chip_id", id}}, "chip id " + id});
-  ctx.ov.OV_ST_DeActive(ctx.reader_id);
+// ST memory tags (SR176, SR512, SRIX4K): each one is activated, noted by
+// its chip id and 8-byte UID and deactivated (it then stays silent until the
+// field is switched off), until none answers. The SR176 keeps its UID in
+// 2-byte blocks, the others in one 4-byte pair.
+void ScanStTags(Context& ctx, std::vector<FoundCard>& found) {
+  constexpr int kMaxTags = 16;
+  for (int i = 0; i < kMaxTags; ++i) {
+    // The SR512 identifier read writes its whole answer: a buffer of the
+    // largest answer, and only an 8-byte answer is a UID.
+    unsigned char chip = 0, uid[ORVEX_MAX_ANSWER];
+    if (ctx.ov.OV_ST_Active(ctx.reader_id, &chip) != 1) return;
+    bool have = (ctx.ov.OV_SR512_GetUID(ctx.reader_id, uid) == 1 && LastAnswerLength() == 8) ||
+                ctx.ov.OV_SR176_GetUID(ctx.reader_id, uid) == 1;
+    std::string id = Hex(&chip, 1);
+    found.push_back({"st-memory", have ? Hex(uid, 8) : "", {{"chip_id", id}}, "chip id " + id});
+    if (ctx.ov.OV_ST_DeActive(ctx.reader_id) != 1) return;
+  }
 }
 
 // ISO 15693 tags: one inventory lists every tag (DSFID and UID each, the UID
@@ -120,40 +128,142 @@ void ScanContactSle(Context& ctx, std::vector<FoundCard>& found) {
   found.push_back({"sle4442", "", {{"atr", a}}, "ATR " + a});
 }
 
-void Scan(Context& ctx) {
-  ctx.Open();
-  CheckReaderAnswers(ctx, "scan");
+// Every card of every family in the field, in a fixed order. The field is
+// switched off and on at the end: the cards the scan halted would stay
+// halted as long as they are powered, and a later request would not find
+// them.
+std::vector<FoundCard> ScanField(Context& ctx) {
   std::vector<FoundCard> found;
   ScanTypeA(ctx, found);
   ScanTopaz(ctx, found);
   ScanFelica(ctx, found);
   ScanIdCard(ctx, found);
   ScanTypeB(ctx, found);
-  ScanStTag(ctx, found);
+  ScanStTags(ctx, found);
   ScanVicinity(ctx, found);
   ScanLowFrequency(ctx, found);
   ScanContactSle(ctx, found);
-  // The cards scan halted stay halted as long as they are powered, and a
-  // later command's request would not find them.
   ResetField(ctx, "scan");
-  if (found.empty()) throw Failure("scan: no card in the field");
+  return found;
+}
+
+Json CardJson(const FoundCard& c) {
+  Json j = {{"family", c.family}, {"uid", c.uid}};
+  for (auto it = c.details.begin(); it != c.details.end(); ++it) j[it.key()] = it.value();
+  return j;
+}
+
+// "iso14443a    11223344  ATQA 0004 SAK 08  MIFARE Classic 1K"
+std::string CardLine(const FoundCard& c) {
+  std::string line = c.family;
+  line.resize(12, ' ');
+  return line + " " + c.uid + (c.text.empty() ? "" : "  " + c.text);
+}
+
+// Tells one card from another between two scans: its family and
+// identifier (a contact card has none: its answer to reset).
+std::string CardKey(const FoundCard& c) { return c.family + " " + c.uid + " " + c.details.dump(); }
+
+// The pause between two looks at the field while waiting or watching: short
+// enough that a card placed is reported within a few tenths of a second, and
+// the reader is not kept busy without need.
+constexpr auto kPollPause = std::chrono::milliseconds(100);
+
+// Sleeps for kPollPause, or less when a stop was asked for.
+void Pause() {
+  const auto until = std::chrono::steady_clock::now() + kPollPause;
+  while (!StopSignals::Requested() && std::chrono::steady_clock::now() < until)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+struct ScanOptions {
+  bool wait = false;
+  double timeout = 0;  // seconds; 0 waits for ever
+};
+
+std::string Seconds(double s) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%g", s);
+  return buf;
+}
+
+void Scan(Context& ctx, const ScanOptions& o) {
+  ctx.Open();
+  CheckReaderAnswers(ctx, "scan");
+  std::vector<FoundCard> found = ScanField(ctx);
+  const auto start = std::chrono::steady_clock::now();
+  while (o.wait && found.empty()) {
+    double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (o.timeout > 0 && waited >= o.timeout)
+      throw Failure("scan: no card came into the field within " + Seconds(o.timeout) + " s");
+    std::this_thread::sleep_for(kPollPause);
+    found = ScanField(ctx);
+  }
   Json cards = Json::array();
   for (const auto& c : found) {
-    Json j = {{"family", c.family}, {"uid", c.uid}};
-    for (auto it = c.details.begin(); it != c.details.end(); ++it) j[it.key()] = it.value();
-    cards.push_back(j);
-    std::string line = c.family;
-    line.resize(12, ' ');
-    ctx.out().Line(line + " " + c.uid + (c.text.empty() ? "" : "  " + c.text));
+    cards.push_back(CardJson(c));
+    ctx.out().Line(CardLine(c));
   }
+  if (found.empty()) ctx.out().Line("no card in the field");
   ctx.out().doc()["cards"] = cards;
+}
+
+struct WatchOptions {
+  double timeout = 0;  // seconds; 0 watches until interrupted
+};
+
+// Reports each card arriving in the field and leaving it, until SIGINT or
+// SIGTERM (or the timeout): a line each ("arrived ..." / "left ..."), or one
+// JSON document a line. The cards in the field when it starts are reported
+// as arriving.
+void Watch(Context& ctx, const WatchOptions& o) {
+  StopSignals stop;
+  ctx.Open();
+  CheckReaderAnswers(ctx, "watch");
+  std::map<std::string, FoundCard> present;
+  const auto start = std::chrono::steady_clock::now();
+  auto report = [&ctx](const char* event, const FoundCard& c) {
+    if (ctx.out().json()) {
+      ctx.out().JsonLine({{"event", event}, {"card", CardJson(c)}});
+      return;
+    }
+    std::string e = event;
+    e.resize(8, ' ');
+    ctx.out().Line(e + " " + CardLine(c));
+    ctx.out().Flush();
+  };
+  if (ctx.out().json()) ctx.out().JsonLine({{"event", "watching"}});
+  while (!StopSignals::Requested()) {
+    std::map<std::string, FoundCard> now;
+    for (const auto& c : ScanField(ctx)) now.emplace(CardKey(c), c);
+    for (const auto& p : present)
+      if (!now.count(p.first)) report("left", p.second);
+    for (const auto& p : now)
+      if (!present.count(p.first)) report("arrived", p.second);
+    present = std::move(now);
+    double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (o.timeout > 0 && waited >= o.timeout) break;
+    Pause();
+  }
 }
 
 }  // namespace
 
 void AddCardCommands(CLI::App& app, Context& ctx) {
+  static ScanOptions scan_options;
   auto* scan = app.add_subcommand("scan", "list the cards in the field, one line each");
-  ctx.Register(scan, [&ctx] { Scan(ctx); });
+  auto* wait = scan->add_flag("-w,--wait", scan_options.wait, "wait until a card is in the field");
+  scan->add_option("--timeout", scan_options.timeout,
+                   "with --wait: give up after this many seconds (exit status 1; default: wait for ever)")
+      ->check(CLI::PositiveNumber)
+      ->needs(wait);
+  ctx.Register(scan, [&ctx] { Scan(ctx, scan_options); });
+
+  static WatchOptions watch_options;
+  auto* watch = app.add_subcommand("watch", "report cards arriving in the field and leaving it, until interrupted");
+  watch->add_option("--timeout", watch_options.timeout, "stop after this many seconds (default: at Ctrl-C)")
+      ->check(CLI::PositiveNumber);
+  ctx.Register(watch, [&ctx] { Watch(ctx, watch_options); });
 }
 
 }  // namespace orvextool

@@ -22,8 +22,32 @@ class Context {
   bool device_given = false;
   int reader_id = 0;
   bool json = false;
+  bool quiet = false;        // -q: no notes, no progress
+  std::vector<std::string> key_files;  // MIFARE Classic key lists of the configuration file
+  int exit_status = 0;       // of a command that did its work, but not all of it
+  std::string uid_text;      // --uid as given
+
+  // The card chosen with --uid (empty: none chosen), parsed on first use.
+  const Bytes& uid() {
+    if (!uid_parsed_) {
+      uid_ = ParseHex(uid_text, "--uid");
+      uid_parsed_ = true;
+    }
+    return uid_;
+  }
+  // A note on standard error ("orvex: ..."), unless -q.
+  void Note(const std::string& line) const {
+    if (!quiet) std::fprintf(stderr, "orvex: %s\n", line.c_str());
+  }
+  // Why no card was found, in words: "no card in the field", or with --uid
+  // "no card with UID ... in the field".
+  std::string NoCard() {
+    return uid().empty() ? "no card in the field" : "no card with UID " + Hex(uid()) + " in the field";
+  }
 
   Output& out() { return *out_; }
+  // Whether output was started and went out as a stream of JSON lines.
+  bool streamed() const { return out_ && out_->streamed(); }
   void StartOutput() { out_ = std::make_unique<Output>(json); }
   // Opens the link when not yet open.
   void Open() {
@@ -56,8 +80,13 @@ class Context {
  private:
   std::unique_ptr<Output> out_;
   std::unique_ptr<Link> link_;
+  Bytes uid_;
+  bool uid_parsed_ = false;
   std::map<CLI::App*, std::function<void()>> actions_;
 };
+
+// The exit status of a command that did part of its work (a partial dump).
+constexpr int kPartialExit = 3;
 
 // Answer deadlines, in milliseconds, of the command groups the tool uses.
 constexpr int kReaderDeadlineMs = 100;

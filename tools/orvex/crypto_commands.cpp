@@ -19,7 +19,7 @@ struct CryptoOptions {
 
 void Run(Context& ctx, Mode mode, const CryptoOptions& o) {
   const char* name = mode == Mode::kDes ? "des" : (mode == Mode::kDes3 ? "des3" : "des3-cbc");
-  Bytes key = ParseHex(o.key, std::string(name) + " --key");
+  Bytes key = KeyFromOption(o.key, std::string(name) + " --key");
   size_t key_len = mode == Mode::kDes ? 8 : 16;
   if (key.size() != key_len)
     throw Failure(std::string(name) + ": the key has " + std::to_string(key_len * 2) + " hex digits", 2);
@@ -56,7 +56,8 @@ void Add(CLI::App& app, Context& ctx, const char* name, const char* what, Mode m
   auto owned = std::make_shared<CryptoOptions>();
   CryptoOptions* o = owned.get();
   auto* sub = app.add_subcommand(name, what);
-  sub->add_option("-k,--key", o->key, mode == Mode::kDes ? "8-byte key in hex" : "16-byte key (K1 K2) in hex")
+  sub->add_option("-k,--key", o->key, mode == Mode::kDes ? "8-byte key: @FILE, - (standard input) or hex"
+                                                         : "16-byte key (K1 K2): @FILE, - (standard input) or hex")
       ->required();
   if (mode == Mode::kDes3Cbc) sub->add_option("--iv", o->iv, "8-byte IV in hex (default zero)");
   sub->add_flag("-D,--decrypt", o->decrypt, "decrypt (default: encrypt)");

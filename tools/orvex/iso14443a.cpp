@@ -30,4 +30,36 @@ bool SelectTypeA(Context& ctx, int request_code, TypeACardInfo& card) {
   return true;
 }
 
+bool SelectTypeAByUid(Context& ctx, const Bytes& uid, TypeACardInfo& card) {
+  constexpr int kMaxCards = 16;
+  if (!SelectTypeA(ctx, 0x52, card)) return false;
+  for (int i = 0; i < kMaxCards; ++i) {
+    if (card.uid == uid) return true;
+    if (ctx.ov.OV_CardHalt(ctx.reader_id) != 1) return false;
+    // Idle cards only: the halted ones stay out of the way.
+    if (!SelectTypeA(ctx, 0x26, card)) return false;
+  }
+  return false;
+}
+
+bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card) {
+  const Bytes& uid = ctx.uid();
+  if (!uid.empty()) {
+    if (!SelectTypeAByUid(ctx, uid, card)) return false;
+    ctx.Note("acting on card " + Hex(card.uid) + " (" + card.Kind() + "), chosen by --uid");
+    return true;
+  }
+  if (!SelectTypeA(ctx, 0x52, card)) return false;
+  // Is it the only one? Halted, it lets an idle card answer the request.
+  if (ctx.ov.OV_CardHalt(ctx.reader_id) != 1) return SelectTypeAByUid(ctx, card.uid, card);
+  TypeACardInfo other;
+  const bool several = SelectTypeA(ctx, 0x26, other);
+  const Bytes chosen = card.uid;
+  if (!SelectTypeAByUid(ctx, chosen, card)) return false;
+  if (several)
+    ctx.Note("several cards in the field; acting on " + Hex(card.uid) + " (" + card.Kind() +
+             "): --uid chooses another (orvex scan lists them)");
+  return true;
+}
+
 }  // namespace orvextool

@@ -23,4 +23,15 @@ struct TypeACardInfo {
 // failure throws.
 bool SelectTypeA(Context& ctx, int request_code, TypeACardInfo& card);
 
+// Wakes every card (halted ones too) and selects the one of this UID: each
+// other card the anticollision picks first is halted, until the one asked
+// for answers. False when it does not answer; a link failure throws.
+bool SelectTypeAByUid(Context& ctx, const Bytes& uid, TypeACardInfo& card);
+
+// The card a command acts on: with --uid the one of that UID, else the first
+// the anticollision selects. Says on standard error which card it chose
+// when it had a choice (--uid given, or several cards answered). False when
+// no such card answers; a link failure throws.
+bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card);
+
 }  // namespace orvextool

@@ -6,10 +6,14 @@
 // Global options may also follow the subcommand. Every failure is printed in
 // words on standard error and ends the program with a non-zero status: 1
 // when the reader or card failed, 2 for a usage error.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "commands.h"
+#include "config.h"
 #include "orvexsim/card_spec.h"
 
 using namespace orvextool;
@@ -22,11 +26,70 @@ CLI::App* Leaf(CLI::App* app) {
   return app;
 }
 
+// How many single-character edits turn a into b.
+size_t EditDistance(const std::string& a, const std::string& b) {
+  std::vector<size_t> row(b.size() + 1);
+  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (size_t i = 1; i <= a.size(); ++i) {
+    size_t diagonal = row[0];
+    row[0] = i;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      size_t above = row[j];
+      row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+      diagonal = above;
+    }
+  }
+  return row[b.size()];
+}
+
+// When the command line names a subcommand that does not exist, where a
+// subcommand is expected: a message naming it and the subcommands close to
+// it ("" when it names none). Option values are stepped over.
+std::string UnknownSubcommand(CLI::App& root, int argc, char** argv) {
+  CLI::App* at = &root;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--") return "";
+    if (arg.size() > 1 && arg[0] == '-') {
+      if (arg.find('=') != std::string::npos || (arg[1] != '-' && arg.size() > 2)) continue;
+      for (CLI::App* app = at; app != nullptr; app = app->get_parent()) {
+        const CLI::Option* o = app->get_option_no_throw(arg);
+        if (o == nullptr) continue;
+        if (o->get_items_expected_min() > 0) ++i;  // its value
+        break;
+      }
+      continue;
+    }
+    auto subs = at->get_subcommands([](CLI::App*) { return true; });
+    if (subs.empty()) return "";  // an argument of the subcommand
+    CLI::App* next = nullptr;
+    for (CLI::App* sub : subs)
+      if (sub->check_name(arg)) next = sub;
+    if (next) {
+      at = next;
+      continue;
+    }
+    std::string close;
+    for (CLI::App* sub : subs) {
+      const std::string& name = sub->get_name();
+      bool near = EditDistance(arg, name) <= (name.size() <= 3 ? 1u : 2u) ||
+                  (arg.size() >= 2 && name.compare(0, arg.size(), arg) == 0);
+      if (near) close += (close.empty() ? "" : ", ") + name;
+    }
+    std::string where = at == &root ? "orvex" : "orvex " + at->get_name();
+    std::string message = "\"" + arg + "\" is not a subcommand of " + where;
+    if (!close.empty()) message += "; did you mean " + close + "?";
+    return message + " (" + where + " --help lists them)";
+  }
+  return "";
+}
+
 void ReportError(const Context& ctx, const std::string& message) {
   std::fprintf(stderr, "orvex: %s\n", message.c_str());
   if (ctx.json) {
     Json j = {{"error", message}};
-    std::printf("%s\n", j.dump(2).c_str());
+    // After a stream of JSON lines (watch), the error is one line too.
+    std::printf("%s\n", j.dump(ctx.streamed() ? -1 : 2).c_str());
   }
 }
 
@@ -46,12 +109,15 @@ int main(int argc, char** argv) {
                  "usb:serial=S; a serial one may end in @BAUD (default: $ORVEX_DEVICE, else the one USB "
                  "reader attached)")
       ->envname("ORVEX_DEVICE");
-  app.add_option("-b,--baud", ctx.device.baud, "serial line speed in bit/s (default 19200)")
+  auto* baud = app.add_option("-b,--baud", ctx.device.baud, "serial line speed in bit/s (default 19200)")
       ->check(CLI::IsMember({4800, 9600, 19200, 38400}));
   app.add_option("-r,--reader-id", ctx.reader_id,
                  "reader number to address (default 0, which any reader answers)")
       ->check(CLI::Range(0, 65535));
   app.add_flag("-j,--json", ctx.json, "machine-readable output (one JSON document)");
+  app.add_flag("-q,--quiet", ctx.quiet, "no notes and no progress bar on standard error (errors still)");
+  app.add_option("-u,--uid", ctx.uid_text,
+                 "the card to act on when several are in the field (its UID in hex, as orvex scan shows it)");
   app.add_flag("--trace", ctx.device.trace,
                "every frame exchanged with the reader, decoded, on standard error");
   app.add_option("--sim-card", ctx.device.sim_cards,
@@ -93,11 +159,24 @@ int main(int argc, char** argv) {
   } catch (const CLI::CallForVersion& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    ReportError(ctx, e.what() + std::string(" (try --help)"));
+    std::string unknown = UnknownSubcommand(app, argc, argv);
+    ReportError(ctx, unknown.empty() ? e.what() + std::string(" (try --help)") : unknown);
     return 2;
   }
 
+  // The configuration file fills in what neither the command line nor the
+  // environment gave.
+  try {
+    Config config = ReadConfig();
+    if (ctx.device.device.empty()) ctx.device.device = config.device;
+    if (baud->count() == 0 && config.baud != 0) ctx.device.baud = config.baud;
+    ctx.key_files = config.key_files;
+  } catch (const Failure& f) {
+    ReportError(ctx, f.what());
+    return f.code;
+  }
   ctx.device_given = !ctx.device.device.empty();
+  if (ctx.quiet) Progress::Silence();
   ctx.StartOutput();
   auto* action = ctx.ActionFor(Leaf(&app));
   if (!action) {
@@ -105,6 +184,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
+    ctx.uid();  // a malformed --uid is a usage error before anything is sent
     (*action)();
     ctx.Finish();
   } catch (const Failure& f) {
@@ -120,5 +200,5 @@ int main(int argc, char** argv) {
     return f.code;
   }
   ctx.out().Finish();
-  return 0;
+  return ctx.exit_status;
 }

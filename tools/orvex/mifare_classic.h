@@ -15,8 +15,14 @@ constexpr int kReadDeadlineMs = 1000;
 constexpr unsigned char kKeyA = 0x60, kKeyB = 0x61;
 using Key = std::array<uint8_t, 6>;
 
+// The publicly known default keys, the transport key first: tried after the
+// user's own key files unless --no-default-keys.
+const std::vector<Key>& DefaultKeys();
+
 inline int FirstBlock(int sector) { return sector < 32 ? sector * 4 : 128 + (sector - 32) * 16; }
 inline int BlocksIn(int sector) { return sector < 32 ? 4 : 16; }
+inline int SectorOf(int block) { return block < 128 ? block / 4 : 32 + (block - 128) / 16; }
+inline bool IsTrailer(int block) { return block < 128 ? block % 4 == 3 : (block - 128) % 16 == 15; }
 inline int Sectors(int blocks) { return blocks == 256 ? 40 : 16; }
 
 // A session on one MIFARE Classic card: after a refusal the card falls back
@@ -27,7 +33,7 @@ class Classic {
 
   void Reselect() {
     TypeACardInfo again;
-    if (!SelectTypeA(ctx_, 0x52, again) || again.uid != card_.uid)
+    if (!SelectTypeAByUid(ctx_, card_.uid, again))
       throw Failure("the card " + Hex(card_.uid) + " left the field");
   }
 

@@ -24,7 +24,7 @@ ClassicKey KeyOption(const std::string& text, const std::string& what) {
   ClassicKey key;
   key.fill(0xFF);
   if (text.empty()) return key;
-  Bytes b = ParseHex(text, what);
+  Bytes b = KeyFromOption(text, what);
   if (b.size() != 6) throw Failure(what + ": a MIFARE key has 12 hex digits", 2);
   std::copy(b.begin(), b.end(), key.begin());
   return key;
@@ -437,7 +437,8 @@ void Format(Context& ctx, const FormatOptions& o) {
   ctx.Open();
   ResetField(ctx, "formatting");
   TypeACardInfo card;
-  if (!SelectTypeA(ctx, 0x52, card)) throw Failure("no ISO 14443-A card in the field");
+  if (!SelectChosenTypeA(ctx, card))
+    throw Failure(ctx.uid().empty() ? "no ISO 14443-A card in the field" : ctx.NoCard());
   if (card.IsClassic()) return FormatClassic(ctx, card, key_b, transport, o.yes);
   if (card.sak == 0x00) return FormatType2(ctx, card, o.yes);
   throw Failure("the card " + Hex(card.uid) + " (" + card.Kind() + ") cannot be formatted by this tool");
@@ -466,11 +467,11 @@ void DecodeCommand(Context& ctx, const DecodeOptions& o) {
 void AddNdefCommands(CLI::App& app, Context& ctx) {
   auto* n = app.add_subcommand("ndef", "NFC Forum NDEF messages on NTAG, MIFARE Classic and ISO 15693 tags");
   n->require_subcommand(1);
-  const char* key_help = "MIFARE Classic key B of the NDEF sectors (default FFFFFFFFFFFF)";
+  const char* key_help = "MIFARE Classic key B of the NDEF sectors: @FILE, - (standard input) or hex (default FFFFFFFFFFFF)";
 
   static TagOptions read;
   auto* r = n->add_subcommand("read", "read the tag's message and print its records");
-  r->add_option("-k,--key", read.key, "MIFARE Classic key B, should the public key A not open a sector");
+  r->add_option("-k,--key", read.key, "MIFARE Classic key B, should the public key A not open a sector: @FILE, - (standard input) or hex");
   r->add_flag("--relaxed", read.relaxed, "accept messages that break the record layout's rules in common ways");
   ctx.Register(r, [&ctx] { Read(ctx, read); });
 
@@ -487,9 +488,9 @@ void AddNdefCommands(CLI::App& app, Context& ctx) {
 
   static FormatOptions format;
   auto* f = n->add_subcommand("format", "prepare a blank NTAG or a MIFARE Classic in transport configuration");
-  f->add_option("-k,--key", format.key, "the key B to give the MIFARE Classic's sectors (default FFFFFFFFFFFF)");
+  f->add_option("-k,--key", format.key, "the key B to give the MIFARE Classic's sectors: @FILE, - (standard input) or hex (default FFFFFFFFFFFF)");
   f->add_option("--transport-key", format.transport_key,
-                "the MIFARE Classic's present key A of every sector (default FFFFFFFFFFFF)");
+                "the MIFARE Classic's present key A of every sector: @FILE, - or hex (default FFFFFFFFFFFF)");
   f->add_flag("--yes", format.yes, "write (without it the blocks are only shown)");
   ctx.Register(f, [&ctx] { Format(ctx, format); });
 

@@ -89,7 +89,7 @@ NdefTag OpenType2(Context& ctx, const TypeACardInfo& card) {
   } else {
     // A tag without GET_VERSION falls back to idle: select it again.
     TypeACardInfo again;
-    if (!SelectTypeA(ctx, 0x52, again) || again.uid != card.uid)
+    if (!SelectTypeAByUid(ctx, card.uid, again))
       throw Failure("the tag " + Hex(card.uid) + " left the field");
   }
   tag.uid = Hex(card.uid);
@@ -402,7 +402,7 @@ NdefTag OpenNdefTag(Context& ctx, const ClassicKey& key_b, bool for_write) {
   // Every card powers up afresh, whatever an earlier command left it in.
   ResetField(ctx, "looking for an NDEF tag");
   TypeACardInfo card;
-  if (SelectTypeA(ctx, 0x52, card)) {
+  if (SelectChosenTypeA(ctx, card)) {
     if (card.IsClassic()) return OpenClassic(ctx, card, key_b, for_write);
     if (card.sak == 0x00) return OpenType2(ctx, card);
     throw Failure("the card " + Hex(card.uid) + " (" + card.Kind() + ") holds no NFC Forum NDEF area this tool reads");
@@ -410,8 +410,9 @@ NdefTag OpenNdefTag(Context& ctx, const ClassicKey& key_b, bool for_write) {
   VicinityTag v;
   if (FindVicinityTag(ctx, v)) return OpenType5(ctx, v);
   Bytes topaz;
-  if (FindTopaz(ctx, topaz)) return OpenType1(ctx, topaz);
-  throw Failure("no NDEF tag in the field (looked for ISO 14443-A, ISO 15693 and Topaz tags)");
+  if (FindTopaz(ctx, topaz) && (ctx.uid().empty() || topaz == ctx.uid())) return OpenType1(ctx, topaz);
+  const std::string which = ctx.uid().empty() ? "" : " with UID " + Hex(ctx.uid());
+  throw Failure("no NDEF tag" + which + " in the field (looked for ISO 14443-A, ISO 15693 and Topaz tags)");
 }
 
 }  // namespace orvextool

@@ -42,7 +42,7 @@ void Dump(Context& ctx, const DumpOptions& o) {
   if (!o.file.empty()) file = std::make_unique<OutputFile>(o.file, "dump file", 0644);  // checked first
   ctx.Open();
   TypeACardInfo card;
-  if (!SelectTypeA(ctx, 0x52, card)) throw Failure("no card in the field");
+  if (!SelectChosenTypeA(ctx, card)) throw Failure(ctx.NoCard());
   // Zeroed: a short answer leaves the size byte 0, an unknown size.
   unsigned char version[ORVEX_MAX_ANSWER] = {};
   CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, version), "reading the tag's version",

@@ -4,12 +4,14 @@
 #include "device.h"
 
 #include <errno.h>
+#include <signal.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <csignal>
 #include <cstring>
 
 namespace orvextool {
@@ -47,6 +49,31 @@ std::string Hex(const uint8_t* p, size_t n) {
     s += d[p[i] & 15];
   }
   return s;
+}
+
+Bytes KeyFromOption(const std::string& given, const std::string& what) {
+  if (given.empty() || (given[0] != '@' && given != "-")) {
+    std::fprintf(stderr,
+                 "orvex: warning: the key given with %s is visible to other users (ps) and stays in the shell "
+                 "history; give @FILE or - (standard input) instead\n",
+                 what.c_str());
+    return ParseHex(given, what);
+  }
+  const std::string path = given == "-" ? "-" : given.substr(1);
+  constexpr size_t kMaxKeyFile = 64 * 1024;
+  Bytes text = ReadInput(path, what + " key file", kMaxKeyFile);
+  std::string all(text.begin(), text.end());
+  size_t start = 0;
+  while (start < all.size()) {
+    size_t end = all.find('\n', start);
+    if (end == std::string::npos) end = all.size();
+    std::string line = all.substr(start, end - start);
+    start = end + 1;
+    line.erase(std::min(line.size(), line.find('#')));
+    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+    return ParseHex(line, what + " (" + (path == "-" ? std::string("standard input") : path) + ")");
+  }
+  throw Failure(what + ": " + (path == "-" ? std::string("standard input") : path) + " holds no key", 2);
 }
 
 void CheckReader(int rc, const std::string& what, int deadline_ms) {
@@ -154,15 +181,44 @@ void Output::Field(const std::string& key, const std::string& label, const Json&
   Line(l + text);
 }
 
-void Output::Finish() {
-  // Bytes from a card need not be UTF-8: such text is shown with
-  // replacement characters rather than failing the whole document.
-  if (json_) std::printf("%s\n", doc_.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+void Output::JsonLine(const Json& j) {
+  streamed_ = true;
+  std::printf("%s\n", j.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
   std::fflush(stdout);
 }
 
+void Output::Finish() {
+  // Bytes from a card need not be UTF-8: such text is shown with
+  // replacement characters rather than failing the whole document.
+  if (json_ && !streamed_) std::printf("%s\n", doc_.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  std::fflush(stdout);
+}
+
+namespace {
+volatile std::sig_atomic_t g_stop = 0;
+extern "C" void OnStopSignal(int) { g_stop = 1; }
+struct sigaction g_old_int, g_old_term;
+}  // namespace
+
+StopSignals::StopSignals() {
+  g_stop = 0;
+  struct sigaction sa = {};
+  sa.sa_handler = OnStopSignal;
+  sigaction(SIGINT, &sa, &g_old_int);
+  sigaction(SIGTERM, &sa, &g_old_term);
+}
+
+StopSignals::~StopSignals() {
+  sigaction(SIGINT, &g_old_int, nullptr);
+  sigaction(SIGTERM, &g_old_term, nullptr);
+}
+
+bool StopSignals::Requested() { return g_stop != 0; }
+
+bool Progress::silenced_ = false;
+
 Progress::Progress(const std::string& label, int total)
-    : label_(label), total_(total > 0 ? total : 1), tty_(isatty(2) == 1) {}
+    : label_(label), total_(total > 0 ? total : 1), tty_(isatty(2) == 1 && !silenced_) {}
 
 Progress::~Progress() {
   if (tty_) std::fprintf(stderr, "\n");

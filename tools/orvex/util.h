@@ -35,6 +35,13 @@ void CheckReader(int rc, const std::string& what, int deadline_ms);
 // which the line speed does not bound, max_units.
 int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units);
 
+// A key given to an option: "@FILE" reads it from FILE, "-" from standard
+// input (in hex; "#" starts a comment; the first key of the text). Anything
+// else is the key itself in hex, taken with a warning on standard error:
+// the command line is visible to other users (ps) and kept in the shell's
+// history.
+Bytes KeyFromOption(const std::string& given, const std::string& what);
+
 // ---- Files ---------------------------------------------------------------------
 // Reads a whole input file ("-" is standard input) of at most max_bytes. A
 // directory, an unreadable file, or input longer than max_bytes (a device or
@@ -68,6 +75,8 @@ class Output {
  public:
   explicit Output(bool json) : json_(json) {}
   bool json() const { return json_; }
+  // True once JsonLine has written a line: the output is a stream of lines.
+  bool streamed() const { return streamed_; }
   Json& doc() { return doc_; }
   // A text line (dropped in JSON mode).
   void Line(const std::string& s) {
@@ -77,21 +86,43 @@ class Output {
   // JSON document under key.
   void Field(const std::string& key, const std::string& label, const Json& value,
              const std::string& text);
+  // One JSON document on a line of its own, sent at once (a stream of
+  // events, as watch writes them); the document is then not printed at the
+  // end.
+  void JsonLine(const Json& j);
+  // Text lines written so far reach the reader of standard output now.
+  void Flush() { std::fflush(stdout); }
   void Finish();
 
  private:
   bool json_;
+  bool streamed_ = false;
   Json doc_ = Json::object();
+};
+
+// While one lives, SIGINT and SIGTERM do not end the program: they ask the
+// command to stop at its next safe point (between two block writes, between
+// two looks at the field), which it checks with Requested().
+class StopSignals {
+ public:
+  StopSignals();
+  ~StopSignals();
+  StopSignals(const StopSignals&) = delete;
+  StopSignals& operator=(const StopSignals&) = delete;
+  static bool Requested();
 };
 
 // A progress bar on standard error, drawn only when it is a terminal.
 class Progress {
  public:
+  // -q: no progress bar at all.
+  static void Silence() { silenced_ = true; }
   Progress(const std::string& label, int total);
   ~Progress();
   void Step(int done);
 
  private:
+  static bool silenced_;
   std::string label_;
   int total_;
   bool tty_;

@@ -75,19 +75,42 @@ void Write(Context& ctx, const WriteOptions& o) {
   ctx.Done("wrote " + BlockWords(o.block) + " of tag " + tag.Uid() + ": " + Hex(data));
 }
 
+// With --uid, the tag of that UID among all that answer an inventory of
+// several tags (DSFID and UID each, the UID least significant byte first).
+bool FindChosenVicinityTag(Context& ctx, VicinityTag& t) {
+  unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
+  int rc = ctx.ov.OV_ISO15693_Multi_Inventory(ctx.reader_id, 0, 0, answer, &len);
+  if (rc == -3) return false;
+  CheckCard(rc, "inventory", kVicinityQueryDeadlineMs, "");
+  const Bytes air(ctx.uid().rbegin(), ctx.uid().rend());
+  for (int i = 0; len >= 1 && i < answer[0] && 1 + (i + 1) * 9 <= len; ++i) {
+    const unsigned char* rec = answer + 1 + i * 9;
+    if (Bytes(rec + 1, rec + 9) != air) continue;
+    t.dsfid = rec[0];
+    t.air_uid = air;
+    ctx.Note("acting on tag " + t.Uid() + ", chosen by --uid");
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 bool FindVicinityTag(Context& ctx, VicinityTag& tag) {
-  unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
-  int rc = ctx.ov.OV_ISO15693_Inventory(ctx.reader_id, answer, &len);
-  if (rc == -3) return false;
-  CheckCard(rc, "inventory", kVicinityQueryDeadlineMs, "");
-  if (len < 9) throw Failure("inventory: the reader's answer has " + std::to_string(len) +
-                             " bytes, not DSFID and UID");
   VicinityTag t;
-  t.dsfid = answer[0];
-  t.air_uid.assign(answer + 1, answer + 9);
-  unsigned char info[ORVEX_MAX_ANSWER];
+  if (!ctx.uid().empty()) {
+    if (!FindChosenVicinityTag(ctx, t)) return false;
+  } else {
+    unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
+    int rc = ctx.ov.OV_ISO15693_Inventory(ctx.reader_id, answer, &len);
+    if (rc == -3) return false;
+    CheckCard(rc, "inventory", kVicinityQueryDeadlineMs, "");
+    if (len < 9) throw Failure("inventory: the reader's answer has " + std::to_string(len) +
+                               " bytes, not DSFID and UID");
+    t.dsfid = answer[0];
+    t.air_uid.assign(answer + 1, answer + 9);
+  }
+  unsigned char info[ORVEX_MAX_ANSWER], len = 0;
   CheckCard(ctx.ov.OV_ISO15693_Get_System_Information(ctx.reader_id, kVicinityAddressed, t.air_uid.data(),
                                                       info, &len),
             "reading the system information of tag " + t.Uid(), kVicinityQueryDeadlineMs,
@@ -106,7 +129,9 @@ bool FindVicinityTag(Context& ctx, VicinityTag& tag) {
 
 VicinityTag FindVicinityTag(Context& ctx) {
   VicinityTag tag;
-  if (!FindVicinityTag(ctx, tag)) throw Failure("inventory: no ISO 15693 tag in the field");
+  if (!FindVicinityTag(ctx, tag))
+    throw Failure(ctx.uid().empty() ? "inventory: no ISO 15693 tag in the field"
+                                    : "inventory: no ISO 15693 tag with UID " + Hex(ctx.uid()) + " in the field");
   return tag;
 }
 

@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+// The JSON output of every orvex command follows its schema in
+// docs/json.md, and every command has one there.
+#include <map>
+#include <regex>
+#include <set>
+
+#include "cli_support.h"
+
+namespace {
+
+using namespace clitest;
+using nlohmann::json;
+
+// The schemas of docs/json.md, by title ("orvex scan", "error").
+std::map<std::string, json> Schemas() {
+  std::string page = Slurp(std::string(ORVEX_MAN_DIR) + "/../../docs/json.md");
+  std::map<std::string, json> schemas;
+  const std::string open = "```json\n", close = "```";
+  for (size_t at = page.find(open); at != std::string::npos; at = page.find(open, at)) {
+    at += open.size();
+    size_t end = page.find(close, at);
+    json schema = json::parse(page.substr(at, end - at));
+    schemas[schema.at("title").get<std::string>()] = schema;
+    at = end + close.size();
+  }
+  return schemas;
+}
+
+bool HasType(const json& v, const std::string& type) {
+  if (type == "integer") return v.is_number_integer();
+  if (type == "number") return v.is_number();
+  if (type == "string") return v.is_string();
+  if (type == "object") return v.is_object();
+  if (type == "array") return v.is_array();
+  if (type == "boolean") return v.is_boolean();
+  if (type == "null") return v.is_null();
+  return false;
+}
+
+// What in v breaks the schema ("" when nothing), where naming the place.
+std::string Violation(const json& schema, const json& v, const std::string& where) {
+  if (schema.contains("type")) {
+    json types = schema["type"].is_array() ? schema["type"] : json::array({schema["type"]});
+    bool ok = false;
+    for (const auto& t : types) ok = ok || HasType(v, t.get<std::string>());
+    if (!ok) return where + ": " + v.dump() + " is not of type " + schema["type"].dump();
+  }
+  if (schema.contains("enum") && std::find(schema["enum"].begin(), schema["enum"].end(), v) == schema["enum"].end())
+    return where + ": " + v.dump() + " is not one of " + schema["enum"].dump();
+  if (v.is_object()) {
+    for (const auto& r : schema.value("required", json::array()))
+      if (!v.contains(r.get<std::string>())) return where + ": \"" + r.get<std::string>() + "\" is missing";
+    const json properties = schema.value("properties", json::object());
+    for (auto it = v.begin(); it != v.end(); ++it) {
+      if (properties.contains(it.key())) {
+        std::string why = Violation(properties[it.key()], it.value(), where + "." + it.key());
+        if (!why.empty()) return why;
+      } else if (schema.contains("additionalProperties") && !schema["additionalProperties"].get<bool>()) {
+        return where + ": \"" + it.key() + "\" is not in the schema";
+      }
+    }
+  }
+  if (v.is_array() && schema.contains("items"))
+    for (size_t i = 0; i < v.size(); ++i) {
+      std::string why = Violation(schema["items"], v[i], where + "[" + std::to_string(i) + "]");
+      if (!why.empty()) return why;
+    }
+  return "";
+}
+
+TEST(JsonSchemaCheck, FindsWhatBreaksASchema) {
+  const json schema = json::parse(R"({"type": "object", "additionalProperties": false, "required": ["a"],
+    "properties": {"a": {"type": "integer"}, "b": {"type": "array", "items": {"type": ["string", "null"]}},
+                   "c": {"type": "string", "enum": ["x", "y"]}}})");
+  EXPECT_EQ(Violation(schema, json::parse(R"({"a": 1, "b": ["s", null], "c": "x"})"), "$"), "");
+  EXPECT_EQ(Violation(schema, json::parse(R"({"b": []})"), "$"), "$: \"a\" is missing");
+  EXPECT_EQ(Violation(schema, json::parse(R"({"a": "1"})"), "$"), "$.a: \"1\" is not of type \"integer\"");
+  EXPECT_EQ(Violation(schema, json::parse(R"({"a": 1, "b": [2]})"), "$"),
+            "$.b[0]: 2 is not of type [\"string\",\"null\"]");
+  EXPECT_EQ(Violation(schema, json::parse(R"({"a": 1, "c": "z"})"), "$"), "$.c: \"z\" is not one of [\"x\",\"y\"]");
+  EXPECT_EQ(Violation(schema, json::parse(R"({"a": 1, "d": 0})"), "$"), "$: \"d\" is not in the schema");
+}
+
+class Json : public Cli {
+ protected:
+  // The leaf subcommands, as "orvex mfc dump", from the program's --help.
+  void Leaves(std::vector<std::string> path, std::set<std::string>& out) {
+    std::vector<std::string> args = path;
+    args.push_back("--help");
+    Result r = Run(args);
+    size_t at = r.out.find("Subcommands:\n");
+    std::string name = "orvex";
+    for (const auto& p : path) name += " " + p;
+    if (at == std::string::npos) {
+      out.insert(name);
+      return;
+    }
+    std::istringstream lines(r.out.substr(at + 13));
+    std::vector<std::string> subs;
+    for (std::string line; std::getline(lines, line);) {
+      std::smatch m;
+      if (std::regex_search(line, m, std::regex("^  ([a-z0-9-]+) "))) subs.push_back(m[1]);
+    }
+    for (const auto& s : subs) {
+      auto p = path;
+      p.push_back(s);
+      Leaves(p, out);
+    }
+  }
+};
+
+TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
+  const std::map<std::string, json> schemas = Schemas();
+  ASSERT_TRUE(schemas.count("error"));
+  // Commands that share a document.
+  const std::map<std::string, std::string> same = {
+      {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"},
+      {"orvex mfc write", "orvex mfc read"}};
+  auto schema_of = [&](const std::string& command) {
+    auto s = same.find(command);
+    return schemas.find(s == same.end() ? command : s->second);
+  };
+  const std::string png = Path("lcd.png");
+  struct Case {
+    std::vector<std::string> args;  // the leaf command's words come first after the global options
+    std::string command;
+  };
+  const std::vector<Case> cases = {
+      {{"info"}, "orvex info"},
+      {{"beep"}, "orvex beep"},
+      {{"led"}, "orvex led"},
+      {{"display", "12345678"}, "orvex display"},
+      {{"raw", "00A40400"}, "orvex raw"},
+      {{"list"}, "orvex list"},
+      {{"--sim-card", "mfc1k", "--sim-card", "iso15693", "--sim-card", "lf", "--sim-card", "sle4442", "scan"},
+       "orvex scan"},
+      {{"--sim-empty", "scan"}, "orvex scan"},
+      {{"mfc", "dump", Path("card.mfd")}, "orvex mfc dump"},
+      {{"mfc", "keys"}, "orvex mfc keys"},
+      {{"mfc", "read", "4"}, "orvex mfc read"},
+      {{"mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"}, "orvex mfc write"},
+      {{"mfc", "restore", Path("card.mfd")}, "orvex mfc restore"},
+      {{"mfc", "acl", "FF0780"}, "orvex mfc acl"},
+      {{"--sim-card", "cpu", "apdu", "00A4040000"}, "orvex apdu"},
+      {{"--sim-card", "sam", "sam", "apdu", "--slot", "1", "0084000008"}, "orvex sam apdu"},
+      {{"des", "-k", "133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des"},
+      {{"des3", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des3"},
+      {{"des3-cbc", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des3-cbc"},
+      {{"--sim-card", "ntag215", "ntag", "dump"}, "orvex ntag dump"},
+      {{"--sim-card", "ntag215", "ntag", "dump", Path("tag.bin")}, "orvex ntag dump"},
+      {{"--sim-card", "ntag215", "ndef", "write", "--text", "hi", "--uri", "https://example.com"},
+       "orvex ndef write"},
+      {{"--sim-card", "ntag215", "ndef", "erase"}, "orvex ndef erase"},
+      {{"--sim-card", "mfc1k", "ndef", "format", "--yes"}, "orvex ndef format"},
+      {{"ndef", "encode", "--text", "hi", "--wifi", "home", "--wifi-key", "secret123"}, "orvex ndef encode"},
+      {{"ndef", "decode", "D101055402656E6869"}, "orvex ndef decode"},
+      {{"--sim-card", "iso15693", "iso15693", "read"}, "orvex iso15693 read"},
+      {{"--sim-card", "iso15693", "iso15693", "write", "1", "CAFEF00D"}, "orvex iso15693 write"},
+      {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
+      {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
+      {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},
+  };
+  std::set<std::string> covered;
+  for (const Case& c : cases) {
+    std::vector<std::string> args = c.args;
+    args.push_back("--json");
+    Result r = Run(args);
+    ASSERT_EQ(r.status, 0) << c.command << ": " << r.err;
+    auto schema = schema_of(c.command);
+    ASSERT_NE(schema, schemas.end()) << "docs/json.md has no schema for " << c.command;
+    EXPECT_EQ(Violation(schema->second, r.Json(), c.command), "") << r.out;
+    covered.insert(c.command);
+  }
+  // orvex ndef read, on the tag written above in a field that lasts.
+  {
+    SimProcess sim("--card ntag215:04112233445566", Path("sim.out"));
+    ASSERT_EQ(Run({"--device", sim.pty(), "ndef", "write", "--text", "hi", "--uri", "https://example.com"}).status, 0);
+    Result r = Run({"--device", sim.pty(), "ndef", "read", "--json"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.Json()["records"].size(), 2u);
+    EXPECT_EQ(Violation(schemas.at("orvex ndef read"), r.Json(), "orvex ndef read"), "") << r.out;
+    covered.insert("orvex ndef read");
+  }
+  // orvex watch: every line.
+  {
+    Result r = Run({"--sim-card", "mfc1k", "--sim-card", "felica", "watch", "--timeout", "0.2", "--json"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::istringstream lines(r.out);
+    int n = 0;
+    for (std::string line; std::getline(lines, line); ++n)
+      EXPECT_EQ(Violation(schemas.at("orvex watch"), json::parse(line), "orvex watch"), "") << line;
+    EXPECT_EQ(n, 3) << r.out;
+    covered.insert("orvex watch");
+  }
+  // A failure of any command is the error document.
+  for (auto args : std::vector<std::vector<std::string>>{{"--sim-empty", "mfc", "dump", Path("x.mfd")},
+                                                          {"scna"},
+                                                          {"--sim-card", "ntag215", "mfc", "keys"}}) {
+    args.push_back("--json");
+    Result r = Run(args);
+    EXPECT_NE(r.status, 0);
+    EXPECT_EQ(Violation(schemas.at("error"), r.Json(), "error"), "") << r.out;
+  }
+  // Every command is documented and was checked.
+  std::set<std::string> leaves;
+  Leaves({}, leaves);
+  EXPECT_GT(leaves.size(), 25u);
+  for (const auto& leaf : leaves) {
+    EXPECT_NE(schema_of(leaf), schemas.end()) << "docs/json.md has no schema for " << leaf;
+    EXPECT_TRUE(covered.count(leaf)) << leaf << " is not run by this test";
+  }
+}
+
+}  // namespace
