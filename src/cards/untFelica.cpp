@@ -7,6 +7,7 @@
 // response.
 #include "cards/untFelica.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "cards/untCardExchange.h"
@@ -85,7 +86,7 @@ int Felica_RequestService(int ReaderID, unsigned char* IDM, unsigned char Number
   // on, one byte earlier than the response lays them out. A response to
   // NumbersOfCode nodes carries 2 x NumbersOfCode + 1 bytes from byte 10 on:
   // the caller's buffer holds that much, and no odd count writes more.
-  r.CopyTo(NodeKeyList, 10, 2 * r.data[9], 2 * NumbersOfCode + 1);
+  r.CopyTo(NodeKeyList, 10, std::min(2 * r.data[9], r.From(10)), 2 * NumbersOfCode + 1);
   return 1;
 }
 
@@ -132,7 +133,7 @@ int Felica_ReadWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char
   // The block count at byte 12, the blocks from byte 13 on; no more blocks
   // than were asked for, which is what the caller's buffer holds.
   if (Flags(r, Status1, Status2))
-    r.CopyTo(pBlockData, 13, kBlockLen * r.data[12], kBlockLen * NumberofBlock);
+    r.CopyTo(pBlockData, 13, std::min(kBlockLen * r.data[12], r.From(13)), kBlockLen * NumberofBlock);
   return rt;
 }
 

@@ -14,29 +14,9 @@ static constexpr int kCheckDelay = 3;     // AT88RF020 key check
 
 // ---- Shared by the three tag families -------------------------------------------
 
-// The multi-block writes: BlockID, BlockNums, then the data. The reader gets
-// BlockNums x 100 ms, and its leading answer byte is the result (0 to 255,
-// so 0 is a success too).
-static int WriteRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums, int LenData,
-                    unsigned char* pData) {
-  Answer a;
-  int rt = Transact(cmd, ReaderID, Field().u8(BlockID).u8(BlockNums).bytes(pData, LenData), BlockNums, a);
-  return rt == 1 ? a.at(0) : rt;
-}
-
-// The multi-block reads, alike but for what they hand over: *LenData = n +
-// extra and that many bytes from the answer's second byte on. The SR tags
-// pass extra -1, the data behind the leading byte; the AT88RF020 passes 0 and
+// The multi-block commands are WriteRun and ReadRun: the SR tags read with
+// extra -1, the data behind the leading byte; the AT88RF020 reads with 0 and
 // so hands over one byte past the answer's data (a zero).
-static int ReadRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums, int extra, int* LenData,
-                   unsigned char* pData) {
-  Answer a;
-  int rt = Transact(cmd, ReaderID, Field().u8(BlockID).u8(BlockNums), BlockNums, a);
-  if (rt != 1) return rt;
-  *LenData = a.len + extra;
-  a.CopyTo(pData, 1, a.len + extra);
-  return a.at(0);
-}
 
 // A single block read handing over the whole answer, into room bytes.
 static int ReadBlock(unsigned char cmd, int ReaderID, int BlockID, unsigned char* pData,
