@@ -4,8 +4,6 @@
 // status words that tell the details of the last failure.
 #include "apps/untTamracpu.h"
 
-#include <cstring>
-
 #include "cards/untCardExchange.h"
 
 namespace orvex {
@@ -87,7 +85,7 @@ static int RunForCardNo(int ReaderID, unsigned char sub, Field& f, int delay,
                         unsigned char* CardNo) {
   Response r;
   int rt = Run(ReaderID, sub, f, delay, r);
-  if (rt == 1 && r.len > kCardNoAfter) std::memcpy(CardNo, r.data, static_cast<size_t>(r.len));
+  if (rt == 1 && r.len > kCardNoAfter) r.CopyTo(CardNo, 0, r.len);
   return rt;
 }
 
@@ -124,7 +122,7 @@ int TAMRACPU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Tem
   Response r;
   int rt = Run(ReaderID, kSamGetInfo, f, 5, r);
   if (rt == 1 && r.len > 9) {
-    std::memcpy(Teminate, r.data, kTerminalBytes);
+    r.CopyTo(Teminate, 0, kTerminalBytes);
     *OrderNo = U32be(r.data + 6);
   }
   return rt;

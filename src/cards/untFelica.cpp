@@ -8,7 +8,6 @@
 #include "cards/untFelica.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "cards/untCardExchange.h"
 
@@ -68,10 +67,10 @@ int Felica_Polling(int ReaderID, unsigned short SystemCode, unsigned char Reques
   Response r;
   int rt = Query(kPolling, ReaderID, f, r);
   if (rt != 1) return rt;
-  std::memcpy(IDM, r.data + 2, kIDmLen);
-  std::memcpy(PMm, r.data + 10, kPMmLen);
+  r.CopyTo(IDM, 2, kIDmLen);
+  r.CopyTo(PMm, 10, kPMmLen);
   // Written whether or not the card sent request data (zeros then).
-  std::memcpy(RequestData, r.data + 18, 2);
+  r.CopyTo(RequestData, 18, 2);
   return 1;
 }
 

@@ -5,8 +5,6 @@
 // the shared carrier (Carry), which checks that the reader echoed it.
 #include "reader/untVela.h"
 
-#include <cstring>
-
 #include "cards/untCardExchange.h"
 
 namespace orvex {
@@ -261,7 +259,7 @@ static int GetText(int ReaderID, unsigned char sub, unsigned char* Data) {
     for (int i = 0; i < kTextScan; ++i)
       if (s.data[i] == 0) n = i;
     if (n > kStoredText) n = kStoredText;
-    std::memcpy(Data, s.data, static_cast<size_t>(n));
+    s.CopyTo(Data, 0, n);
   }
   return rt;
 }
