@@ -2,6 +2,7 @@
 // Frame codec: stuffing, frame building, answer decoding.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <vector>
 
 #include "fake_reader.h"
@@ -270,4 +271,79 @@ TEST(AnswerDecode, RandomBytesNeverDecodeOutsideTheBuffers) {
       EXPECT_LE(d.rt, static_cast<int>(len));
     }
   }
+}
+
+// ---- The byte builder and the bounded copy shared by every command ----------
+
+namespace {
+
+// A builder over a 4-byte buffer, as the APDU builder is one over its own.
+class Small : public ByteWriter<Small, 4> {};
+
+}  // namespace
+
+TEST(ByteBuilder, AppendsLowBytesInTheOrderAsked) {
+  Field f;
+  f.u8(0x1AB).u16be(0x1234).u16le(0x1234).u32le(0x01020304u).u32be(0x01020304u).fill(7, 2);
+  EXPECT_EQ((Bytes{0xAB, 0x12, 0x34, 0x34, 0x12, 4, 3, 2, 1, 1, 2, 3, 4, 7, 7}),
+            Bytes(f.data(), f.data() + f.size()));
+  EXPECT_FALSE(f.overflowed());
+}
+
+TEST(ByteBuilder, CountsPastItsCapacityWithoutWritingAndMarksItself) {
+  unsigned char p[6] = {1, 2, 3, 4, 5, 6};
+  Small s;
+  s.bytes(p, 4);
+  EXPECT_FALSE(s.overflowed());
+  s.u8(9).bytes(p, -3);
+  EXPECT_EQ(5, s.size());
+  EXPECT_TRUE(s.overflowed());
+  EXPECT_EQ((Bytes{1, 2, 3, 4}), Bytes(s.data(), s.data() + 4));
+}
+
+TEST(BoundedCopy, StopsAtRoomAndAtTheEndOfTheBuffer) {
+  AnswerBytes a;
+  a.len = 3;
+  a.data[0] = 0x11;
+  a.data[1] = 0x22;
+  a.data[2] = 0x33;
+  a.data[kMaxAnswerData - 1] = 0x99;
+  unsigned char out[8];
+  memset(out, 0xEE, sizeof out);
+  EXPECT_EQ(2, a.CopyTo(out, 1, 5, 2));  // room 2
+  EXPECT_EQ((Bytes{0x22, 0x33, 0xEE}), Bytes(out, out + 3));
+  memset(out, 0xEE, sizeof out);
+  EXPECT_EQ(4, a.CopyTo(out, 1, 4));  // the zeros behind the answer
+  EXPECT_EQ((Bytes{0x22, 0x33, 0, 0, 0xEE}), Bytes(out, out + 5));
+  memset(out, 0xEE, sizeof out);
+  EXPECT_EQ(1, a.CopyTo(out, kMaxAnswerData - 1, 8));  // the buffer's last byte, no further
+  EXPECT_EQ((Bytes{0x99, 0xEE}), Bytes(out, out + 2));
+  memset(out, 0xEE, sizeof out);
+  EXPECT_EQ(0, a.CopyTo(out, -1, 4));
+  EXPECT_EQ(0, a.CopyTo(out, kMaxAnswerData, 4));
+  EXPECT_EQ(0, a.CopyTo(out, 0, -2));
+  EXPECT_EQ(0, a.CopyTo(out, 0, 4, 0));
+  EXPECT_EQ(Bytes(8, 0xEE), Bytes(out, out + 8));
+}
+
+TEST(BoundedCopy, FromCountsTheAnswerBytesLeft) {
+  AnswerBytes a;
+  a.len = 5;
+  EXPECT_EQ(5, a.From(0));
+  EXPECT_EQ(2, a.From(3));
+  EXPECT_EQ(0, a.From(5));
+  EXPECT_EQ(0, a.From(9));
+}
+
+TEST(BoundedCopy, FieldsReadZeroPastTheBuffer) {
+  AnswerBytes a;
+  a.data[0] = 0x01;
+  a.data[1] = 0x02;
+  a.data[2] = 0x03;
+  a.data[3] = 0x84;
+  EXPECT_EQ(0x84030201u, a.u32le(0));
+  EXPECT_EQ(0x0102, a.u16be(0));
+  EXPECT_EQ(0x0201, a.u16le(0));
+  EXPECT_EQ(0, a.at(-1));
+  EXPECT_EQ(0, a.at(kMaxAnswerData));
 }

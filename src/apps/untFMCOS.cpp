@@ -7,90 +7,68 @@
 #include "apps/untFMCOS.h"
 
 #include <cstdint>
-#include <cstring>
 #include <initializer_list>
 
+#include "cards/untCardExchange.h"
 #include "cards/untISO14443.h"
-#include "link/untFunction.h"
 
 namespace orvex {
 namespace {
 
 // A command APDU: CLA INS P1 P2, then Lc and the data field, then Le, each
-// where the command has them. Every argument goes in as its low 8 bits. Bytes
-// past the buffer are counted but not written; such an APDU is never sent.
-class Apdu {
+// where the command has them, in the one byte builder over the command APDU
+// buffer. Every argument goes in as its low 8 bits. Bytes past the buffer are
+// counted but not written; such an APDU is never sent.
+class Apdu : public ByteWriter<Apdu, kFmCommandBuffer> {
  public:
-  Apdu(int cla, int ins, int p1, int p2) { Byte(cla).Byte(ins).Byte(p1).Byte(p2); }
+  Apdu(int cla, int ins, int p1, int p2) { u8(cla).u8(ins).u8(p1).u8(p2); }
 
-  Apdu& Byte(int v) {
-    if (DataIndex < kFmCommandBuffer) Data[DataIndex] = static_cast<unsigned char>(v);
-    ++DataIndex;
-    return *this;
-  }
-  Apdu& Bytes(const unsigned char* p, int n) {
-    for (int i = 0; i < n; ++i) Byte(p[i]);
-    return *this;
-  }
-  // Amounts and order numbers go least significant byte first.
-  Apdu& U32le(int v) {
-    uint32_t u = static_cast<uint32_t>(v);
-    return Byte(u).Byte(u >> 8).Byte(u >> 16).Byte(u >> 24);
-  }
   // An Lc that the command states, whatever the data field that follows.
-  Apdu& Lc(int lc) { return Byte(lc); }
+  Apdu& Lc(int lc) { return u8(lc); }
   // Lc counting the n bytes of p, then the bytes.
-  Apdu& Body(const unsigned char* p, int n) { return Lc(n).Bytes(p, n); }
+  Apdu& Body(const unsigned char* p, int n) { return Lc(n).bytes(p, n); }
   // The purse's transaction stamp: date (4 BCD bytes), time (3 BCD bytes) and
   // the host's MAC (4 bytes).
   Apdu& Stamp(const unsigned char* BCDDate, const unsigned char* BCDTime,
               const unsigned char* Mac) {
-    return Bytes(BCDDate, 4).Bytes(BCDTime, 3).Bytes(Mac, 4);
+    return bytes(BCDDate, 4).bytes(BCDTime, 3).bytes(Mac, 4);
   }
-  Apdu& Le(int le) { return Byte(le); }
-
-  bool TooLong() const { return DataIndex > kFmCommandBuffer; }
-
-  unsigned char Data[kFmCommandBuffer] = {};
-  int DataIndex = 0;
+  Apdu& Le(int le) { return u8(le); }
 };
 
 // The card's answer as the channel hands it back: response data, then SW1
 // SW2. The channel may hand back a whole answer frame, so the buffer is that
-// large; bytes beyond retLen read 0.
-struct CardAnswer {
+// large; bytes beyond len read 0.
+struct CardAnswer : Response {
   int rt = -1;  // the channel's result, the result of every FMCOS function
-  int retLen = 0;
-  unsigned char Data_Rt[kMaxAnswerData] = {};
 
   // Response data in front of the status word.
-  bool WithData() const { return rt > 0 && retLen >= 3; }
+  bool WithData() const { return rt > 0 && len >= 3; }
   // The status word alone.
-  bool Bare() const { return rt > 0 && retLen == 2; }
+  bool Bare() const { return rt > 0 && len == 2; }
   // The two bytes at i read little-endian: SW1 low, SW2 high.
   unsigned short StatusAt(int i) const {
-    return static_cast<unsigned short>(Data_Rt[i] | Data_Rt[i + 1] << 8);
+    return static_cast<unsigned short>(u16le(i));
   }
   // The status word to ExeStatus: the last two bytes of an answer with data,
   // the two bytes of a bare one; a shorter answer or a failure leaves it.
   void StatusTo(unsigned short* ExeStatus) const {
     if (WithData())
-      *ExeStatus = StatusAt(retLen - 2);
+      *ExeStatus = StatusAt(len - 2);
     else if (Bare())
       *ExeStatus = StatusAt(0);
   }
-  // The length of the response data handed out: retLen - 2, cut to what the
+  // The length of the response data handed out: len - 2, cut to what the
   // answer buffer would hold.
   int DataLength() const {
-    int n = retLen - 2;
+    int n = len - 2;
     return n < kFmMaxResponse ? n : kFmMaxResponse;
   }
 };
 
 CardAnswer Send(int ReaderID, Apdu& apdu) {
   CardAnswer a;
-  if (!apdu.TooLong())
-    a.rt = TypeACPU_COS(ReaderID, apdu.DataIndex, apdu.Data, &a.retLen, a.Data_Rt);
+  if (!apdu.overflowed()) a.rt = TypeACPU_COS(ReaderID, apdu.size(), apdu.data(), &a.len, a.data);
   return a;
 }
 
@@ -109,7 +87,7 @@ int ResponseTo(const CardAnswer& a, Length* length, unsigned char* out, unsigned
   *length = 0;
   if (a.WithData()) {
     int n = a.DataLength();
-    std::memcpy(out, a.Data_Rt, static_cast<size_t>(n));
+    a.CopyTo(out, 0, n);
     *length = static_cast<Length>(n);
   }
   a.StatusTo(ExeStatus);
@@ -123,14 +101,14 @@ struct FourBytes {
 };
 
 // Purse answers made of 4-byte fields in a row: field i is answer bytes
-// 4i to 4i+3, copied whatever retLen is once the answer has data.
+// 4i to 4i+3, copied whatever len is once the answer has data.
 int FieldsTo(const CardAnswer& a, std::initializer_list<FourBytes> fields,
              unsigned short* ExeStatus) {
   for (const FourBytes& f : fields) *f.length = 0;
   if (a.WithData()) {
     int at = 0;
     for (const FourBytes& f : fields) {
-      std::memcpy(f.out, a.Data_Rt + at, 4);
+      a.CopyTo(f.out, at, 4);
       *f.length = 4;
       at += 4;
     }
@@ -151,7 +129,7 @@ int InitializeFor(int ReaderID, int p1, unsigned char ePursePos, int lc, int le,
                   unsigned char* PosCode, unsigned char* LenOfResult, unsigned char* Result,
                   unsigned short* ExeStatus) {
   Apdu apdu(0x80, 0x50, p1, ePursePos);
-  apdu.Lc(lc).Byte(KeyID).U32le(Value).Bytes(PosCode, LenOfPosCode).Le(le);
+  apdu.Lc(lc).u8(KeyID).u32le(static_cast<uint32_t>(Value)).bytes(PosCode, LenOfPosCode).Le(le);
   return ResponseTo(Send(ReaderID, apdu), LenOfResult, Result, ExeStatus);
 }
 
@@ -172,7 +150,7 @@ int FM_GetChallenge(int ReaderID, unsigned char BytesNumber, unsigned char* Chal
   // The random number is taken as asked for, not as long as the card sent
   // it, and the status word from right behind it.
   if (a.WithData()) {
-    std::memcpy(Challenge, a.Data_Rt, BytesNumber);
+    a.CopyTo(Challenge, 0, BytesNumber);
     *ExeStatus = a.StatusAt(BytesNumber);
   } else if (a.Bare()) {
     *ExeStatus = a.StatusAt(0);
@@ -184,7 +162,7 @@ int FM_ExternalAuthenticate(int ReaderID, unsigned char KeyIndex, unsigned char 
                             unsigned char* AuthData, unsigned short* ExeStatus) {
   Apdu apdu(0x00, 0x82, 0x00, KeyIndex);
   // Lc is always 08, for the 8-byte cryptogram.
-  apdu.Lc(0x08).Bytes(AuthData, LenOfAuthData);
+  apdu.Lc(0x08).bytes(AuthData, LenOfAuthData);
   CardAnswer a = Send(ReaderID, apdu);
   // Only a bare status word counts as the card's verdict.
   if (a.Bare()) *ExeStatus = a.StatusAt(0);
@@ -308,14 +286,14 @@ int FM_PinUnblock(int ReaderID, unsigned char KeyID, unsigned char LenOfKey, uns
                   unsigned char LenOfMac, unsigned char* Mac, unsigned short* ExeStatus) {
   // The key number goes in P1 here, in P2 for the other PIN commands.
   Apdu apdu(0x84, 0x24, KeyID, 0x00);
-  apdu.Lc(LenOfKey + LenOfMac).Bytes(Key, LenOfKey).Bytes(Mac, LenOfMac);
+  apdu.Lc(LenOfKey + LenOfMac).bytes(Key, LenOfKey).bytes(Mac, LenOfMac);
   return StatusOnly(Send(ReaderID, apdu), ExeStatus);
 }
 
 int FM_ReloadPin(int ReaderID, unsigned char KeyID, unsigned char LenOfKey, unsigned char* Key,
                  unsigned char LenOfMac, unsigned char* Mac, unsigned short* ExeStatus) {
   Apdu apdu(0x80, 0x5E, 0x00, KeyID);
-  apdu.Lc(LenOfKey + LenOfMac).Bytes(Key, LenOfKey).Bytes(Mac, LenOfMac);
+  apdu.Lc(LenOfKey + LenOfMac).bytes(Key, LenOfKey).bytes(Mac, LenOfMac);
   return StatusOnly(Send(ReaderID, apdu), ExeStatus);
 }
 
@@ -325,9 +303,9 @@ int FM_ChangePin(int ReaderID, unsigned char KeyID, unsigned char LenOfOldKey,
   // Old and new PIN are separated by one byte FF, counted in Lc.
   Apdu apdu(0x80, 0x5E, 0x01, KeyID);
   apdu.Lc(LenOfOldKey + LenOfNewKey + 1)
-      .Bytes(OldKey, LenOfOldKey)
-      .Byte(0xFF)
-      .Bytes(NewKey, LenOfNewKey);
+      .bytes(OldKey, LenOfOldKey)
+      .u8(0xFF)
+      .bytes(NewKey, LenOfNewKey);
   return StatusOnly(Send(ReaderID, apdu), ExeStatus);
 }
 
@@ -362,7 +340,7 @@ int FM_DebitForCappPurchase(int ReaderID, int OrderNo, unsigned char* BCDDate,
                             unsigned char* TAC, unsigned char* LenOfMac2, unsigned char* Mac2,
                             unsigned short* ExeStatus) {
   Apdu apdu(0x80, 0x54, 0x01, 0x00);
-  apdu.Lc(0x0F).U32le(OrderNo).Stamp(BCDDate, BCDTime, Mac).Le(0x08);
+  apdu.Lc(0x0F).u32le(static_cast<uint32_t>(OrderNo)).Stamp(BCDDate, BCDTime, Mac).Le(0x08);
   return FieldsTo(Send(ReaderID, apdu), {{LenOfTAC, TAC}, {LenOfMac2, Mac2}}, ExeStatus);
 }
 
@@ -406,7 +384,7 @@ int FM_UpdateOverdrawLimit(int ReaderID, int NewLimitValue, unsigned char* BCDDa
                            unsigned char* TAC, unsigned short* ExeStatus) {
   // Lc says 0E although the data field that follows is 15 bytes long.
   Apdu apdu(0x80, 0x58, 0x00, 0x00);
-  apdu.Lc(0x0E).U32le(NewLimitValue).Stamp(BCDDate, BCDTime, Mac).Le(0x04);
+  apdu.Lc(0x0E).u32le(static_cast<uint32_t>(NewLimitValue)).Stamp(BCDDate, BCDTime, Mac).Le(0x04);
   return FieldsTo(Send(ReaderID, apdu), {{LenOfTAC, TAC}}, ExeStatus);
 }
 
@@ -415,7 +393,7 @@ int FM_GetTransactionProve(int ReaderID, unsigned char ProveTypeID,
                            unsigned char* MAC, unsigned char* LenOfTAC, unsigned char* TAC,
                            unsigned short* ExeStatus) {
   Apdu apdu(0x80, 0x5A, 0x00, ProveTypeID);
-  apdu.Lc(0x02).Byte(TranactionOrderNo).Byte(TranactionOrderNo >> 8).Le(0x08);
+  apdu.Lc(0x02).u8(TranactionOrderNo).u8(TranactionOrderNo >> 8).Le(0x08);
   return FieldsTo(Send(ReaderID, apdu), {{LenOfMAC, MAC}, {LenOfTAC, TAC}}, ExeStatus);
 }
 
@@ -425,9 +403,7 @@ int FM_GetBalance(int ReaderID, unsigned char ePursePos, int* Value, unsigned sh
   CardAnswer a = Send(ReaderID, apdu);
   // The balance is read least significant byte first.
   if (a.WithData()) {
-    uint32_t v = a.Data_Rt[0] | a.Data_Rt[1] << 8 | a.Data_Rt[2] << 16 |
-                 static_cast<uint32_t>(a.Data_Rt[3]) << 24;
-    *Value = static_cast<int>(v);
+    *Value = static_cast<int>(a.u32le(0));
   }
   a.StatusTo(ExeStatus);
   return a.rt;

@@ -4,9 +4,7 @@
 // status words that tell the details of the last failure.
 #include "apps/untTamracpu.h"
 
-#include <cstring>
-
-#include "link/untFunction.h"
+#include "cards/untCardExchange.h"
 
 namespace orvex {
 
@@ -59,14 +57,10 @@ int TAMRACPU_Transfer(int ReaderID, unsigned char CMD, int paramlen, unsigned ch
   Field f;
   f.u8(CMD).bytes(param, paramlen);
   Answer a;
-  if (Exchange(kCardAppCommand, ReaderID, f, DelayTime100ms, kSleep, a) != Exchanged::kDecoded)
-    return -1;
+  int rt = Carry(kCardAppCommand, ReaderID, f, CMD, DelayTime100ms, len, data, a, kSleep);
+  if (rt < 0) return -1;
   ExeCmdStep = a.status;
-  if (a.status == 0 && a.len >= 1 && a.data[0] == CMD) {
-    *len = a.len - 1;
-    a.CopyTo(data, 1, a.len - 1);
-    return 1;
-  }
+  if (rt == 1) return 1;
   if (a.len > 2) ExeCmdStatus = static_cast<unsigned short>(a.at(1) << 8 | a.at(2));
   return -2;
 }
@@ -75,29 +69,23 @@ unsigned short TAMRACPU_GetStatus(int /*ReaderID*/, int mode) {
   return mode != 0 ? ExeCmdStep : ExeCmdStatus;
 }
 
-// A result the caller does not take whole.
-struct Result {
-  int len = 0;
-  unsigned char data[kMaxAnswerData] = {};
-};
-
 // Sends the parameters built in f under sub-command sub; the result goes to r.
-static int Run(int ReaderID, unsigned char sub, Field& f, int delay, Result& r) {
+static int Run(int ReaderID, unsigned char sub, Field& f, int delay, Response& r) {
   return TAMRACPU_Transfer(ReaderID, sub, f.size(), f.data(), &r.len, r.data, delay);
 }
 
 // As Run, for a command whose result is not used.
 static int RunDiscarding(int ReaderID, unsigned char sub, Field& f, int delay) {
-  Result r;
+  Response r;
   return Run(ReaderID, sub, f, delay, r);
 }
 
 // The card number, all result bytes, when more than 7 came back.
 static int RunForCardNo(int ReaderID, unsigned char sub, Field& f, int delay,
                         unsigned char* CardNo) {
-  Result r;
+  Response r;
   int rt = Run(ReaderID, sub, f, delay, r);
-  if (rt == 1 && r.len > kCardNoAfter) std::memcpy(CardNo, r.data, static_cast<size_t>(r.len));
+  if (rt == 1 && r.len > kCardNoAfter) r.CopyTo(CardNo, 0, r.len);
   return rt;
 }
 
@@ -131,10 +119,10 @@ int TAMRACPU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Tem
                         unsigned int* OrderNo) {
   Field f;
   f.u8(SamIndex);
-  Result r;
+  Response r;
   int rt = Run(ReaderID, kSamGetInfo, f, 5, r);
   if (rt == 1 && r.len > 9) {
-    std::memcpy(Teminate, r.data, kTerminalBytes);
+    r.CopyTo(Teminate, 0, kTerminalBytes);
     *OrderNo = U32be(r.data + 6);
   }
   return rt;
@@ -206,7 +194,7 @@ int TAMRACPU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int C
 // The balance, most significant byte first, when more than 3 bytes came back.
 int TAMRACPU_Balance(int ReaderID, unsigned int* Value) {
   Field f;
-  Result r;
+  Response r;
   int rt = Run(ReaderID, kBalance, f, 5, r);
   if (rt == 1 && r.len > 3) *Value = U32be(r.data);
   return rt;

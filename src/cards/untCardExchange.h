@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: MIT
-// Answer handling shared by the card command modules. Every function here is
-// a thin layer over the one command exchange (Transact / Exchange): the card
-// modules lay out their data fields and pick their fields out of the answer,
-// the handling that many commands share lives here once.
+// The ways a command uses its one exchange, shared by every command module
+// (cards, reader management, the display reader, the card application).
+// Each is a thin layer over the command exchange (Transact / Exchange): a
+// module lays out its data field and picks its fields out of the answer; the
+// handling that many commands share lives here once.
 #pragma once
-
-#include <cstring>
 
 #include "link/untFunction.h"
 
 namespace orvex {
 
 // One command whose answer carries nothing for the caller: 1 done, -1 link
-// failure, -3 refused.
-int Execute(unsigned char Cmd, int ReaderID, const Field& request, int DelayTimes);
+// failure, -3 refused; NoAnswer when nothing came back (some commands tell
+// that apart as -2).
+int Execute(unsigned char Cmd, int ReaderID, const Field& request, int DelayTimes,
+            int NoAnswer = -1);
 
 // One command whose whole answer goes to the caller: on success out receives
 // the n answer bytes and *len (when len is given) the count n, cut to the
@@ -31,32 +32,40 @@ int ExecuteAll(unsigned char Cmd, int ReaderID, const Field& request, int DelayT
   return 1;
 }
 
-// A card command carried under one reader command behind a sub-function byte
-// that the reader echoes as the answer's first data byte. On status 0 with
-// the echo in place: *DataLenRet = n - 1, pDataRet receives answer bytes 1 to
-// n - 1 (the card's own response), result 1. -1 for a link failure. 0 when
-// the reader refused or the echo is missing (answer.status tells which);
-// each family turns that into its own result. Nothing is written unless 1.
+// The multi-block commands of the memory cards: the first block and the block
+// count lead the data field, the reader gets BlockNums x 100 ms, and its
+// leading answer byte is the result (0 to 255, so 0 is a success too).
+// A write sends LenData bytes of pData behind the two.
+int WriteRun(unsigned char Cmd, int ReaderID, int StartBlock, int BlockNums, int LenData,
+             unsigned char* pData);
+// A read hands over *LenData = n + extra and that many bytes from the
+// answer's second byte on: extra -1 gives the data behind the leading byte,
+// extra 0 one byte more (the zero behind the answer's data), as the command
+// has it.
+int ReadRun(unsigned char Cmd, int ReaderID, int StartBlock, int BlockNums, int extra,
+            int* LenData, unsigned char* pData);
+
+// The value-block commands that carry an amount: the block, then the amount
+// in two's complement, least significant byte first.
+int PurseAmount(unsigned char Cmd, int ReaderID, int BlockAddr, int Amount);
+// The value-block read: the block goes out, the value comes back in the
+// answer's first four bytes, least significant first (zeros behind a short
+// answer). *Value is written only on success.
+int PurseValue(unsigned char Cmd, int ReaderID, int BlockAddr, int* Value);
+
+// A command carried under one reader command behind a sub-command byte that
+// the reader echoes as the answer's first data byte: the one echo check. On
+// status 0 with the echo in place: *DataLenRet = n - 1, pDataRet receives
+// answer bytes 1 to n - 1 (the card's or the reader's own response), result
+// 1. -1 for a link failure. 0 when the reader refused or the echo is missing
+// (answer.status tells which); each family turns that into its own result.
+// Nothing is written unless 1.
 int Carry(unsigned char Cmd, int ReaderID, const Field& request, unsigned char echo, int DelayTime,
-          int* DataLenRet, unsigned char* pDataRet, Answer& answer);
+          int* DataLenRet, unsigned char* pDataRet, Answer& answer, int SleepTime = 20);
 
-// A card's response as a carrier hands it over (the bytes behind the echo),
-// in a buffer that holds any answer. It stays all zeros unless a carrier
-// wrote it, and bytes past the response read as zero.
-struct Response {
-  int len = 0;
-  unsigned char data[kMaxAnswerData] = {};
-
-  // Copies count bytes from offset on into dst, but never more than room
-  // (what dst holds) and never past the end of the response; returns the
-  // bytes copied.
-  int CopyTo(unsigned char* dst, int offset, int count, int room) const {
-    if (count > room) count = room;
-    if (count > len - offset) count = len - offset;
-    if (offset < 0 || count <= 0) return 0;
-    std::memcpy(dst, data + offset, static_cast<size_t>(count));
-    return count;
-  }
-};
+// A response as a carrier hands it over (the bytes behind the echo), in a
+// buffer that holds any answer. It stays all zeros unless a carrier wrote
+// it, and bytes past the response read as zero.
+using Response = AnswerBytes;
 
 }  // namespace orvex

@@ -7,7 +7,7 @@
 // response.
 #include "cards/untFelica.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include "cards/untCardExchange.h"
 
@@ -67,10 +67,10 @@ int Felica_Polling(int ReaderID, unsigned short SystemCode, unsigned char Reques
   Response r;
   int rt = Query(kPolling, ReaderID, f, r);
   if (rt != 1) return rt;
-  std::memcpy(IDM, r.data + 2, kIDmLen);
-  std::memcpy(PMm, r.data + 10, kPMmLen);
+  r.CopyTo(IDM, 2, kIDmLen);
+  r.CopyTo(PMm, 10, kPMmLen);
   // Written whether or not the card sent request data (zeros then).
-  std::memcpy(RequestData, r.data + 18, 2);
+  r.CopyTo(RequestData, 18, 2);
   return 1;
 }
 
@@ -85,7 +85,7 @@ int Felica_RequestService(int ReaderID, unsigned char* IDM, unsigned char Number
   // on, one byte earlier than the response lays them out. A response to
   // NumbersOfCode nodes carries 2 x NumbersOfCode + 1 bytes from byte 10 on:
   // the caller's buffer holds that much, and no odd count writes more.
-  r.CopyTo(NodeKeyList, 10, 2 * r.data[9], 2 * NumbersOfCode + 1);
+  r.CopyTo(NodeKeyList, 10, std::min(2 * r.data[9], r.From(10)), 2 * NumbersOfCode + 1);
   return 1;
 }
 
@@ -132,7 +132,7 @@ int Felica_ReadWithoutEncryption(int ReaderID, unsigned char* IDM, unsigned char
   // The block count at byte 12, the blocks from byte 13 on; no more blocks
   // than were asked for, which is what the caller's buffer holds.
   if (Flags(r, Status1, Status2))
-    r.CopyTo(pBlockData, 13, kBlockLen * r.data[12], kBlockLen * NumberofBlock);
+    r.CopyTo(pBlockData, 13, std::min(kBlockLen * r.data[12], r.From(13)), kBlockLen * NumberofBlock);
   return rt;
 }
 

@@ -16,34 +16,9 @@ static constexpr int kCheckDelay = 3;     // AT88RF020 key check
 
 // ---- Shared by the three tag families -------------------------------------------
 
-// The multi-block writes: BlockID, BlockNums, then the data. The reader gets
-// BlockNums x 100 ms, and its leading answer byte is the result (0 to 255,
-// so 0 is a success too).
-static int WriteRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums, int LenData,
-                    unsigned char* pData) {
-  Answer a;
-  int rt = Transact(cmd, ReaderID, Field().u8(BlockID).u8(BlockNums).bytes(pData, LenData), BlockNums, a);
-  return rt == 1 ? a.at(0) : rt;
-}
-
-// The multi-block reads, alike but for what they hand over: *LenData = n +
-// extra and that many bytes from the answer's second byte on. The SR tags
-// pass extra -1, the data behind the leading byte; the AT88RF020 passes 0 and
-// so hands over one byte past the answer's data (a zero). The result is the
-// leading byte, so an answer without one is malformed: -1, nothing written.
-static int ReadRun(unsigned char cmd, int ReaderID, int BlockID, int BlockNums, int extra, int* LenData,
-                   unsigned char* pData) {
-  Answer a;
-  int rt = Transact(cmd, ReaderID, Field().u8(BlockID).u8(BlockNums), BlockNums, a);
-  if (rt != 1) return rt;
-  if (a.len < 1) return -1;
-  const int count = a.len + extra;
-  const int copied = a.CopyTo(pData, 1, count);
-  // The zero past the data of a whole answer buffer lies outside it.
-  if (copied < count) std::memset(pData + copied, 0, static_cast<size_t>(count - copied));
-  *LenData = count;
-  return a.at(0);
-}
+// The multi-block commands are WriteRun and ReadRun: the SR tags read with
+// extra -1, the data behind the leading byte; the AT88RF020 reads with 0 and
+// so hands over one byte past the answer's data (a zero).
 
 // A single block read handing over the whole answer, into room bytes.
 static int ReadBlock(unsigned char cmd, int ReaderID, int BlockID, unsigned char* pData,

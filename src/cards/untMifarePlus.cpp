@@ -28,11 +28,6 @@ Field KeyAddressed(int AESKeyAddr, const unsigned char* AESKey) {
   return f;
 }
 
-// The value-block commands that carry an amount, least significant byte first.
-int PurseAmount(unsigned char cmd, int ReaderID, int BlockID, int Value) {
-  return Execute(cmd, ReaderID, Field().u8(BlockID).u32le(static_cast<uint32_t>(Value)), kDelay);
-}
-
 }  // namespace
 
 int MPlus_L0_Write_(int ReaderID, int BlockID, unsigned char* pData) {
@@ -67,11 +62,7 @@ int MPlus_L3_Purse_Initial_(int ReaderID, int BlockID, int InitialValue) {
 }
 
 int MPlus_L3_Purse_Read_(int ReaderID, int BlockID, int* Value) {
-  Answer a;
-  int rt = Transact(0x97, ReaderID, Field().u8(BlockID), kDelay, a);
-  if (rt != 1) return rt;
-  *Value = static_cast<int>(static_cast<uint32_t>(a.u16le(0)) | static_cast<uint32_t>(a.u16le(2)) << 16);
-  return 1;
+  return PurseValue(0x97, ReaderID, BlockID, Value);
 }
 
 int MPlus_L3_Purse_Charge_(int ReaderID, int BlockID, int Value) {

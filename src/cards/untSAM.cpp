@@ -3,7 +3,7 @@
 // the command code.
 #include "cards/untSAM.h"
 
-#include "link/untFunction.h"
+#include "cards/untCardExchange.h"
 
 namespace orvex {
 
@@ -24,51 +24,37 @@ unsigned char SAM_SlotCommand(unsigned char base, int SamIndex) {
   return base;
 }
 
-// One exchange whose whole answer (an answer to reset or a response APDU)
-// goes to the caller, with its length, when the reader carried it out.
-static int WholeAnswer(unsigned char base, int ReaderID, int SamIndex, const Field& f, int delay,
-                       int* rtLen, unsigned char* pData) {
-  Answer a;
-  int rt = Transact(SAM_SlotCommand(base, SamIndex), ReaderID, f, delay, a);
-  if (rt != 1) return rt;
-  *rtLen = a.len;
-  a.CopyTo(pData, 0, a.len);
-  return 1;
-}
-
 int SAM_Bound(int ReaderID, int SamIndex, int BoundIndex) {
-  Answer a;
-  return Transact(SAM_SlotCommand(kSetSpeed, SamIndex), ReaderID, Field().u8(BoundIndex),
-                  kSpeedDelay, a);
+  return Execute(SAM_SlotCommand(kSetSpeed, SamIndex), ReaderID, Field().u8(BoundIndex), kSpeedDelay);
 }
 
 int SAM_PPSBound(int ReaderID, int SamIndex, int BoundIndex) {
-  Answer a;
-  return Transact(SAM_SlotCommand(kPps, SamIndex), ReaderID, Field().u8(BoundIndex), kSpeedDelay,
-                  a);
+  return Execute(SAM_SlotCommand(kPps, SamIndex), ReaderID, Field().u8(BoundIndex), kSpeedDelay);
 }
 
 int SAM_PPSBaud2(int ReaderID, int SamIndex, int BaudIndex, int Protocol) {
-  Answer a;
-  return Transact(SAM_SlotCommand(kPps, SamIndex), ReaderID, Field().u8(BaudIndex).u8(Protocol),
-                  kSpeedDelay, a);
+  return Execute(SAM_SlotCommand(kPps, SamIndex), ReaderID, Field().u8(BaudIndex).u8(Protocol),
+                 kSpeedDelay);
 }
 
+// The answer to reset and the response APDU go to the caller whole, with
+// their length, when the reader carried the command out.
 int SAM_Reset(int ReaderID, int SamIndex, int* rtLen, unsigned char* pData) {
-  return WholeAnswer(kReset, ReaderID, SamIndex, Field(), kResetDelay, rtLen, pData);
+  return ExecuteAll(SAM_SlotCommand(kReset, SamIndex), ReaderID, Field(), kResetDelay, rtLen, pData);
 }
 
 int SAM_Reset2(int ReaderID, int SamIndex, unsigned char SAMVoltage, int* rtLen,
                unsigned char* pData) {
-  return WholeAnswer(kReset, ReaderID, SamIndex, Field().u8(SAMVoltage), kResetDelay, rtLen, pData);
+  return ExecuteAll(SAM_SlotCommand(kReset, SamIndex), ReaderID, Field().u8(SAMVoltage), kResetDelay,
+                    rtLen, pData);
 }
 
 int SAM_COS(int ReaderID, int SamIndex, int LenCOS, unsigned char* Com_COS, int* rtLen,
             unsigned char* pData) {
   // The APDU travels in a request buffer of kSamMaxApdu bytes.
   if (LenCOS < 0 || LenCOS > kSamMaxApdu) return -1;
-  return WholeAnswer(kApdu, ReaderID, SamIndex, Field().bytes(Com_COS, LenCOS), kApduDelay, rtLen,
-                     pData);
+  return ExecuteAll(SAM_SlotCommand(kApdu, SamIndex), ReaderID, Field().bytes(Com_COS, LenCOS),
+                    kApduDelay, rtLen, pData);
 }
 
 }  // namespace orvex

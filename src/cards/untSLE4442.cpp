@@ -73,11 +73,10 @@ static bool ReadsBack(const unsigned char* got, int gotLen, const unsigned char*
 // main memory too, which is where its data go.
 static int VerifiedWrite(unsigned char FC2, int ReaderID, unsigned char StartAddr, unsigned char MemLen,
                          unsigned char* MemData) {
-  unsigned char request[1 + 255];
-  request[0] = StartAddr;
-  if (MemLen > 0) std::memcpy(request + 1, MemData, MemLen);
+  Field request;
+  request.u8(StartAddr).bytes(MemData, MemLen);
   Response written;
-  if (Send(FC2, ReaderID, request, 1 + MemLen, written) <= 0) return -1;
+  if (Send(FC2, ReaderID, request.data(), request.size(), written) <= 0) return -1;
   usleep(kWritePauseUs);
   Response back;
   back.len = SLE_ReadMainMemory(ReaderID, StartAddr, MemLen, back.data);

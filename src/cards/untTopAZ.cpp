@@ -6,8 +6,6 @@
 // the tag echoes where the command calls for it.
 #include "cards/untTopAZ.h"
 
-#include <cstring>
-
 #include "cards/untCardExchange.h"
 
 namespace orvex {
@@ -49,7 +47,7 @@ static int Send(unsigned char FC2, int ReaderID, Field& request, Response& r) {
 static int HandOver(const Response& r, int from, int* DataLenRet, unsigned char* pDataRet) {
   if (r.len < from) return -1;
   *DataLenRet = r.len - from;
-  if (r.len > from) std::memcpy(pDataRet, r.data + from, static_cast<size_t>(r.len - from));
+  r.CopyTo(pDataRet, from, r.From(from));
   return 1;
 }
 
@@ -135,7 +133,7 @@ static int BlockCommand(unsigned char FC2, int ReaderID, unsigned char* UID, uns
   int rt = Send(FC2, ReaderID, f, r);
   if (rt != 1) return rt;
   if (r.data[0] != BlockID) return -2;
-  std::memcpy(pDataRet, r.data + 1, kBlockLen);
+  r.CopyTo(pDataRet, 1, kBlockLen);
   return 1;
 }
 

@@ -25,9 +25,11 @@ constexpr int kMaxStuffedFrame = 2 * kMaxFrame;
 constexpr int kMaxRawAnswer = kMaxStuffedFrame;
 constexpr int kMaxAnswerData = kMaxDataField;
 // The header promises every "all answer bytes" output at most
-// ORVEX_MAX_ANSWER bytes: that is the answer buffer's size, and a whole
-// answer frame, stuffed at worst, fits the bytes collected for it.
-static_assert(kMaxAnswerData == ORVEX_MAX_ANSWER, "answer data buffers hold ORVEX_MAX_ANSWER bytes");
+// ORVEX_MAX_ANSWER bytes: that is the decoded answer buffer and the longest
+// data field a frame carries either way, and a whole answer frame, stuffed at
+// worst, fits the bytes collected for it.
+static_assert(ORVEX_MAX_ANSWER == kMaxAnswerData, "ORVEX_MAX_ANSWER is the answer data buffer");
+static_assert(ORVEX_MAX_ANSWER == kMaxDataField, "ORVEX_MAX_ANSWER is the longest data field");
 static_assert(kMaxRawAnswer >= 2 * (ORVEX_MAX_ANSWER + 9), "a stuffed answer frame fits the raw buffer");
 
 constexpr unsigned char STX = 0x02;
@@ -107,59 +109,85 @@ int ReadData_(int ReaderID, unsigned char* In, int DelayTimes, int SleepTime);
 
 // ---- The command exchange ---------------------------------------------------------
 
-// A request data field under construction. Appends past kMaxDataField mark
-// the field as overflowed; an overflowed field is never sent.
-class Field {
+// The one byte builder: bytes appended in order into a buffer of Capacity
+// bytes, every value as its low 8 bits. Appends past the capacity are counted
+// but not written and mark the bytes as overflowed; overflowed bytes are
+// never sent. Self is the builder that derives from it, so that its own
+// appenders chain with these.
+template <typename Self, int Capacity>
+class ByteWriter {
  public:
-  Field& u8(int v) {
-    if (len_ < kMaxDataField) buf_[len_] = static_cast<unsigned char>(v);
+  Self& u8(int v) {
+    if (len_ < Capacity) buf_[len_] = static_cast<unsigned char>(v);
     ++len_;
-    return *this;
+    return self();
   }
-  Field& u16be(int v) { return u8(v >> 8).u8(v); }
-  Field& u16le(int v) { return u8(v).u8(v >> 8); }
-  Field& u32le(uint32_t v) { return u8(v).u8(v >> 8).u8(v >> 16).u8(v >> 24); }
-  Field& u32be(uint32_t v) { return u8(v >> 24).u8(v >> 16).u8(v >> 8).u8(v); }
+  Self& u16be(int v) { return u8(v >> 8).u8(v); }
+  Self& u16le(int v) { return u8(v).u8(v >> 8); }
+  Self& u32le(uint32_t v) { return u8(v).u8(v >> 8).u8(v >> 16).u8(v >> 24); }
+  Self& u32be(uint32_t v) { return u8(v >> 24).u8(v >> 16).u8(v >> 8).u8(v); }
   // n bytes of p (nothing when n <= 0).
-  Field& bytes(const unsigned char* p, int n) {
+  Self& bytes(const unsigned char* p, int n) {
     for (int i = 0; i < n; ++i) u8(p[i]);
-    return *this;
+    return self();
   }
   // n copies of v.
-  Field& fill(int v, int n) {
+  Self& fill(int v, int n) {
     for (int i = 0; i < n; ++i) u8(v);
-    return *this;
+    return self();
   }
   int size() const { return len_; }
-  bool overflowed() const { return len_ > kMaxDataField; }
+  bool overflowed() const { return len_ > Capacity; }
   unsigned char* data() { return buf_; }
   const unsigned char* data() const { return buf_; }
 
  private:
-  unsigned char buf_[kMaxDataField] = {};
+  Self& self() { return static_cast<Self&>(*this); }
+  unsigned char buf_[Capacity] = {};
   int len_ = 0;
 };
 
-// A decoded answer. data[] is zero beyond len, so reading a fixed-width field
-// from a short answer yields zeros, never bytes of another exchange.
-struct Answer {
-  int reader = 0;
-  unsigned char cmd = 0;
-  unsigned char status = 0;
+// A request data field under construction: at most kMaxDataField bytes.
+class Field : public ByteWriter<Field, kMaxDataField> {};
+
+// Answer bytes: the data of one decoded answer, or the card's response a
+// carrier hands over from behind the echo. data[] is zero beyond len, so a
+// fixed-width field read from a short answer yields zeros, never bytes of
+// another exchange.
+struct AnswerBytes {
   int len = 0;  // answer data length m
   unsigned char data[kMaxAnswerData] = {};
 
   unsigned char at(int i) const { return (i >= 0 && i < kMaxAnswerData) ? data[i] : 0; }
   int u16be(int i) const { return at(i) << 8 | at(i + 1); }
   int u16le(int i) const { return at(i) | at(i + 1) << 8; }
-  // Copies count bytes starting at offset into dst, stopping at the end of
-  // the answer buffer (never past it); returns the bytes copied.
-  int CopyTo(unsigned char* dst, int offset, int count) const {
-    if (offset < 0 || count <= 0 || offset >= kMaxAnswerData) return 0;
+  uint32_t u32le(int i) const {
+    return static_cast<uint32_t>(u16le(i)) | static_cast<uint32_t>(u16le(i + 2)) << 16;
+  }
+  // The count of answer bytes from offset to the end of the answer (0 when
+  // the answer ends before offset).
+  int From(int offset) const { return len > offset ? len - offset : 0; }
+  // The one bounded copy: count bytes starting at offset into dst, but never
+  // more than room (what dst holds) and never past the end of the buffer;
+  // returns the bytes copied. Bytes between len and the buffer's end are the
+  // zeros behind the answer: callers that hand over only what the reader
+  // sent pass a count no larger than From(offset).
+  int CopyTo(unsigned char* dst, int offset, int count, int room = kMaxAnswerData) const {
+    if (offset < 0 || offset >= kMaxAnswerData) return 0;
+    if (count > room) count = room;
     if (count > kMaxAnswerData - offset) count = kMaxAnswerData - offset;
+    if (count <= 0) return 0;
     std::memcpy(dst, data + offset, static_cast<size_t>(count));
     return count;
   }
+};
+
+// A decoded answer: the reader number, command and status byte of the
+// frame, and its data.
+struct Answer : AnswerBytes {
+  int reader = 0;
+  unsigned char cmd = 0;
+  unsigned char status = 0;
 };
 
 // How one exchange ended.

@@ -5,19 +5,16 @@
 
 #include <cstring>
 
-#include "link/untFunction.h"
+#include "cards/untCardExchange.h"
 
 namespace orvex {
 
 static constexpr int kDelay = 1;
 static constexpr int kSleep = 20;
 
-// The family's own reading of an exchange: 1 when carried out, -1 for a
-// link failure and also for a reader refusal.
-static int Done(unsigned char cmd, int ReaderID, const Field& f, Answer& a,
-                int delay = kDelay) {
-  return Transact(cmd, ReaderID, f, delay, a, kSleep) == 1 ? 1 : -1;
-}
+// The family's own reading of a command: 1 when carried out, -1 for a link
+// failure and also for a reader refusal.
+static int Done(int rt) { return rt == 1 ? 1 : -1; }
 
 int GetVersion_() { return 7; }
 
@@ -79,14 +76,13 @@ int GetReaderNo_(int ReaderID, unsigned char* ReaderNo) {
 }
 
 int Buzzer2_(int ReaderID, int Time_ON, int Time_OFF, int Cycle) {
-  Answer a;
-  return Done(0x06, ReaderID, Field().u8(Time_ON).u8(Time_OFF).u8(Cycle), a);
+  return Done(Execute(0x06, ReaderID, Field().u8(Time_ON).u8(Time_OFF).u8(Cycle), kDelay));
 }
 
 int LED2_(int ReaderID, int LEDIndex, int Time_ON, int Time_OFF, int Cycle, int LedIndexOn) {
-  Answer a;
-  return Done(0x07, ReaderID,
-              Field().u8(LEDIndex).u8(Time_ON).u8(Time_OFF).u8(Cycle).u8(LedIndexOn), a);
+  Field f;
+  f.u8(LEDIndex).u8(Time_ON).u8(Time_OFF).u8(Cycle).u8(LedIndexOn);
+  return Done(Execute(0x07, ReaderID, f, kDelay));
 }
 
 int LEDDisplay_(int ReaderID, int Alignment, char* LEDText) {
@@ -99,82 +95,60 @@ int LEDDisplay_(int ReaderID, int Alignment, char* LEDText) {
   if (fill < 0) fill = 0;
   Field f;
   f.u8(fill + L).fill(0, fill).bytes(reinterpret_cast<const unsigned char*>(LEDText), L);
-  Answer a;
-  return Done(0x09, ReaderID, f, a);
+  return Done(Execute(0x09, ReaderID, f, kDelay));
 }
 
 int AntennaStatus_(int ReaderID, bool ATStatus) {
-  Answer a;
   // The one command of the family that tells "no answer" (-2) apart.
-  int rt = Transact(0x21, ReaderID, Field().u8(ATStatus ? 1 : 0), kDelay, a, kSleep, -2);
+  int rt = Execute(0x21, ReaderID, Field().u8(ATStatus ? 1 : 0), kDelay, -2);
   return rt == 1 || rt == -2 ? rt : -1;
 }
 
 int SearchCardMode_(int ReaderID, int Mode) {
-  Answer a;
-  return Done(0x20, ReaderID, Field().u8(Mode), a);
+  return Done(Execute(0x20, ReaderID, Field().u8(Mode), kDelay));
 }
 
 int SearchCardMode_2(int ReaderID, int Mode, int Param) {
-  Answer a;
-  return Done(0x20, ReaderID, Field().u8(Mode).u8(Param), a);
+  return Done(Execute(0x20, ReaderID, Field().u8(Mode).u8(Param), kDelay));
 }
 
 int LFCard_ReadID_(int ReaderID, unsigned char* CardID) {
-  Answer a;
-  if (Done(0xFD, ReaderID, Field(), a) != 1) return -1;
-  a.CopyTo(CardID, 0, a.len);
-  return 1;
+  return Done(ExecuteAll<int>(0xFD, ReaderID, Field(), kDelay, nullptr, CardID));
 }
 
 int WriteFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToWrite) {
-  Answer a;
   Field f;
   f.u8(0).u8(0).u16be(AddrBegin).u16be(DataLen).bytes(DataToWrite, DataLen);
-  return Done(0xB2, ReaderID, f, a);
+  return Done(Execute(0xB2, ReaderID, f, kDelay));
 }
 
 int ReadFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead) {
-  Answer a;
-  if (Done(0xB1, ReaderID, Field().u8(0).u8(0).u16be(AddrBegin).u16be(DataLen), a) != 1) return -1;
-  a.CopyTo(DataToRead, 0, a.len);
-  return 1;
+  Field f;
+  f.u8(0).u8(0).u16be(AddrBegin).u16be(DataLen);
+  return Done(ExecuteAll<int>(0xB1, ReaderID, f, kDelay, nullptr, DataToRead));
 }
 
 int SelectAntenna_(int ReaderID, int AntennaID) {
-  Answer a;
-  return Done(0xFE, ReaderID, Field().u8(AntennaID), a);
+  return Done(Execute(0xFE, ReaderID, Field().u8(AntennaID), kDelay));
 }
 
 int SetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param) {
-  Answer a;
-  return Done(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), a);
-}
-
-// All answer bytes to OutResult and their count to OutLen.
-static int ReturnAll(unsigned char cmd, int ReaderID, const Field& f, int delay, int* OutLen,
-                     unsigned char* OutResult) {
-  Answer a;
-  if (Done(cmd, ReaderID, f, a, delay) != 1) return -1;
-  a.CopyTo(OutResult, 0, a.len);
-  *OutLen = a.len;
-  return 1;
+  return Done(Execute(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), kDelay));
 }
 
 int GetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
               unsigned char* OutResult) {
-  return ReturnAll(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), kDelay, OutLen,
-                   OutResult);
+  return Done(ExecuteAll(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), kDelay, OutLen,
+                         OutResult));
 }
 
 int Set433ModuleParam_(int ReaderID, unsigned char* Param) {
-  Answer a;
-  return Done(0xFC, ReaderID, Field().u8(1).bytes(Param, 8), a);
+  return Done(Execute(0xFC, ReaderID, Field().u8(1).bytes(Param, 8), kDelay));
 }
 
 int Get433ModuleParam_(int ReaderID, unsigned char* Param) {
   Answer a;
-  if (Done(0xFC, ReaderID, Field().u8(0), a) != 1) return -1;
+  if (Done(Transact(0xFC, ReaderID, Field().u8(0), kDelay, a)) != 1) return -1;
   a.CopyTo(Param, 0, 8);  // always 8 bytes, whatever the answer length
   return 1;
 }
@@ -182,8 +156,9 @@ int Get433ModuleParam_(int ReaderID, unsigned char* Param) {
 int SendCMD_(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param, int* OutLen,
              unsigned char* OutResult) {
   // TimeOut is both the byte sent and the answer deadline, in 100 ms units.
-  return ReturnAll(0xFB, ReaderID, Field().u8(Mode).u8(TimeOut).bytes(Param, ParamLen), TimeOut,
-                   OutLen, OutResult);
+  Field f;
+  f.u8(Mode).u8(TimeOut).bytes(Param, ParamLen);
+  return Done(ExecuteAll(0xFB, ReaderID, f, TimeOut, OutLen, OutResult));
 }
 
 int OV_SendCMD(int ReaderID, int Mode, int TimeOut, int ParamLen, unsigned char* Param, int* OutLen,

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Display reader commands. Each operation is one exchange of reader command
 // 0xC3 through Vela_Write (no result) or Vela_Read (result bytes); both rest
-// on VelaTransfer, which sends the sub-command with its parameters and checks
-// that the reader echoed it.
+// on VelaTransfer, which sends the sub-command with its parameters through
+// the shared carrier (Carry), which checks that the reader echoed it.
 #include "reader/untVela.h"
 
-#include <cstring>
-
-#include "link/untFunction.h"
+#include "cards/untCardExchange.h"
 
 namespace orvex {
 
@@ -50,39 +48,31 @@ static constexpr int kTextScan = 100;
 // The most parameter bytes one frame carries after the sub-command.
 static constexpr int kMaxParams = kMaxDataField - 1;
 
-// True when the reader carried sub-command CMD out: status 0 and CMD echoed
-// as the first answer byte.
-static bool Carried(const Answer& a, unsigned char CMD) {
-  return a.status == 0 && a.len >= 1 && a.data[0] == CMD;
-}
-
-// The display reader's exchange: sub-command CMD, then n bytes of p.
+// The display reader's exchange: sub-command CMD, then n bytes of p; the
+// result bytes behind the echo go to len and data when the reader carried
+// the sub-command out.
 static int VelaTransfer(int ReaderID, unsigned char CMD, int n, const unsigned char* p,
-                        int DelayTime100ms, Answer& a) {
+                        int DelayTime100ms, int* len, unsigned char* data) {
   if (n < 0 || n > kMaxParams) return -2;  // cannot go out in one frame
   Field f;
   f.u8(CMD).bytes(p, n);
-  if (Exchange(kDisplayCommand, ReaderID, f, DelayTime100ms, kSleep, a) != Exchanged::kDecoded)
-    return -1;
-  if (Carried(a, CMD)) return 1;
-  // The status byte read as signed: a status-0 answer without the echo gives
-  // 0, and a refusal with status 0x01 reads like success.
+  Answer a;
+  int rt = Carry(kDisplayCommand, ReaderID, f, CMD, DelayTime100ms, len, data, a, kSleep);
+  if (rt != 0) return rt;
+  // Not carried out: the status byte read as signed. A status-0 answer
+  // without the echo gives 0, and a refusal with status 0x01 reads like
+  // success (with nothing written).
   return static_cast<signed char>(a.status);
 }
 
 int Vela_Write(int ReaderID, unsigned char CMD, int len, unsigned char* data, int DelayTime100ms) {
-  Answer a;
-  return VelaTransfer(ReaderID, CMD, len, data, DelayTime100ms, a);
+  Response r;  // the result bytes of a write carry nothing for the caller
+  return VelaTransfer(ReaderID, CMD, len, data, DelayTime100ms, &r.len, r.data);
 }
 
 int Vela_Read(int ReaderID, unsigned char CMD, int paramlen, unsigned char* param, int* len,
               unsigned char* data, int DelayTime100ms) {
-  Answer a;
-  int rt = VelaTransfer(ReaderID, CMD, paramlen, param, DelayTime100ms, a);
-  if (!Carried(a, CMD)) return rt;
-  *len = a.len - 1;
-  a.CopyTo(data, 1, a.len - 1);
-  return 1;
+  return VelaTransfer(ReaderID, CMD, paramlen, param, DelayTime100ms, len, data);
 }
 
 // Sends the parameters built in f under sub-command sub.
@@ -91,15 +81,10 @@ static int Send(int ReaderID, unsigned char sub, Field& f, int delay = kShort) {
   return Vela_Write(ReaderID, sub, f.size(), f.data(), delay);
 }
 
-// A reading of a stored setting. The result buffer starts zeroed and the Get
-// functions copy their outputs out of it whenever the result is positive, so
-// a refusal with status 0x01..0x7F hands back zeros.
-struct Setting {
-  int len = 0;
-  unsigned char data[kMaxAnswerData] = {};
-};
-
-static int ReadSetting(int ReaderID, unsigned char sub, Setting& s) {
+// A reading of a stored setting goes into a Response. It starts zeroed and
+// the Get functions copy their outputs out of it whenever the result is
+// positive, so a refusal with status 0x01..0x7F hands back zeros.
+static int ReadSetting(int ReaderID, unsigned char sub, Response& s) {
   return Vela_Read(ReaderID, sub, 0, nullptr, &s.len, s.data, kShort);
 }
 
@@ -158,7 +143,7 @@ static int SetPlace(int ReaderID, unsigned char sub, unsigned char Enable, unsig
 
 static int GetPlace(int ReaderID, unsigned char sub, unsigned char* Enable, unsigned char* Line,
                     unsigned char* Column) {
-  Setting s;
+  Response s;
   int rt = ReadSetting(ReaderID, sub, s);
   if (rt > 0) {
     *Enable = s.data[0];
@@ -195,7 +180,7 @@ int Vela_Config_Font_Set(int ReaderID, unsigned char Font) {
 }
 
 int Vela_Config_Font_Get(int ReaderID, unsigned char* Font) {
-  Setting s;
+  Response s;
   int rt = ReadSetting(ReaderID, kFont, s);
   if (rt > 0) *Font = s.data[0];
   return rt;
@@ -215,7 +200,7 @@ static int SetForm(int ReaderID, unsigned char sub, unsigned char config, unsign
 static int GetForm(int ReaderID, unsigned char sub, unsigned char* config, unsigned char* timespan,
                    unsigned char* width, unsigned char* height, unsigned char* line,
                    unsigned char* column) {
-  Setting s;
+  Response s;
   int rt = ReadSetting(ReaderID, sub, s);
   if (rt > 0) {
     *config = s.data[0];
@@ -267,14 +252,14 @@ static int SetText(int ReaderID, unsigned char sub, unsigned char len, unsigned 
 // of a short result is zero, so this copies 64 bytes in practice; it is kept
 // so rather than stopping at the first zero. len is not written.
 static int GetText(int ReaderID, unsigned char sub, unsigned char* Data) {
-  Setting s;
+  Response s;
   int rt = ReadSetting(ReaderID, sub, s);
   if (rt > 0) {
     int n = s.len;
     for (int i = 0; i < kTextScan; ++i)
       if (s.data[i] == 0) n = i;
     if (n > kStoredText) n = kStoredText;
-    std::memcpy(Data, s.data, static_cast<size_t>(n));
+    s.CopyTo(Data, 0, n);
   }
   return rt;
 }
