@@ -18,7 +18,7 @@
 
 #include "output_oracle.h"
 #include "link/untFunction.h"
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 #include "orvexsim/frame.h"
 #include "orvexsim/sam.h"
 #include "orvexsim/simulator.h"

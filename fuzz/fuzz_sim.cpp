@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The simulated reader on arbitrary input: its command parser (the serial
-// frame cutter and the frame decoder), its card specs and every card model
+// frame cutter and the frame decoder), its card descriptions and every card model
 // behind its command families.
 //
 // Input: one selector byte, then the rest.
@@ -9,7 +9,7 @@
 //                     1 the rest is commands already framed: command byte,
 //                       data length byte, data (so that every command reaches
 //                       its family without a checksum to guess);
-//                     2 the rest is a card spec ("kind[:id]");
+//                     2 the rest is a card description ("kind[:id]");
 //                     3 the rest is a HID command frame body.
 //   selector bit 2:   the display reader model instead of the card reader.
 //   selector bits 3-7: which card kinds are in the field (see kKinds).
@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "link/untFunction.h"
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 #include "orvexsim/frame.h"
 #include "orvexsim/simulator.h"
 
@@ -69,9 +69,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int mode = selector & 3;
 
   if (mode == 2) {
-    std::string spec(reinterpret_cast<const char*>(p), n);
+    std::string text(reinterpret_cast<const char*>(p), n);
     std::string error;
-    auto card = orvexsim::MakeCard(spec, 0, error);
+    auto card = orvexsim::MakeCard(text, 0, error);
     if ((card == nullptr) == error.empty()) __builtin_trap();  // a card, or a reason
     return 0;
   }

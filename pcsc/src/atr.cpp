@@ -74,7 +74,7 @@ uint16_t TypeACardName(uint8_t sak) {
 }
 
 uint16_t Iso15693CardName(const Bytes& air_uid) {
-  // E0, manufacturer 04 (NXP), then the ICODE SLI family's type byte 01.
+  // E0, manufacturer code 04, then the ICODE SLI family's type byte 01.
   if (air_uid.size() == 8 && air_uid[7] == 0xE0 && air_uid[6] == 0x04 && air_uid[5] == 0x01)
     return card_name::kIcodeSli;
   return card_name::kNotGiven;

@@ -16,10 +16,10 @@ from . import _orvex
 class SimCard:
     """A card the simulator holds (in its field or taken out)."""
 
-    def __init__(self, sim, handle, spec):
+    def __init__(self, sim, handle, description):
         self._sim = sim
         self.handle = handle
-        self.spec = spec
+        self.description = description
 
     def describe(self):
         return self._sim._sim.describe(self.handle)
@@ -29,18 +29,18 @@ class SimCard:
 
 
 class Simulator:
-    """The simulated reader: `cards` are orvex-sim card specs ("kind[:ID]",
+    """The simulated reader: `cards` are orvex-sim card descriptions ("kind[:ID]",
     e.g. "mfc1k", "ntag215", "iso15693", "cpu", "sle4442"); display=True
     makes it the display reader. Stop it with stop() or a with block."""
 
     def __init__(self, cards: Iterable[str] = ("mfc1k",), display: bool = False,
                  reader_number: int = 1) -> None:
         if isinstance(cards, str):
-            raise TypeError("cards is a list of card specs, not one string")
+            raise TypeError("cards is a list of card descriptions, not one string")
         cards = list(cards)
         for c in cards:
             if not isinstance(c, str):
-                raise TypeError(f"a card spec is a string, not {type(c).__name__}")
+                raise TypeError(f"a card description is a string, not {type(c).__name__}")
         self._sim = _orvex.Sim([], bool(display), int(reader_number))
         self.cards = [self.place(c) for c in cards]
 
@@ -55,12 +55,12 @@ class Simulator:
     def __str__(self):
         return self.path
 
-    def place(self, spec: str) -> SimCard:
-        """A new card of that spec, put into the field (contact cards and
+    def place(self, card: str) -> SimCard:
+        """A new card so described ("kind[:ID]"), put into the field (contact cards and
         SAMs go to their slots)."""
-        if not isinstance(spec, str):
-            raise TypeError(f"a card spec is a string, not {type(spec).__name__}")
-        return SimCard(self, self._sim.place(spec), spec)
+        if not isinstance(card, str):
+            raise TypeError(f"a card description is a string, not {type(card).__name__}")
+        return SimCard(self, self._sim.place(card), card)
 
     def remove(self, card: SimCard) -> bool:
         """Takes the card out of the field; False if it was not there."""

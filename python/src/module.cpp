@@ -14,7 +14,7 @@
 #include <pybind11/stl.h>
 
 #include "bindings.h"
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 #include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/sam.h"
@@ -240,11 +240,11 @@ class Sim {
     if (!server_) throw py::value_error("the simulator is stopped");
     return server_->path();
   }
-  int Place(const std::string& spec) {
-    std::string kind = spec.substr(0, spec.find(':'));
+  int Place(const std::string& text) {
+    std::string kind = text.substr(0, text.find(':'));
     std::string error;
-    auto card = orvexsim::MakeCard(spec, count_[kind], error);
-    if (!card) throw py::value_error("unknown simulated card '" + spec + "': " + error);
+    auto card = orvexsim::MakeCard(text, count_[kind], error);
+    if (!card) throw py::value_error("unknown simulated card '" + text + "': " + error);
     ++count_[kind];
     sim_->Insert(card);
     return Keep(card);
@@ -392,7 +392,7 @@ PYBIND11_MODULE(_orvex, m) {
            py::arg("display") = false, py::arg("reader_number") = 1)
       .def_property_readonly("path", &Sim::path)
       .def("stop", &Sim::Stop)
-      .def("place", &Sim::Place, py::arg("spec"))
+      .def("place", &Sim::Place, py::arg("card"))
       .def("load_mfd", &Sim::Load, py::arg("path"))
       .def("save_mfd", &Sim::Save, py::arg("handle"), py::arg("path"))
       .def("memory", &Sim::Memory, py::arg("handle"))

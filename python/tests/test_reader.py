@@ -100,14 +100,14 @@ def test_two_readers_on_two_simulators_from_two_threads():
     errors = []
     counts = {}
 
-    def work(name, spec):
+    def work(name, kind):
         try:
-            with Simulator(cards=[spec]) as sim, orvex.Reader(sim) as reader:
+            with Simulator(cards=[kind]) as sim, orvex.Reader(sim) as reader:
                 n = 0
                 for _ in range(40):
                     assert reader.raw.OV_GetReaderVersion(0) == 0x0107
                     (card,) = reader.scan()
-                    assert card.family == ("iso15693" if spec == "iso15693" else "iso14443a")
+                    assert card.family == ("iso15693" if kind == "iso15693" else "iso14443a")
                     n += 1
                 counts[name] = n
         except BaseException as e:  # reported by the main thread

@@ -3,7 +3,7 @@
 //
 // Prints the device to open as its first line of output, then serves until
 // interrupted. Lines on standard input script the field while it runs:
-//   place SPEC      put a card into the field
+//   place CARD      put a card into the field
 //   remove N|all    take card N (as "list" numbers them) or all cards out
 //   eject           take the card out of the contact slot
 //   list            show the cards in the field and the slots
@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 #include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/sam.h"
@@ -51,7 +51,7 @@ void Usage(FILE* f) {
                "  --display             the display reader (command 0xC3 drives its LCD)\n"
                "  --reader-id N         the reader number (default 1; 0 reaches any reader)\n"
                "  --serial HEX          the reader's serial number, 8 bytes in hex\n"
-               "  --card SPEC           put a card into the field (repeatable)\n"
+               "  --card CARD           put a card into the field (repeatable)\n"
                "  --empty               start with nothing in the field\n"
                "  --load FILE.mfd       a MIFARE Classic card holding this raw dump (1024 or\n"
                "                        4096 bytes; the UID comes from its block 0)\n"
@@ -65,8 +65,8 @@ void Usage(FILE* f) {
                "  -h, --help            this text\n\n"
                "Without --card, --empty or --display the field holds a blank MIFARE Classic 1K;\n"
                "the card reader has a SAM in slot 1.\n"
-               "Card SPECs (IDs in hex):\n%s\n"
-               "Standard input: place SPEC | remove N|all | eject | list\n",
+               "Card CARDs (IDs in hex):\n%s\n"
+               "Standard input: place CARD | remove N|all | eject | list\n",
                CardKindsHelp());
 }
 
@@ -150,13 +150,13 @@ bool Parse(int argc, char** argv, Options& o) {
   return true;
 }
 
-// Places a card by spec; counts cards per kind so that default ids differ.
+// Places a card by its description; counts cards per kind so that default ids differ.
 class Placer {
  public:
   explicit Placer(Simulator& sim) : sim_(sim) {}
-  bool Place(const std::string& spec, std::string& error) {
-    std::string kind = spec.substr(0, spec.find(':'));
-    auto card = MakeCard(spec, count_[kind], error);
+  bool Place(const std::string& text, std::string& error) {
+    std::string kind = text.substr(0, text.find(':'));
+    auto card = MakeCard(text, count_[kind], error);
     if (!card) return false;
     ++count_[kind];
     sim_.Insert(card);
@@ -205,7 +205,7 @@ void Script(Simulator& sim, Placer& placer, const std::string& line) {
   } else if (verb == "list") {
     List(sim);
   } else {
-    Say("commands: place SPEC | remove N|all | eject | list");
+    Say("commands: place CARD | remove N|all | eject | list");
   }
 }
 
@@ -233,10 +233,10 @@ int main(int argc, char** argv) {
     }
     sim.Place(dumped);
   }
-  for (const auto& spec : cards) {
+  for (const auto& text : cards) {
     std::string error;
-    if (!placer.Place(spec, error)) {
-      std::fprintf(stderr, "orvex-sim: --card %s: %s\n", spec.c_str(), error.c_str());
+    if (!placer.Place(text, error)) {
+      std::fprintf(stderr, "orvex-sim: --card %s: %s\n", text.c_str(), error.c_str());
       return 2;
     }
   }

@@ -13,7 +13,7 @@
 
 #include "cli_support.h"
 #include "fake_reader.h"
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 #include "orvexsim/simulator.h"
 
 namespace {

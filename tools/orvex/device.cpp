@@ -9,7 +9,7 @@
 #include <map>
 
 #include "orvex.h"
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 #include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/ntag.h"
@@ -70,11 +70,11 @@ std::shared_ptr<orvexsim::Card> LoadImage(const std::string& path, std::string& 
 
 void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
   std::map<std::string, int> per_kind;  // several cards of one kind get distinct ids
-  auto place = [&](const std::string& spec, bool required) {
-    std::string kind = spec.substr(0, spec.find(':')), error;
-    auto card = orvexsim::MakeCard(spec, per_kind[kind], error);
+  auto place = [&](const std::string& text, bool required) {
+    std::string kind = text.substr(0, text.find(':')), error;
+    auto card = orvexsim::MakeCard(text, per_kind[kind], error);
     if (!card) {
-      if (required) throw Failure("--sim-card " + spec + ": " + error, 2);
+      if (required) throw Failure("--sim-card " + text + ": " + error, 2);
       return;
     }
     ++per_kind[kind];
@@ -87,7 +87,7 @@ void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
     sim.Place(card);
   }
   if (!o.sim_cards.empty()) {
-    for (const auto& spec : o.sim_cards) place(spec, true);
+    for (const auto& text : o.sim_cards) place(text, true);
   } else if (!o.sim_empty && o.sim_load.empty()) {
     // Only when the simulator knows the kind; otherwise the field stays empty.
     place(kDefaultSimCard, false);

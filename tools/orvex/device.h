@@ -24,7 +24,7 @@ struct DeviceOptions {
   std::string device;                 // "sim", or a connection string of the library
   int baud = 19200;
   bool trace = false;                 // every frame on stderr, decoded
-  std::vector<std::string> sim_cards;  // card specs for the simulated field
+  std::vector<std::string> sim_cards;  // card descriptions for the simulated field
   bool sim_empty = false;              // the simulated field starts empty
   int sim_leave_after = 0;             // cards leave after their N-th write (0 never)
   bool sim_display = false;            // simulate the display reader model

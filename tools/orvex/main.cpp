@@ -14,7 +14,7 @@
 
 #include "commands.h"
 #include "config.h"
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 
 using namespace orvextool;
 

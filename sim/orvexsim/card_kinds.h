@@ -10,10 +10,10 @@
 
 namespace orvexsim {
 
-// A new card from its spec. index tells several cards of one kind apart:
+// A new card from its description ("kind[:id]"). index tells several cards of one kind apart:
 // without an id the card gets a default one derived from its kind and index.
-// nullptr with error set when the spec is not understood.
-std::shared_ptr<Card> MakeCard(const std::string& spec, int index, std::string& error);
+// nullptr with error set when the description is not understood.
+std::shared_ptr<Card> MakeCard(const std::string& text, int index, std::string& error);
 
 // The kinds MakeCard knows, for the usage text.
 const char* CardKindsHelp();

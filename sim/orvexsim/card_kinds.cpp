@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "orvexsim/card_spec.h"
+#include "orvexsim/card_kinds.h"
 
 #include <functional>
 #include <map>
@@ -100,12 +100,12 @@ const std::map<std::string, Kind>& Kinds() {
 
 }  // namespace
 
-std::shared_ptr<Card> MakeCard(const std::string& spec, int index, std::string& error) {
-  std::string name = spec, id_text;
-  size_t colon = spec.find(':');
+std::shared_ptr<Card> MakeCard(const std::string& text, int index, std::string& error) {
+  std::string name = text, id_text;
+  size_t colon = text.find(':');
   if (colon != std::string::npos) {
-    name = spec.substr(0, colon);
-    id_text = spec.substr(colon + 1);
+    name = text.substr(0, colon);
+    id_text = text.substr(colon + 1);
   }
   auto it = Kinds().find(name);
   if (it == Kinds().end()) {
