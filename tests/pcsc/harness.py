@@ -207,3 +207,22 @@ def hexs(data):
 
 def unhex(text):
     return [int(x, 16) for x in text.split()]
+
+
+# The simulated CPU card's purse application, selected by name.
+SELECT_PURSE = unhex("00 A4 04 00 0D") + list(b"OVX.PURSE.APP")
+
+
+def connect(name):
+    """A pyscard connection to the card in the reader called name."""
+    from smartcard.System import readers as pyscard_readers
+    reader = [r for r in pyscard_readers() if str(r) == name][0]
+    c = reader.createConnection()
+    c.connect()
+    return c
+
+
+def tx(connection, apdu):
+    """(response data, status word) of one APDU."""
+    data, sw1, sw2 = connection.transmit(apdu)
+    return data, (sw1 << 8) | sw2

@@ -7,9 +7,8 @@ from smartcard.Exceptions import CardConnectionException
 from smartcard.System import readers as pyscard_readers
 
 import harness
-from harness import hexs, unhex
+from harness import SELECT_PURSE, connect, hexs, tx, unhex
 
-SELECT_PURSE = unhex("00 A4 04 00 0D") + list(b"OVX.PURSE.APP")
 
 
 def setUpModule():
@@ -22,16 +21,6 @@ def tearDownModule():
     setup.stop()
 
 
-def connect(name):
-    reader = [r for r in pyscard_readers() if str(r) == name][0]
-    c = reader.createConnection()
-    c.connect()
-    return c
-
-
-def tx(connection, apdu):
-    data, sw1, sw2 = connection.transmit(apdu)
-    return data, (sw1 << 8) | sw2
 
 
 class CpuCards(unittest.TestCase):

@@ -5,13 +5,11 @@ import time
 import unittest
 
 from smartcard.Exceptions import CardConnectionException
-from smartcard.System import readers as pyscard_readers
 
 import harness
-from harness import unhex
+from harness import SELECT_PURSE, tx, unhex
 
 FIELD = "Orvex test 00 00"
-SELECT_PURSE = unhex("00 A4 04 00 0D") + list(b"OVX.PURSE.APP")
 
 
 def setUpModule():
@@ -25,15 +23,8 @@ def tearDownModule():
 
 
 def connect():
-    reader = [r for r in pyscard_readers() if str(r) == FIELD][0]
-    c = reader.createConnection()
-    c.connect()
-    return c
+    return harness.connect(FIELD)
 
-
-def tx(connection, apdu):
-    data, sw1, sw2 = connection.transmit(apdu)
-    return data, (sw1 << 8) | sw2
 
 
 class Removal(unittest.TestCase):

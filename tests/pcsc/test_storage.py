@@ -7,7 +7,7 @@ import unittest
 from smartcard.System import readers as pyscard_readers
 
 import harness
-from harness import unhex
+from harness import tx, unhex
 
 FIELD = "Orvex test 00 00"
 TRANSPORT_KEY = unhex("FF FF FF FF FF FF")
@@ -23,10 +23,6 @@ def setUpModule():
 def tearDownModule():
     setup.stop()
 
-
-def tx(connection, apdu):
-    data, sw1, sw2 = connection.transmit(apdu)
-    return data, (sw1 << 8) | sw2
 
 
 class Storage(unittest.TestCase):
