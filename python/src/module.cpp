@@ -47,7 +47,8 @@ Link::Link(const std::string& connection) : link_(new OrvexLink()), connection_(
     Raise("UnknownConnection", "connection string contains a NUL byte");
   char why[256] = "";
   if (OrvexCheckConnection(connection.c_str(), why, sizeof why) != 1)
-    Raise("UnknownConnection", "unknown connection string '" + connection + "': " + why);
+    // The library's text names the string and lists what it takes.
+    Raise("UnknownConnection", why[0] ? std::string(why) : "unknown connection \"" + connection + "\"");
   int r;
   {
     py::gil_scoped_release release;
@@ -57,7 +58,7 @@ Link::Link(const std::string& connection) : link_(new OrvexLink()), connection_(
   if (r != 1) {
     std::string text = link_->LastFailureText();
     if (r == ORVEX_LINK_BAD_CONNECTION)
-      Raise("UnknownConnection", "unknown connection string '" + connection + "': " + text);
+      Raise("UnknownConnection", text.empty() ? "unknown connection \"" + connection + "\"" : text);
     Raise("LinkError", "cannot open '" + connection + "': " + (text.empty() ? "failed" : text),
           nullptr, r);
   }
