@@ -20,7 +20,7 @@ DEFAULT_CARDS = ("mfc1k", "ntag215")
 
 
 def pytest_configure(config):
-    config.addinivalue_line("markers", "orvex_cards(*specs): cards in the field of orvex_sim")
+    config.addinivalue_line("markers", "orvex_cards(*cards): cards in the field of orvex_sim, each \"kind[:ID]\"")
     config.addinivalue_line("markers", "orvex_display: orvex_sim is the display reader")
 
 

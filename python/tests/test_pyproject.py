@@ -3,8 +3,9 @@
 # sources (every file of the libraries it compiles in), the same generator,
 # and the pytest plugin as an entry point. (The build itself takes minutes:
 # `pip install --no-build-isolation ./python` is run by hand.)
-import importlib.util
+import importlib.machinery
 import os
+import types
 
 SOURCE_DIR = os.environ.get("ORVEX_SOURCE_DIR",
                             os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
@@ -12,9 +13,10 @@ PY = os.path.join(SOURCE_DIR, "python")
 
 
 def load_setup():
-    spec = importlib.util.spec_from_file_location("orvex_setup", os.path.join(PY, "setup.py"))
-    mod = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(mod)  # not __main__: setup() does not run
+    loader = importlib.machinery.SourceFileLoader("orvex_setup", os.path.join(PY, "setup.py"))
+    mod = types.ModuleType(loader.name)
+    mod.__file__ = loader.path
+    loader.exec_module(mod)  # not __main__: setup() does not run
     return mod
 
 
