@@ -11,7 +11,8 @@ if(TARGET orvex_tool)
   target_include_directories(cli_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/support)
   target_compile_definitions(cli_test PRIVATE ORVEX_TOOL="$<TARGET_FILE:orvex_tool>"
                              ORVEX_SIM_TOOL="$<TARGET_FILE:orvex-sim>"
-                             ORVEX_MAN_DIR="${PROJECT_SOURCE_DIR}/tools/man")
+                             ORVEX_MAN_DIR="${PROJECT_SOURCE_DIR}/tools/man"
+                             ORVEX_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   target_link_libraries(cli_test PRIVATE GTest::gtest_main nlohmann_json::nlohmann_json
                         PkgConfig::CLI_TEST_LIBPNG orvexsim orvex)
   add_dependencies(cli_test orvex_tool orvex-sim)

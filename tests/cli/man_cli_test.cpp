@@ -26,25 +26,49 @@ std::string InRoff(const std::string& option) {
   return s;
 }
 
+// The subcommands a help text lists.
+std::vector<std::string> Subcommands(const std::string& help) {
+  std::vector<std::string> found;
+  size_t at = help.find("\nSubcommands:\n");
+  if (at == std::string::npos) return found;
+  std::istringstream lines(help.substr(at + 14));
+  std::string line;
+  std::smatch m;
+  while (std::getline(lines, line))
+    if (std::regex_search(line, m, std::regex("^  ([a-z0-9][a-z0-9-]*)"))) found.push_back(m[1]);
+  return found;
+}
+
 TEST_F(Cli, ManPageDocumentsEveryOptionOfEverySubcommand) {
   std::string page = Slurp(std::string(ORVEX_MAN_DIR) + "/orvex.1");
   ASSERT_FALSE(page.empty());
-  const std::vector<std::vector<std::string>> commands = {
-      {},          {"info"},          {"beep"},         {"led"},           {"display"},
-      {"scan"},    {"watch"},         {"raw"},           {"mfc", "dump"},  {"mfc", "restore"}, {"mfc", "keys"}, {"mfc", "read"}, {"mfc", "write"}, {"apdu"},
-      {"des"},     {"des3"},          {"des3-cbc"},     {"ntag", "dump"},  {"ndef", "write"},
-      {"ndef", "read"}, {"iso15693", "read"}, {"iso15693", "write"}, {"sam", "apdu"},
-      {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"}};
+  // Every command the program has, found through the help of its parent.
+  std::vector<std::vector<std::string>> commands = {{}};
+  for (size_t i = 0; i < commands.size(); ++i) {
+    std::vector<std::string> args = commands[i];
+    args.push_back("--help");
+    Result r = Run(args);
+    ASSERT_EQ(r.status, 0) << r.err;
+    for (const auto& sub : Subcommands(r.out)) {
+      commands.push_back(commands[i]);
+      commands.back().push_back(sub);
+    }
+  }
+  EXPECT_GT(commands.size(), 30u);
   for (const auto& c : commands) {
     std::vector<std::string> args = c;
     args.push_back("--help");
     Result r = Run(args);
     ASSERT_EQ(r.status, 0) << r.err;
-    std::string name = c.empty() ? "orvex" : c[0] + (c.size() > 1 ? " " + c[1] : "");
-    // Each subcommand named in the page, in bold (.B or \\fB).
+    std::string name = "orvex", words;
+    for (const auto& w : c) {
+      name += " " + w;
+      words += (words.empty() ? "" : " ") + InRoff(w);
+    }
+    // Each subcommand named in the page with its group, in bold (.B or
+    // \\fB): "mfc dump".
     if (!c.empty()) {
-      EXPECT_TRUE(page.find(".B " + InRoff(c[0])) != std::string::npos ||
-                  page.find("\\fB" + InRoff(c[0])) != std::string::npos)
+      EXPECT_TRUE(page.find(".B " + words) != std::string::npos || page.find("\\fB" + words) != std::string::npos)
           << name;
     }
     for (const auto& option : LongOptions(r.out))
