@@ -4,7 +4,9 @@
 // status words that tell the details of the last failure.
 #include "apps/untTamracpu.h"
 
+
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
@@ -102,7 +104,7 @@ int TAMRACPU_SamReset(int ReaderID, unsigned char SamIndex, unsigned char* DataL
   Field f;
   f.u8(SamIndex);
   int len = 0;  // stays 0 on failure, and DataLen is written with it
-  int rt = TAMRACPU_Transfer(ReaderID, kSamReset, f.size(), f.data(), &len, Data, 5);
+  int rt = TAMRACPU_Transfer(ReaderID, kSamReset, f.size(), f.data(), &len, Data, deadline::kPurse);
   *DataLen = static_cast<unsigned char>(len);
   return rt;
 }
@@ -111,7 +113,7 @@ int TAMRACPU_SamInitial(int ReaderID, unsigned char SamIndex, unsigned char SamP
                         unsigned char* Teminate, unsigned char* key, unsigned char KeyFrom) {
   Field f;
   f.u8(SamIndex).u8(SamPrivilege).bytes(Teminate, kTerminalBytes).bytes(key, kKeyBytes).u8(KeyFrom);
-  return RunDiscarding(ReaderID, kSamInitial, f, 10);
+  return RunDiscarding(ReaderID, kSamInitial, f, deadline::kPurseSamInit);
 }
 
 // Terminal number (6 bytes) and order number, when more than 9 bytes came back.
@@ -120,7 +122,7 @@ int TAMRACPU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Tem
   Field f;
   f.u8(SamIndex);
   Response r;
-  int rt = Run(ReaderID, kSamGetInfo, f, 5, r);
+  int rt = Run(ReaderID, kSamGetInfo, f, deadline::kPurse, r);
   if (rt == 1 && r.len > 9) {
     r.CopyTo(Teminate, 0, kTerminalBytes);
     *OrderNo = U32be(r.data + 6);
@@ -132,14 +134,14 @@ int TAMRACPU_SamGetInfo(int ReaderID, unsigned char SamIndex, unsigned char* Tem
 
 int TAMRACPU_Request(int ReaderID, unsigned char* CardNo) {
   Field f;
-  return RunForCardNo(ReaderID, kRequest, f, 40, CardNo);
+  return RunForCardNo(ReaderID, kRequest, f, deadline::kPurseRequest, CardNo);
 }
 
 int TAMRACPU_CreateSysFile(int ReaderID, unsigned char* key, unsigned char KeyFrom,
                            unsigned char* CardNo) {
   Field f;
   f.bytes(key, kKeyBytes).u8(KeyFrom);
-  return RunForCardNo(ReaderID, kCreateSysFile, f, 500, CardNo);
+  return RunForCardNo(ReaderID, kCreateSysFile, f, deadline::kPurseCreate, CardNo);
 }
 
 // Both keys first, then both key sources.
@@ -147,36 +149,36 @@ int TAMRACPU_ChangeKey(int ReaderID, unsigned char* Oldkey, unsigned char Oldkey
                        unsigned char* Newkey, unsigned char NewkeyFrom, unsigned char* CardNo) {
   Field f;
   f.bytes(Oldkey, kKeyBytes).bytes(Newkey, kKeyBytes).u8(OldkeyFrom).u8(NewkeyFrom);
-  return RunForCardNo(ReaderID, kChangeKey, f, 50, CardNo);
+  return RunForCardNo(ReaderID, kChangeKey, f, deadline::kPurseChangeKey, CardNo);
 }
 
 // ---- Files -------------------------------------------------------------------------
 
 int TAMRACPU_ReadPublicFile(int ReaderID, int* len, unsigned char* data) {
-  return TAMRACPU_Transfer(ReaderID, kReadPublicFile, 0, nullptr, len, data, 5);
+  return TAMRACPU_Transfer(ReaderID, kReadPublicFile, 0, nullptr, len, data, deadline::kPurse);
 }
 
 int TAMRACPU_WritePublicFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
   Field f;
   f.u8(SamIndex).bytes(data, kPublicFileBytes);
-  return RunDiscarding(ReaderID, kWritePublicFile, f, 5);
+  return RunDiscarding(ReaderID, kWritePublicFile, f, deadline::kPurse);
 }
 
 int TAMRACPU_ReadHolderFile(int ReaderID, unsigned char SamIndex, int* len, unsigned char* data) {
-  return TAMRACPU_Transfer(ReaderID, kReadHolderFile, 1, &SamIndex, len, data, 5);
+  return TAMRACPU_Transfer(ReaderID, kReadHolderFile, 1, &SamIndex, len, data, deadline::kPurse);
 }
 
 int TAMRACPU_WriteHolderFile(int ReaderID, unsigned char SamIndex, unsigned char* data) {
   Field f;
   f.u8(SamIndex).bytes(data, kHolderFileBytes);
-  return RunDiscarding(ReaderID, kWriteHolderFile, f, 5);
+  return RunDiscarding(ReaderID, kWriteHolderFile, f, deadline::kPurse);
 }
 
 int TAMRACPU_ReadUserFile(int ReaderID, unsigned char SamIndex, int Addr, int Count, int* len,
                           unsigned char* data) {
   Field f;
   f.u8(SamIndex).u16be(Addr).u16be(Count);
-  return TAMRACPU_Transfer(ReaderID, kReadUserFile, f.size(), f.data(), len, data, 50);
+  return TAMRACPU_Transfer(ReaderID, kReadUserFile, f.size(), f.data(), len, data, deadline::kPurseUserFile);
 }
 
 // At most 1024 bytes in one exchange; more (or a negative count) is refused
@@ -186,7 +188,7 @@ int TAMRACPU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int C
   if (Count < 0 || Count > kUserFileWriteMax) return -2;
   Field f;
   f.u8(SamIndex).u16be(Addr).bytes(data, Count);
-  return RunDiscarding(ReaderID, kWriteUserFile, f, 50);
+  return RunDiscarding(ReaderID, kWriteUserFile, f, deadline::kPurseUserFile);
 }
 
 // ---- Purse ----------------------------------------------------------------------------
@@ -195,7 +197,7 @@ int TAMRACPU_WriteUserFile(int ReaderID, unsigned char SamIndex, int Addr, int C
 int TAMRACPU_Balance(int ReaderID, unsigned int* Value) {
   Field f;
   Response r;
-  int rt = Run(ReaderID, kBalance, f, 5, r);
+  int rt = Run(ReaderID, kBalance, f, deadline::kPurse, r);
   if (rt == 1 && r.len > 3) *Value = U32be(r.data);
   return rt;
 }
@@ -207,7 +209,7 @@ static int Spend(int ReaderID, unsigned char sub, unsigned char SamIndex, unsign
   Field f;
   f.u8(SamIndex).u32be(Value).bytes(Date, kDateBytes);
   int len = 0;
-  return TAMRACPU_Transfer(ReaderID, sub, f.size(), f.data(), &len, Result, 5);
+  return TAMRACPU_Transfer(ReaderID, sub, f.size(), f.data(), &len, Result, deadline::kPurse);
 }
 
 int TAMRACPU_Debit(int ReaderID, unsigned char SamIndex, unsigned int Value, unsigned char* Date,
@@ -221,7 +223,7 @@ int TAMRACPU_Consume(int ReaderID, unsigned char SamIndex, unsigned int Value, u
 }
 
 int TAMRACPU_Record(int ReaderID, int& RecordLen, unsigned char* Record) {
-  return TAMRACPU_Transfer(ReaderID, kRecord, 0, nullptr, &RecordLen, Record, 5);
+  return TAMRACPU_Transfer(ReaderID, kRecord, 0, nullptr, &RecordLen, Record, deadline::kPurse);
 }
 
 }  // namespace orvex

@@ -4,6 +4,9 @@
 
 #include <cstring>
 
+#include "link/deadlines.h"
+
+
 namespace orvex {
 
 int Execute(unsigned char Cmd, int ReaderID, const Field& request, int DelayTimes, int NoAnswer) {
@@ -16,14 +19,14 @@ int WriteRun(unsigned char Cmd, int ReaderID, int StartBlock, int BlockNums, int
   Answer a;
   Field f;
   f.u8(StartBlock).u8(BlockNums).bytes(pData, LenData);
-  int rt = Transact(Cmd, ReaderID, f, BlockNums, a);
+  int rt = Transact(Cmd, ReaderID, f, deadline::kPerBlock * BlockNums, a);
   return rt == 1 ? a.at(0) : rt;
 }
 
 int ReadRun(unsigned char Cmd, int ReaderID, int StartBlock, int BlockNums, int extra,
             int* LenData, unsigned char* pData) {
   Answer a;
-  int rt = Transact(Cmd, ReaderID, Field().u8(StartBlock).u8(BlockNums), BlockNums, a);
+  int rt = Transact(Cmd, ReaderID, Field().u8(StartBlock).u8(BlockNums), deadline::kPerBlock * BlockNums, a);
   if (rt != 1) return rt;
   // The result is the leading byte, so an answer without one is malformed:
   // -1, nothing written.
@@ -37,12 +40,12 @@ int ReadRun(unsigned char Cmd, int ReaderID, int StartBlock, int BlockNums, int 
 }
 
 int PurseAmount(unsigned char Cmd, int ReaderID, int BlockAddr, int Amount) {
-  return Execute(Cmd, ReaderID, Field().u8(BlockAddr).u32le(static_cast<uint32_t>(Amount)), 1);
+  return Execute(Cmd, ReaderID, Field().u8(BlockAddr).u32le(static_cast<uint32_t>(Amount)), deadline::kTypeA);
 }
 
 int PurseValue(unsigned char Cmd, int ReaderID, int BlockAddr, int* Value) {
   Answer a;
-  int rt = Transact(Cmd, ReaderID, Field().u8(BlockAddr), 1, a);
+  int rt = Transact(Cmd, ReaderID, Field().u8(BlockAddr), deadline::kTypeA, a);
   if (rt != 1) return rt;
   *Value = static_cast<int>(a.u32le(0));
   return 1;

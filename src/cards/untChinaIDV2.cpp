@@ -6,13 +6,13 @@
 
 #include "cards/untCardExchange.h"
 #include "cards/untISO14443B.h"
+#include "link/deadlines.h"
 #include "orvex.h"
 
 namespace orvex {
 
 static constexpr unsigned char kCardNumber = 0xC2;
 static constexpr unsigned char kReadNumber = 0x00;  // sub-function: read the card number
-static constexpr int kDelay = 1;
 static constexpr int kCardNoLen = 8;
 static constexpr int kTypeBSearch = 0x42;
 
@@ -20,7 +20,7 @@ int ChinaIDV2_COS(int ReaderID, unsigned char FC2, unsigned char* LengthOfCardNo
   Answer a;
   int len = 0;
   unsigned char response[kMaxAnswerData];
-  int rt = Carry(kCardNumber, ReaderID, Field().u8(FC2), FC2, kDelay, &len, response, a);
+  int rt = Carry(kCardNumber, ReaderID, Field().u8(FC2), FC2, deadline::kIdCard, &len, response, a);
   if (rt < 0) return -1;
   if (rt == 0) return a.status;  // a refusal's status byte; 0 for a wrong echo
   // Answer bytes: the echo, the 8-byte number, the card's status word 90 00.

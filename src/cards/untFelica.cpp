@@ -10,13 +10,13 @@
 #include <algorithm>
 
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
 static constexpr unsigned char kCarrier = 0xC1;
 static constexpr unsigned char kSubFunction = 0x00;
 static constexpr unsigned short kTimeOut = 0x0200;
-static constexpr int kDelay = 1;
 static constexpr int kIDmLen = 8;
 static constexpr int kPMmLen = 8;
 static constexpr int kBlockLen = 16;
@@ -41,7 +41,8 @@ int Felica_Common_(int ReaderID, unsigned char FC2, unsigned short TimeOut, int 
 // Sends a member's request through the carrier; the carrier's result.
 static int Send(unsigned char FC2, unsigned short TimeOut, int ReaderID, Field& request, Response& r) {
   if (request.overflowed()) return -1;  // more than one data field can carry
-  return Felica_Common_(ReaderID, FC2, TimeOut, request.size(), request.data(), &r.len, r.data, kDelay);
+  return Felica_Common_(ReaderID, FC2, TimeOut, request.size(), request.data(), &r.len, r.data,
+                        deadline::kFelica);
 }
 
 // The response code is looked at only after a carrier result > 0; a refusal

@@ -7,12 +7,10 @@
 #include <cstring>
 
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
-static constexpr int kDelay = 1;
-static constexpr int kActivateDelay = 4;  // request and reset of a type B card
-static constexpr int kCheckDelay = 3;     // AT88RF020 key check
 
 // ---- Shared by the three tag families -------------------------------------------
 
@@ -23,28 +21,29 @@ static constexpr int kCheckDelay = 3;     // AT88RF020 key check
 // A single block read handing over the whole answer, into room bytes.
 static int ReadBlock(unsigned char cmd, int ReaderID, int BlockID, unsigned char* pData,
                      int room = kMaxAnswerData) {
-  return ExecuteAll<int>(cmd, ReaderID, Field().u8(BlockID), kDelay, nullptr, pData, room);
+  return ExecuteAll<int>(cmd, ReaderID, Field().u8(BlockID), deadline::kTypeB, nullptr, pData, room);
 }
 
 // ---- ISO 14443-B cards -----------------------------------------------------------
 
 int TypeB_Request(int ReaderID, unsigned char Mode, unsigned char* Attrib, int* rtLen, unsigned char* pData) {
-  return ExecuteAll(0x5F, ReaderID, Field().u8(Mode).bytes(Attrib, 4), kActivateDelay, rtLen, pData);
+  return ExecuteAll(0x5F, ReaderID, Field().u8(Mode).bytes(Attrib, 4),
+                    deadline::kTypeBActivate, rtLen, pData);
 }
 
 int TypeB_Reset_(int ReaderID, unsigned char Mode, int* rtLen, unsigned char* pData) {
   // Only 'S' (0x53) asks for 1; every other mode is sent as 0.
-  return ExecuteAll(0x40, ReaderID, Field().u8(Mode == 0x53 ? 1 : 0), kActivateDelay, rtLen, pData);
+  return ExecuteAll(0x40, ReaderID, Field().u8(Mode == 0x53 ? 1 : 0), deadline::kTypeBActivate, rtLen, pData);
 }
 
 int TypeB_Sleep_(int ReaderID, unsigned char* PUPI) {
-  return Execute(0x41, ReaderID, Field().bytes(PUPI, 4), kDelay);
+  return Execute(0x41, ReaderID, Field().bytes(PUPI, 4), deadline::kTypeB);
 }
 
 // ---- AT88RF020 ---------------------------------------------------------------------
 
 int AT88RF020_Check_(int ReaderID, unsigned char* Key) {
-  return Execute(0x42, ReaderID, Field().bytes(Key, 8), kCheckDelay);
+  return Execute(0x42, ReaderID, Field().bytes(Key, 8), deadline::kAt88Check);
 }
 
 int AT88RF020_Read_(int ReaderID, int BlockID, unsigned char* pData) {
@@ -52,18 +51,18 @@ int AT88RF020_Read_(int ReaderID, int BlockID, unsigned char* pData) {
 }
 
 int AT88RF020_Write_(int ReaderID, int BlockID, unsigned char* pData) {
-  return Execute(0x44, ReaderID, Field().u8(BlockID).bytes(pData, 8), kDelay);
+  return Execute(0x44, ReaderID, Field().u8(BlockID).bytes(pData, 8), deadline::kTypeB);
 }
 
 int AT88RF020_Lock_(int ReaderID, unsigned char* LockByte) {
-  return Execute(0x45, ReaderID, Field().bytes(LockByte, 4), kDelay);
+  return Execute(0x45, ReaderID, Field().bytes(LockByte, 4), deadline::kTypeB);
 }
 
 int AT88RF020_Count_(int ReaderID, unsigned char* Signature) {
-  return Execute(0x46, ReaderID, Field().bytes(Signature, 6), kDelay);
+  return Execute(0x46, ReaderID, Field().bytes(Signature, 6), deadline::kTypeB);
 }
 
-int AT88RF020_DeSel_(int ReaderID) { return Execute(0x47, ReaderID, Field(), kDelay); }
+int AT88RF020_DeSel_(int ReaderID) { return Execute(0x47, ReaderID, Field(), deadline::kTypeB); }
 
 int AT88RF020_ReadMulti_(int ReaderID, int BlockID, int BlockNums, int* LenData, unsigned char* pData) {
   return ReadRun(0x48, ReaderID, BlockID, BlockNums, 0, LenData, pData);
@@ -77,12 +76,12 @@ int AT88RF020_WriteMulti_(int ReaderID, int BlockID, int BlockNums, int LenData,
 
 int ST_Active_(int ReaderID, unsigned char* ChipID) {
   Answer a;
-  int rt = Transact(0x4B, ReaderID, Field(), kDelay, a);
+  int rt = Transact(0x4B, ReaderID, Field(), deadline::kTypeB, a);
   if (rt == 1) *ChipID = a.at(0);
   return rt;
 }
 
-int ST_DeActive_(int ReaderID) { return Execute(0x4C, ReaderID, Field(), kDelay); }
+int ST_DeActive_(int ReaderID) { return Execute(0x4C, ReaderID, Field(), deadline::kTypeB); }
 
 // ---- SR176 -------------------------------------------------------------------------
 
@@ -108,16 +107,16 @@ int SR176_Read_(int ReaderID, int BlockID, unsigned char* pData) {
 }
 
 int SR176_Write_(int ReaderID, int BlockID, unsigned char* pData) {
-  return Execute(0x4E, ReaderID, Field().u8(BlockID).bytes(pData, kSR176BlockLen), kDelay);
+  return Execute(0x4E, ReaderID, Field().u8(BlockID).bytes(pData, kSR176BlockLen), deadline::kTypeB);
 }
 
 int SR176_Lock_(int ReaderID, unsigned char LockByte) {
-  return Execute(0x4F, ReaderID, Field().u8(LockByte), kDelay);
+  return Execute(0x4F, ReaderID, Field().u8(LockByte), deadline::kTypeB);
 }
 
 int SR176_LockStatus_(int ReaderID, unsigned char* LockByte) {
   Answer a;
-  int rt = Transact(0x50, ReaderID, Field(), kDelay, a);
+  int rt = Transact(0x50, ReaderID, Field(), deadline::kTypeB, a);
   if (rt == 1) *LockByte = a.at(0);
   return rt;
 }
@@ -141,20 +140,21 @@ int SR512_Read_(int ReaderID, int BlockID, unsigned char* pData) {
 
 int SR512_Write_(int ReaderID, int BlockID, unsigned char* pData) {
   // Six bytes where the block needs five: the last carries nothing and is 0.
-  return Execute(0x54, ReaderID, Field().u8(BlockID).bytes(pData, kSR512BlockLen).u8(0), kDelay);
+  return Execute(0x54, ReaderID, Field().u8(BlockID).bytes(pData, kSR512BlockLen).u8(0), deadline::kTypeB);
 }
 
 int SRIX4K_Check_(int ReaderID, unsigned char* Key, unsigned char* Signature) {
-  return ExecuteAll<int>(0x55, ReaderID, Field().bytes(Key, 6), kDelay, nullptr, Signature);
+  return ExecuteAll<int>(0x55, ReaderID, Field().bytes(Key, 6), deadline::kTypeB, nullptr, Signature);
 }
 
 int SR512_GetUID_(int ReaderID, unsigned char* UID) {
-  return ExecuteAll<int>(0x56, ReaderID, Field(), kDelay, nullptr, UID);
+  return ExecuteAll<int>(0x56, ReaderID, Field(), deadline::kTypeB, nullptr, UID);
 }
 
 int SR512_Lock_(int ReaderID, unsigned short Lock) {
   // Two flags, not the lock bits: is the high byte set, is anything set.
-  return Execute(0x57, ReaderID, Field().u8((Lock >> 8) != 0 ? 1 : 0).u8(Lock != 0 ? 1 : 0), kDelay);
+  return Execute(0x57, ReaderID, Field().u8((Lock >> 8) != 0 ? 1 : 0).u8(Lock != 0 ? 1 : 0),
+                 deadline::kTypeB);
 }
 
 int SR512_LockStatus_(int ReaderID, unsigned short* Lock) {

@@ -5,6 +5,7 @@
 #include "cards/untNTag.h"
 
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
@@ -51,25 +52,25 @@ static constexpr int kFastReadSpan = 50;
 
 int NTAG_GetVersion(int ReaderID, unsigned char* pData) {
   int len = 0;
-  return NTag_Common_(ReaderID, kGetVersion, kTagTimeOut, 0, nullptr, &len, pData, 1);
+  return NTag_Common_(ReaderID, kGetVersion, kTagTimeOut, 0, nullptr, &len, pData, deadline::kNtag);
 }
 
 int NTAG_Read(int ReaderID, int StartPage, int* DataLen, unsigned char* pData) {
   unsigned char page = static_cast<unsigned char>(StartPage);
-  return NTag_Common_(ReaderID, kRead, kTagTimeOut, 1, &page, DataLen, pData, 1);
+  return NTag_Common_(ReaderID, kRead, kTagTimeOut, 1, &page, DataLen, pData, deadline::kNtag);
 }
 
 int NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsigned char* pData) {
   if (EndPage - StartPage > kFastReadSpan) EndPage = StartPage + kFastReadSpan;
   unsigned char range[2] = {static_cast<unsigned char>(StartPage), static_cast<unsigned char>(EndPage)};
-  return NTag_Common_(ReaderID, kFastRead, kTagTimeOut, 2, range, DataLen, pData, 1);
+  return NTag_Common_(ReaderID, kFastRead, kTagTimeOut, 2, range, DataLen, pData, deadline::kNtag);
 }
 
 int NTag_Write(int ReaderID, int PageIndex, unsigned char* pData) {
   unsigned char param[5] = {static_cast<unsigned char>(PageIndex), pData[0], pData[1], pData[2], pData[3]};
   int len = 0;
   unsigned char ret[kMaxAnswerData];
-  return NTag_Common_(ReaderID, kWrite, kWriteTimeOut, 5, param, &len, ret, 1);
+  return NTag_Common_(ReaderID, kWrite, kWriteTimeOut, 5, param, &len, ret, deadline::kNtag);
 }
 
 int NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData) {
@@ -78,13 +79,13 @@ int NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData) {
   for (int i = 0; i < 16; ++i) param[1 + i] = pData[i];
   int len = 0;
   unsigned char ret[kMaxAnswerData];
-  return NTag_Common2_(ReaderID, kCompatibleWrite, kTagTimeOut, 17, param, &len, ret, 1);
+  return NTag_Common2_(ReaderID, kCompatibleWrite, kTagTimeOut, 17, param, &len, ret, deadline::kNtag);
 }
 
 int NTag_ReadCounter(int ReaderID, int* Counter) {
   int len = 0;
   unsigned char ret[kMaxAnswerData] = {};
-  int rt = NTag_Common2_(ReaderID, kReadCounter, kTagTimeOut, 0, nullptr, &len, ret, 1);
+  int rt = NTag_Common2_(ReaderID, kReadCounter, kTagTimeOut, 0, nullptr, &len, ret, deadline::kNtag);
   if (rt != 1) return rt;
   *Counter = ret[0] | ret[1] << 8 | ret[2] << 16;  // 24 bits, low byte first
   return 1;
@@ -93,7 +94,7 @@ int NTag_ReadCounter(int ReaderID, int* Counter) {
 int NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult) {
   int len = 0;
   unsigned char ret[kMaxAnswerData] = {};
-  int rt = NTag_Common_(ReaderID, kPwdAuth, kTagTimeOut, 4, PWD, &len, ret, 1);
+  int rt = NTag_Common_(ReaderID, kPwdAuth, kTagTimeOut, 4, PWD, &len, ret, deadline::kNtag);
   if (rt != 1) return rt;
   // The tag's PACK goes out whatever it is, but only 00 00 counts as success.
   AuthResult[0] = ret[0];
@@ -104,7 +105,7 @@ int NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResu
 int NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
   unsigned char address = 0x00;
   int len = 0;
-  return NTag_Common_(ReaderID, kReadSig, kTagTimeOut, 1, &address, &len, Signature, 1);
+  return NTag_Common_(ReaderID, kReadSig, kTagTimeOut, 1, &address, &len, Signature, deadline::kNtag);
 }
 
 }  // namespace orvex

@@ -11,13 +11,13 @@
 #include <cstring>
 
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
 static constexpr unsigned char kCarrier = 0xC3;
 static constexpr int kCarried = 1000;  // the carrier's success value
 static constexpr unsigned char kTimeOut = 5;
-static constexpr int kDelay = 5;
 static constexpr int kPSCLen = 3;
 // The card needs time to program its EEPROM before a read-back shows the
 // data; the PSC write is read back at once.
@@ -46,18 +46,18 @@ int SLE_Common_(int ReaderID, unsigned char FC2, unsigned char /*TimeOut*/, int 
 }
 
 static int Send(unsigned char FC2, int ReaderID, unsigned char* params, int n, Response& r) {
-  return SLE_Common_(ReaderID, FC2, kTimeOut, n, params, &r.len, r.data, kDelay);
+  return SLE_Common_(ReaderID, FC2, kTimeOut, n, params, &r.len, r.data, deadline::kSle4442);
 }
 
 int SLE_Reset(int ReaderID, unsigned char* pResetInfo) {
   int len = 0;
-  return SLE_Common_(ReaderID, kReset, kTimeOut, 0, nullptr, &len, pResetInfo, kDelay);
+  return SLE_Common_(ReaderID, kReset, kTimeOut, 0, nullptr, &len, pResetInfo, deadline::kSle4442);
 }
 
 int SLE_ReadMainMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen, unsigned char* MemData) {
   unsigned char range[2] = {StartAddr, MemLen};
   int len = 0;
-  int rt = SLE_Common_(ReaderID, kReadMain, kTimeOut, 2, range, &len, MemData, kDelay);
+  int rt = SLE_Common_(ReaderID, kReadMain, kTimeOut, 2, range, &len, MemData, deadline::kSle4442);
   return rt == kCarried ? len : rt;
 }
 
@@ -90,7 +90,7 @@ int SLE_WriteMainMemory(int ReaderID, unsigned char StartAddr, unsigned char Mem
 
 int SLE_ReadPROM(int ReaderID, unsigned char* MemData) {
   int len = 0;
-  return SLE_Common_(ReaderID, kReadProtection, kTimeOut, 0, nullptr, &len, MemData, kDelay);
+  return SLE_Common_(ReaderID, kReadProtection, kTimeOut, 0, nullptr, &len, MemData, deadline::kSle4442);
 }
 
 int SLE_WriteProtectedDataMemory(int ReaderID, unsigned char StartAddr, unsigned char MemLen,

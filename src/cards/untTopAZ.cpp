@@ -7,13 +7,13 @@
 #include "cards/untTopAZ.h"
 
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
 static constexpr unsigned char kCarrier = 0xC0;
 static constexpr unsigned char kSubFunction = 0x00;
 static constexpr unsigned char kTagTimeOut = 5;
-static constexpr int kDelay = 1;
 static constexpr int kUIDLen = 4;
 static constexpr int kBlockLen = 8;
 
@@ -38,7 +38,8 @@ int TOPAZ_Common_(int ReaderID, unsigned char FC2, unsigned char TimeOut, int Da
 }
 
 static int Send(unsigned char FC2, int ReaderID, Field& request, Response& r) {
-  return TOPAZ_Common_(ReaderID, FC2, kTagTimeOut, request.size(), request.data(), &r.len, r.data, kDelay);
+  return TOPAZ_Common_(ReaderID, FC2, kTagTimeOut, request.size(), request.data(), &r.len, r.data,
+                       deadline::kTopaz);
 }
 
 // The tail of a response from byte `from` on, to the caller: 1. A response

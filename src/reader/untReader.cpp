@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
-static constexpr int kDelay = 1;
 static constexpr int kSleep = 20;
 
 // The family's own reading of a command: 1 when carried out, -1 for a link
@@ -25,7 +25,7 @@ int ChangeBound_(int /*ReaderID*/, int NewBound) {
     if (kSpeeds[i] == NewBound) index = i;
   Answer a;
   // Always addressed to reader number 0; the result is the status itself.
-  if (Exchange(0x01, 0, Field().u8(index), kDelay, kSleep, a) != Exchanged::kDecoded) return -1;
+  if (Exchange(0x01, 0, Field().u8(index), deadline::kReader, kSleep, a) != Exchanged::kDecoded) return -1;
   return a.status;
 }
 
@@ -34,13 +34,13 @@ int OV_SetReaderID_(int OldID, int NewID) {
   // Two trailing bytes the reader ignores; sent as zeros.
   Field f;
   f.u16be(NewID).u8(0).u8(0);
-  return Exchange(0x02, OldID, f, kDelay, kSleep, a) == Exchanged::kDecoded ? 1 : -1;
+  return Exchange(0x02, OldID, f, deadline::kReader, kSleep, a) == Exchanged::kDecoded ? 1 : -1;
 }
 
 // A 16-bit number from answer bytes 0-1; 0 when the reader refused.
 static int ReadNumber(unsigned char cmd, int ReaderID) {
   Answer a;
-  if (Exchange(cmd, ReaderID, Field(), kDelay, kSleep, a) != Exchanged::kDecoded) return -1;
+  if (Exchange(cmd, ReaderID, Field(), deadline::kReader, kSleep, a) != Exchanged::kDecoded) return -1;
   return a.status == 0 ? a.u16be(0) : 0;
 }
 
@@ -51,7 +51,7 @@ int Get_ReaderVersion_(int ReaderID) { return ReadNumber(0x04, ReaderID); }
 // length whatever the status.
 static int ReadIdentity(unsigned char cmd, int ReaderID, unsigned char* out) {
   Answer a;
-  if (Exchange(cmd, ReaderID, Field(), kDelay, kSleep, a) != Exchanged::kDecoded) return -1;
+  if (Exchange(cmd, ReaderID, Field(), deadline::kReader, kSleep, a) != Exchanged::kDecoded) return -1;
   if (a.status == 0) a.CopyTo(out, 0, a.len);
   return a.len;
 }
@@ -76,13 +76,13 @@ int GetReaderNo_(int ReaderID, unsigned char* ReaderNo) {
 }
 
 int Buzzer2_(int ReaderID, int Time_ON, int Time_OFF, int Cycle) {
-  return Done(Execute(0x06, ReaderID, Field().u8(Time_ON).u8(Time_OFF).u8(Cycle), kDelay));
+  return Done(Execute(0x06, ReaderID, Field().u8(Time_ON).u8(Time_OFF).u8(Cycle), deadline::kReader));
 }
 
 int LED2_(int ReaderID, int LEDIndex, int Time_ON, int Time_OFF, int Cycle, int LedIndexOn) {
   Field f;
   f.u8(LEDIndex).u8(Time_ON).u8(Time_OFF).u8(Cycle).u8(LedIndexOn);
-  return Done(Execute(0x07, ReaderID, f, kDelay));
+  return Done(Execute(0x07, ReaderID, f, deadline::kReader));
 }
 
 int LEDDisplay_(int ReaderID, int Alignment, char* LEDText) {
@@ -95,60 +95,60 @@ int LEDDisplay_(int ReaderID, int Alignment, char* LEDText) {
   if (fill < 0) fill = 0;
   Field f;
   f.u8(fill + L).fill(0, fill).bytes(reinterpret_cast<const unsigned char*>(LEDText), L);
-  return Done(Execute(0x09, ReaderID, f, kDelay));
+  return Done(Execute(0x09, ReaderID, f, deadline::kReader));
 }
 
 int AntennaStatus_(int ReaderID, bool ATStatus) {
   // The one command of the family that tells "no answer" (-2) apart.
-  int rt = Execute(0x21, ReaderID, Field().u8(ATStatus ? 1 : 0), kDelay, -2);
+  int rt = Execute(0x21, ReaderID, Field().u8(ATStatus ? 1 : 0), deadline::kReader, -2);
   return rt == 1 || rt == -2 ? rt : -1;
 }
 
 int SearchCardMode_(int ReaderID, int Mode) {
-  return Done(Execute(0x20, ReaderID, Field().u8(Mode), kDelay));
+  return Done(Execute(0x20, ReaderID, Field().u8(Mode), deadline::kReader));
 }
 
 int SearchCardMode_2(int ReaderID, int Mode, int Param) {
-  return Done(Execute(0x20, ReaderID, Field().u8(Mode).u8(Param), kDelay));
+  return Done(Execute(0x20, ReaderID, Field().u8(Mode).u8(Param), deadline::kReader));
 }
 
 int LFCard_ReadID_(int ReaderID, unsigned char* CardID) {
-  return Done(ExecuteAll<int>(0xFD, ReaderID, Field(), kDelay, nullptr, CardID));
+  return Done(ExecuteAll<int>(0xFD, ReaderID, Field(), deadline::kReader, nullptr, CardID));
 }
 
 int WriteFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToWrite) {
   Field f;
   f.u8(0).u8(0).u16be(AddrBegin).u16be(DataLen).bytes(DataToWrite, DataLen);
-  return Done(Execute(0xB2, ReaderID, f, kDelay));
+  return Done(Execute(0xB2, ReaderID, f, deadline::kReader));
 }
 
 int ReadFlash(int ReaderID, int AddrBegin, int DataLen, unsigned char* DataToRead) {
   Field f;
   f.u8(0).u8(0).u16be(AddrBegin).u16be(DataLen);
-  return Done(ExecuteAll<int>(0xB1, ReaderID, f, kDelay, nullptr, DataToRead));
+  return Done(ExecuteAll<int>(0xB1, ReaderID, f, deadline::kReader, nullptr, DataToRead));
 }
 
 int SelectAntenna_(int ReaderID, int AntennaID) {
-  return Done(Execute(0xFE, ReaderID, Field().u8(AntennaID), kDelay));
+  return Done(Execute(0xFE, ReaderID, Field().u8(AntennaID), deadline::kReader));
 }
 
 int SetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param) {
-  return Done(Execute(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), kDelay));
+  return Done(Execute(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), deadline::kReader));
 }
 
 int GetParam_(int ReaderID, int Index, int ParamLen, unsigned char* Param, int* OutLen,
               unsigned char* OutResult) {
-  return Done(ExecuteAll(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), kDelay, OutLen,
+  return Done(ExecuteAll(0x0F, ReaderID, Field().u8(Index).bytes(Param, ParamLen), deadline::kReader, OutLen,
                          OutResult));
 }
 
 int Set433ModuleParam_(int ReaderID, unsigned char* Param) {
-  return Done(Execute(0xFC, ReaderID, Field().u8(1).bytes(Param, 8), kDelay));
+  return Done(Execute(0xFC, ReaderID, Field().u8(1).bytes(Param, 8), deadline::kReader));
 }
 
 int Get433ModuleParam_(int ReaderID, unsigned char* Param) {
   Answer a;
-  if (Done(Transact(0xFC, ReaderID, Field().u8(0), kDelay, a)) != 1) return -1;
+  if (Done(Transact(0xFC, ReaderID, Field().u8(0), deadline::kReader, a)) != 1) return -1;
   a.CopyTo(Param, 0, 8);  // always 8 bytes, whatever the answer length
   return 1;
 }

@@ -6,13 +6,12 @@
 #include "reader/untVela.h"
 
 #include "cards/untCardExchange.h"
+#include "link/deadlines.h"
 
 namespace orvex {
 
 static constexpr unsigned char kDisplayCommand = 0xC3;
 static constexpr int kSleep = 20;
-static constexpr int kShort = 5;  // settings and immediate display: 500 ms
-static constexpr int kLong = 50;  // flash and stored images: 5 s
 
 // Sub-commands. A setting and its reading share one: the reader tells them
 // apart by whether parameters follow.
@@ -77,7 +76,7 @@ int Vela_Read(int ReaderID, unsigned char CMD, int paramlen, unsigned char* para
 
 // Sends the parameters built in f under sub-command sub.
 // An overflowed field reports a size that Vela_Write refuses with -2.
-static int Send(int ReaderID, unsigned char sub, Field& f, int delay = kShort) {
+static int Send(int ReaderID, unsigned char sub, Field& f, int delay = deadline::kDisplay) {
   return Vela_Write(ReaderID, sub, f.size(), f.data(), delay);
 }
 
@@ -85,7 +84,7 @@ static int Send(int ReaderID, unsigned char sub, Field& f, int delay = kShort) {
 // the Get functions copy their outputs out of it whenever the result is
 // positive, so a refusal with status 0x01..0x7F hands back zeros.
 static int ReadSetting(int ReaderID, unsigned char sub, Response& s) {
-  return Vela_Read(ReaderID, sub, 0, nullptr, &s.len, s.data, kShort);
+  return Vela_Read(ReaderID, sub, 0, nullptr, &s.len, s.data, deadline::kDisplay);
 }
 
 // ---- Flash store -----------------------------------------------------------
@@ -95,14 +94,14 @@ static int WriteFlashAt(int ReaderID, unsigned char sub, unsigned int BeginAddr,
   if (len < 0 || len > kMaxParams - 4) return -2;  // the address takes 4 bytes
   Field f;
   f.u32le(BeginAddr).bytes(Data, len);
-  return Send(ReaderID, sub, f, kLong);
+  return Send(ReaderID, sub, f, deadline::kDisplayFlash);
 }
 
 static int ReadFlashAt(int ReaderID, unsigned char sub, unsigned int BeginAddr, int BytesCount,
                        int* len, unsigned char* Data) {
   Field f;
   f.u32le(BeginAddr).u16le(BytesCount);
-  return Vela_Read(ReaderID, sub, f.size(), f.data(), len, Data, kLong);
+  return Vela_Read(ReaderID, sub, f.size(), f.data(), len, Data, deadline::kDisplayFlash);
 }
 
 int Vela_WriteFlash(int ReaderID, unsigned int BeginAddr, int len, unsigned char* Data) {
@@ -126,12 +125,12 @@ int Vela_Config_ReadFlashEx(int ReaderID, unsigned int BeginAddr, int BytesCount
 // ---- Clock, time and date display, font --------------------------------------
 
 int Vela_Config_Clock_Set(int ReaderID, unsigned char* Data) {
-  return Vela_Write(ReaderID, kClock, 8, Data, kShort);
+  return Vela_Write(ReaderID, kClock, 8, Data, deadline::kDisplay);
 }
 
 int Vela_Config_Clock_Get(int ReaderID, unsigned char* Data) {
   int len = 0;  // the result length is not handed on
-  return Vela_Read(ReaderID, kClock, 0, nullptr, &len, Data, kShort);
+  return Vela_Read(ReaderID, kClock, 0, nullptr, &len, Data, deadline::kDisplay);
 }
 
 static int SetPlace(int ReaderID, unsigned char sub, unsigned char Enable, unsigned char Line,
@@ -291,7 +290,7 @@ static int BitmapBytes(unsigned char width, unsigned char height) { return width
 static int SetImage(int ReaderID, unsigned char sub, unsigned char width, unsigned char height,
                     unsigned char* Data) {
   if (!ImageFits(width, height)) return -2;
-  return Vela_Write(ReaderID, sub, BitmapBytes(width, height), Data, kLong);
+  return Vela_Write(ReaderID, sub, BitmapBytes(width, height), Data, deadline::kDisplayFlash);
 }
 
 int Vela_Config_ImagePowerOn_Set(int ReaderID, unsigned char width, unsigned char height,
