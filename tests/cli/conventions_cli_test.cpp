@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The tool's conventions: keys from files or standard input (a key on the
 // command line is taken with a warning), close names offered for an unknown
-// subcommand, -q.
+// subcommand, -q, colour on a terminal only.
+#include <poll.h>
+
 #include "cli_support.h"
 
 namespace {
@@ -93,6 +95,72 @@ TEST_F(Cli, AnUnknownSubcommandNamesTheCloseOnes) {
   r = Run({"mfc"});
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.err, "orvex: A subcommand is required (try --help)\n");
+}
+
+}  // namespace
+
+namespace {
+
+using namespace clitest;
+
+// Runs orvex with its standard error on a pseudo-terminal (a user's
+// terminal), the environment changed by env ("NAME=value", or "NAME" to
+// remove it), and returns what the terminal showed.
+std::string StderrOnATerminal(const std::vector<std::string>& args, const std::vector<std::string>& env) {
+  int master = posix_openpt(O_RDWR | O_NOCTTY);
+  if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) return "no pseudo-terminal";
+  const std::string slave_path = ptsname(master);
+  int slave = open(slave_path.c_str(), O_RDWR | O_NOCTTY);
+  pid_t pid = fork();
+  if (pid == 0) {
+    for (const auto& e : env) {
+      size_t eq = e.find('=');
+      if (eq == std::string::npos) unsetenv(e.c_str());
+      else setenv(e.substr(0, eq).c_str(), e.substr(eq + 1).c_str(), 1);
+    }
+    dup2(slave, 2);
+    int null = open("/dev/null", O_WRONLY);
+    dup2(null, 1);
+    std::vector<char*> argv{const_cast<char*>(ORVEX_TOOL)};
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(ORVEX_TOOL, argv.data());
+    _exit(127);
+  }
+  waitpid(pid, nullptr, 0);
+  // The slave stays open here until everything was read.
+  std::string shown;
+  char buf[4096];
+  for (;;) {
+    pollfd p{master, POLLIN, 0};
+    if (poll(&p, 1, 200) <= 0) break;
+    ssize_t n = read(master, buf, sizeof buf);
+    if (n <= 0) break;
+    shown.append(buf, static_cast<size_t>(n));
+  }
+  close(slave);
+  close(master);
+  return shown;
+}
+
+TEST_F(Cli, ErrorsAndWarningsAreColouredOnATerminalOnly) {
+  const std::vector<std::string> usage = {"scna"};
+  const std::vector<std::string> warning = {"des", "--key", "133457799BBCDFF1", "0123456789ABCDEF"};
+  // The terminal turns "\n" into "\r\n".
+  EXPECT_EQ(StderrOnATerminal(usage, {"NO_COLOR", "TERM=xterm"}),
+            "\033[1;31morvex:\033[0m \"scna\" is not a subcommand of orvex; did you mean scan? (orvex --help lists "
+            "them)\r\n");
+  std::string shown = StderrOnATerminal(warning, {"NO_COLOR", "TERM=xterm"});
+  EXPECT_EQ(shown.rfind("\033[1;33morvex: warning:\033[0m the key given with des --key is visible", 0), 0u) << shown;
+  // NO_COLOR (any value), a dumb terminal: the plain text.
+  EXPECT_EQ(StderrOnATerminal(usage, {"NO_COLOR=1", "TERM=xterm"}),
+            "orvex: \"scna\" is not a subcommand of orvex; did you mean scan? (orvex --help lists them)\r\n");
+  EXPECT_EQ(StderrOnATerminal(warning, {"NO_COLOR", "TERM=dumb"}), kKeyWarning.substr(0, kKeyWarning.size() - 1) + "\r\n");
+  // Not a terminal: no colour whatever the environment says.
+  setenv("TERM", "xterm", 1);
+  unsetenv("NO_COLOR");
+  Result r = Run(usage);
+  EXPECT_EQ(r.err, "orvex: \"scna\" is not a subcommand of orvex; did you mean scan? (orvex --help lists them)\n");
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ class Context {
   }
   // A note on standard error ("orvex: ..."), unless -q.
   void Note(const std::string& line) const {
-    if (!quiet) std::fprintf(stderr, "orvex: %s\n", line.c_str());
+    if (!quiet) Say(Severity::kNote, line);
   }
   // Why no card was found, in words: "no card in the field", or with --uid
   // "no card with UID ... in the field".

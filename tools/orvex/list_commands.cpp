@@ -18,9 +18,8 @@ void List(Context& ctx, bool probe) {
   Output& out = ctx.out();
   Json readers = Json::array();
   if (probe)
-    std::fprintf(stderr,
-                 "orvex: --probe writes a version request to every serial port listed; a device "
-                 "that is not a reader may take it badly\n");
+    Warn("--probe writes a version request to every serial port listed; a device that is not a reader may take "
+         "it badly");
   if (found.Count() == 0) out.Line("no reader found (USB 0471:114A, /dev/serial/by-id, /dev/ttyUSB*, /dev/ttyACM*)");
   for (int i = 0; i < found.Count(); ++i) {
     const std::string kind = found.Kind(i);

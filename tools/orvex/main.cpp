@@ -85,7 +85,7 @@ std::string UnknownSubcommand(CLI::App& root, int argc, char** argv) {
 }
 
 void ReportError(const Context& ctx, const std::string& message) {
-  std::fprintf(stderr, "orvex: %s\n", message.c_str());
+  Say(Severity::kError, message);
   if (ctx.json) {
     Json j = {{"error", message}};
     // After a stream of JSON lines (watch), the error is one line too.

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <csignal>
 #include <cstring>
 
@@ -51,12 +52,30 @@ std::string Hex(const uint8_t* p, size_t n) {
   return s;
 }
 
+bool ColourOnStderr() {
+  static const bool on = [] {
+    const char* no_colour = std::getenv("NO_COLOR");
+    const char* term = std::getenv("TERM");
+    if (no_colour != nullptr && no_colour[0] != '\0') return false;
+    if (term == nullptr || std::strcmp(term, "dumb") == 0) return false;
+    return isatty(2) == 1;
+  }();
+  return on;
+}
+
+void Say(Severity severity, const std::string& text) {
+  const bool colour = ColourOnStderr();
+  const char* paint = severity == Severity::kError ? "\033[1;31m" : severity == Severity::kWarning ? "\033[1;33m" : "";
+  std::string prefix = severity == Severity::kWarning ? "orvex: warning:" : "orvex:";
+  if (colour && paint[0] != '\0') prefix = paint + prefix + "\033[0m";
+  std::fprintf(stderr, "%s %s\n", prefix.c_str(), text.c_str());
+}
+
 Bytes KeyFromOption(const std::string& given, const std::string& what) {
   if (given.empty() || (given[0] != '@' && given != "-")) {
-    std::fprintf(stderr,
-                 "orvex: warning: the key given with %s is visible to other users (ps) and stays in the shell "
-                 "history; give @FILE or - (standard input) instead\n",
-                 what.c_str());
+    Warn("the key given with " + what +
+         " is visible to other users (ps) and stays in the shell history; give @FILE or - (standard input) "
+         "instead");
     return ParseHex(given, what);
   }
   const std::string path = given == "-" ? "-" : given.substr(1);

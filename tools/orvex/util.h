@@ -23,6 +23,17 @@ Bytes ParseHexArgs(const std::vector<std::string>& args, const std::string& what
 std::string Hex(const uint8_t* p, size_t n);
 inline std::string Hex(const Bytes& b) { return Hex(b.data(), b.size()); }
 
+// Messages on standard error, one line each: "orvex: TEXT" for an error or
+// a note, "orvex: warning: TEXT" for a warning. On a terminal the prefix is
+// coloured (red for an error, yellow for a warning, plain for a note),
+// never when NO_COLOR is set to anything or TERM is "dumb", nor when
+// standard error is a file or a pipe.
+enum class Severity { kError, kWarning, kNote };
+void Say(Severity severity, const std::string& text);
+inline void Warn(const std::string& text) { Say(Severity::kWarning, text); }
+// Whether the messages on standard error are coloured (see Say).
+bool ColourOnStderr();
+
 // Turns a library result into a Failure, in words. `what` names the step
 // ("reading the version"); deadline_ms is the answer deadline it had.
 // Commands on the reader itself give -1 for a refusal too.
