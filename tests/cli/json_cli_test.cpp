@@ -6,6 +6,7 @@
 #include <set>
 
 #include "cli_support.h"
+#include "every_command.h"
 
 namespace {
 
@@ -121,48 +122,9 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
     auto s = same.find(command);
     return schemas.find(s == same.end() ? command : s->second);
   };
-  const std::string png = Path("lcd.png");
-  struct Case {
-    std::vector<std::string> args;  // the leaf command's words come first after the global options
-    std::string command;
-  };
-  const std::vector<Case> cases = {
-      {{"info"}, "orvex info"},
-      {{"beep"}, "orvex beep"},
-      {{"led"}, "orvex led"},
-      {{"display", "12345678"}, "orvex display"},
-      {{"raw", "00A40400"}, "orvex raw"},
-      {{"list"}, "orvex list"},
-      {{"--sim-card", "mfc1k", "--sim-card", "iso15693", "--sim-card", "lf", "--sim-card", "sle4442", "scan"},
-       "orvex scan"},
-      {{"--sim-empty", "scan"}, "orvex scan"},
-      {{"mfc", "dump", Path("card.mfd")}, "orvex mfc dump"},
-      {{"mfc", "keys"}, "orvex mfc keys"},
-      {{"mfc", "read", "4"}, "orvex mfc read"},
-      {{"mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"}, "orvex mfc write"},
-      {{"mfc", "restore", Path("card.mfd")}, "orvex mfc restore"},
-      {{"mfc", "acl", "FF0780"}, "orvex mfc acl"},
-      {{"--sim-card", "cpu", "apdu", "00A4040000"}, "orvex apdu"},
-      {{"--sim-card", "sam", "sam", "apdu", "--slot", "1", "0084000008"}, "orvex sam apdu"},
-      {{"des", "-k", "133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des"},
-      {{"des3", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des3"},
-      {{"des3-cbc", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des3-cbc"},
-      {{"--sim-card", "ntag215", "ntag", "dump"}, "orvex ntag dump"},
-      {{"--sim-card", "ntag215", "ntag", "dump", Path("tag.bin")}, "orvex ntag dump"},
-      {{"--sim-card", "ntag215", "ndef", "write", "--text", "hi", "--uri", "https://example.com"},
-       "orvex ndef write"},
-      {{"--sim-card", "ntag215", "ndef", "erase"}, "orvex ndef erase"},
-      {{"--sim-card", "mfc1k", "ndef", "format", "--yes"}, "orvex ndef format"},
-      {{"ndef", "encode", "--text", "hi", "--wifi", "home", "--wifi-key", "secret123"}, "orvex ndef encode"},
-      {{"ndef", "decode", "D101055402656E6869"}, "orvex ndef decode"},
-      {{"--sim-card", "iso15693", "iso15693", "read"}, "orvex iso15693 read"},
-      {{"--sim-card", "iso15693", "iso15693", "write", "1", "CAFEF00D"}, "orvex iso15693 write"},
-      {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
-      {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
-      {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},
-  };
+  const std::vector<CommandCase> cases = EveryCommand(dir_);
   std::set<std::string> covered;
-  for (const Case& c : cases) {
+  for (const CommandCase& c : cases) {
     std::vector<std::string> args = c.args;
     args.push_back("--json");
     Result r = Run(args);

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// One invocation of every orvex command that has a result, each with the
+// simulated cards it needs: the JSON schema test checks each one's document,
+// the hostile-reader test runs each against a reader that lies.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli_support.h"
+
+namespace clitest {
+
+struct CommandCase {
+  std::vector<std::string> args;  // global options first, then the command's words and arguments
+  std::string command;            // "orvex mfc dump"
+};
+
+// The cases in an order that works: a file a command reads (a dump to
+// restore, a picture) is written by a case before it, in the directory dir.
+inline std::vector<CommandCase> EveryCommand(const std::string& dir) {
+  auto Path = [&dir](const std::string& name) { return dir + "/" + name; };
+  const std::string png = Path("lcd.png");
+  return {
+      {{"info"}, "orvex info"},
+      {{"beep"}, "orvex beep"},
+      {{"led"}, "orvex led"},
+      {{"display", "12345678"}, "orvex display"},
+      {{"raw", "00A40400"}, "orvex raw"},
+      {{"list"}, "orvex list"},
+      {{"--sim-card", "mfc1k", "--sim-card", "iso15693", "--sim-card", "lf", "--sim-card", "sle4442", "scan"},
+       "orvex scan"},
+      {{"--sim-empty", "scan"}, "orvex scan"},
+      {{"mfc", "dump", Path("card.mfd")}, "orvex mfc dump"},
+      {{"mfc", "keys"}, "orvex mfc keys"},
+      {{"mfc", "read", "4"}, "orvex mfc read"},
+      {{"mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"}, "orvex mfc write"},
+      {{"mfc", "restore", Path("card.mfd")}, "orvex mfc restore"},
+      {{"mfc", "acl", "FF0780"}, "orvex mfc acl"},
+      {{"--sim-card", "cpu", "apdu", "00A4040000"}, "orvex apdu"},
+      {{"--sim-card", "sam", "sam", "apdu", "--slot", "1", "0084000008"}, "orvex sam apdu"},
+      {{"des", "-k", "133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des"},
+      {{"des3", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des3"},
+      {{"des3-cbc", "-k", "133457799BBCDFF1133457799BBCDFF1", "0123456789ABCDEF"}, "orvex des3-cbc"},
+      {{"--sim-card", "ntag215", "ntag", "dump"}, "orvex ntag dump"},
+      {{"--sim-card", "ntag215", "ntag", "dump", Path("tag.bin")}, "orvex ntag dump"},
+      {{"--sim-card", "ntag215", "ndef", "write", "--text", "hi", "--uri", "https://example.com"},
+       "orvex ndef write"},
+      {{"--sim-card", "ntag215", "ndef", "erase"}, "orvex ndef erase"},
+      {{"--sim-card", "mfc1k", "ndef", "format", "--yes"}, "orvex ndef format"},
+      {{"ndef", "encode", "--text", "hi", "--wifi", "home", "--wifi-key", "secret123"}, "orvex ndef encode"},
+      {{"ndef", "decode", "D101055402656E6869"}, "orvex ndef decode"},
+      {{"--sim-card", "iso15693", "iso15693", "read"}, "orvex iso15693 read"},
+      {{"--sim-card", "iso15693", "iso15693", "write", "1", "CAFEF00D"}, "orvex iso15693 write"},
+      {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
+      {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
+      {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},
+  };
+}
+
+}  // namespace clitest
