@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // How much the tool asks of the line: the exchanges a MIFARE Classic dump
-// makes, and scan --wait telling of a card before its scan is over.
+// and an NTAG dump make, and scan --wait telling of a card before its scan
+// is over.
 #include <map>
+#include <vector>
 
 #include "cli_support.h"
 
@@ -10,17 +12,32 @@ using namespace clitest;
 namespace {
 
 // The commands the tool sent, by name, from its --trace lines
-// ("   12.345 -> [0000] 29 ReadBlock  00").
+// ("   12.345 -> [0000] 29 ReadBlock  00", "... C0 NTag FAST_READ  10 05 3A 00 27":
+// the name ends where two spaces begin its data).
 std::map<std::string, int> Sent(const std::string& trace) {
   std::map<std::string, int> sent;
   std::istringstream in(trace);
   std::string line;
   while (std::getline(in, line)) {
-    std::istringstream words(line);
-    std::string time, arrow, reader, code, name;
-    if (words >> time >> arrow >> reader >> code >> name && arrow == "->") ++sent[name];
+    size_t at = line.find(" -> [");
+    if (at == std::string::npos) continue;
+    size_t name = line.find(' ', line.find(']', at) + 2);  // past the command code
+    if (name == std::string::npos) continue;
+    ++sent[line.substr(name + 1, line.find("  ", name + 1) - name - 1)];
   }
   return sent;
+}
+
+// The FAST_READs the tool sent, with their first and last page in hex.
+std::vector<std::string> FastReads(const std::string& trace) {
+  std::vector<std::string> reads;
+  std::istringstream in(trace);
+  std::string line;
+  const std::string mark = "FAST_READ  10 05 3A ";
+  while (std::getline(in, line))
+    if (line.find(" -> [") != std::string::npos && line.find(mark) != std::string::npos)
+      reads.push_back(line.substr(line.find(mark) + mark.size()));
+  return reads;
 }
 
 // A 1K card: UID 11223344, zero data, the transport keys and access bits
@@ -106,4 +123,40 @@ TEST_F(Cli, ScanWaitTellsOfACardBeforeItHasLookedForTheOtherFamilies) {
   EXPECT_TRUE(running_when_told);
   EXPECT_EQ(r.out, line);
   EXPECT_EQ(r.err, "");
+}
+
+TEST_F(Cli, NtagDumpAt19200ReadsFortyPagesAtATime) {
+  Result r = Run({"--sim-card", "ntag216:04112233445566", "--trace", "ntag", "dump", Path("t.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "dumped 231 pages of NTAG216 04112233445566 to " + Path("t.bin") + " (simulated reader)\n");
+  const std::vector<std::string> expected = {"00 27", "28 4F", "50 77", "78 9F", "A0 C7", "C8 E6"};
+  EXPECT_EQ(FastReads(r.err), expected) << r.err;
+  EXPECT_EQ(Slurp(Path("t.bin")).size(), 924u);
+}
+
+TEST_F(Cli, NtagDumpReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
+  // On a line paced at 19200 bit/s, pages full of bytes 10 (each sent as
+  // two) make the answer to a read of 40 pages longer than its deadline.
+  SimProcess sim("--baud 19200 --card ntag216:04112233445566", Path("sim.out"));
+  ASSERT_FALSE(sim.pty().empty());
+  const std::string device = sim.pty() + "@19200";
+  const std::string payload(150, '\x10');
+  Write(Path("payload.bin"), payload);
+  Result r = Run({"--device", device, "ndef", "write", "--mime", "application/octet-stream", Path("payload.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = Run({"--device", device, "ntag", "dump", Path("t.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "dumped 231 pages of NTAG216 04112233445566 to " + Path("t.bin") + "\n");
+  EXPECT_EQ(r.err, "");
+  std::string dump = Slurp(Path("t.bin"));
+  EXPECT_EQ(dump.size(), 924u);
+  EXPECT_NE(dump.find(payload), std::string::npos);
+  // The first read of 40 pages is cut off; the same pages and the rest
+  // follow 18 at a time, which fit even when every byte is escaped.
+  r = Run({"--device", device, "--trace", "ntag", "dump", Path("u.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::vector<std::string> expected = {"00 27", "00 11", "12 23", "24 35", "36 47", "48 59", "5A 6B", "6C 7D",
+                                             "7E 8F", "90 A1", "A2 B3", "B4 C5", "C6 D7", "D8 E6"};
+  EXPECT_EQ(FastReads(r.err), expected) << r.err;
+  EXPECT_EQ(Slurp(Path("u.bin")), dump);
 }
