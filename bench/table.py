@@ -60,6 +60,12 @@ def tool_rows(runs, add):
         add("7 orvex tool", what, f"{fmt(took, 1)} ms",
             f"wire {fmt(wire, 1)} ms ({fmt(frames and frames / 2, 0)} exchanges)", fmt(ratio),
             "<= 1.10", None if ratio is None else ratio <= 1.10)
+    n = named(runs, "BM_ToolNtagDump/baud:19200")
+    if n is not None:
+        wire, ratio = med(runs, n, "command_wire_ms"), med(runs, n, "command_ratio")
+        frames = med(runs, n, "command_frames")
+        add("7 orvex tool", "ntag dump, NTAG216, 19200, whole command", f"{fmt(med(runs, n, 'tool_ms'), 1)} ms",
+            f"wire {fmt(wire, 1)} ms ({fmt(frames and frames / 2, 0)} exchanges)", fmt(ratio), "reported", None)
     n = named(runs, "BM_ToolScanWait/baud:19200")
     if n is None:
         add("7 orvex tool", "scan --wait: no result", "", "", "", "", None)
