@@ -39,6 +39,7 @@
 #include "orvexsim/card_kinds.h"
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
+#include "rig.h"
 
 extern char** environ;
 
@@ -48,12 +49,7 @@ using Clock = std::chrono::steady_clock;
 
 double Seconds(Clock::duration d) { return std::chrono::duration<double>(d).count(); }
 
-double Median(std::vector<double> v) {
-  if (v.empty()) return 0;
-  std::sort(v.begin(), v.end());
-  size_t n = v.size();
-  return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
+using bench::Median;
 
 std::string Program(const char* env, const char* built) {
   const char* p = std::getenv(env);
