@@ -36,6 +36,47 @@ def fmt(v, digits=3):
     return "n/a" if v is None else f"{v:.{digits}f}"
 
 
+def named(runs, prefix):
+    """The one benchmark whose name starts with prefix ("BM_X/baud:19200"),
+    whatever Google Benchmark appends to it (iterations, real_time)."""
+    names = [n for n in runs if n == prefix or n.startswith(prefix + "/")]
+    return names[0] if names else None
+
+
+def tool_rows(runs, add):
+    """Figure 7: the orvex program against orvex-sim (bench/tool)."""
+    if not any(k.startswith("BM_Tool") for k in runs):
+        add("7 orvex tool", "not measured: no orvex_bench_tool", "", "", "", "", None)
+        return
+    for prefix, what in (("BM_ToolMfcDump/baud:19200", "mfc dump, MIFARE Classic 1K, 19200"),
+                         ("BM_ToolMfcDump/baud:38400", "mfc dump, MIFARE Classic 1K, 38400"),
+                         ("BM_ToolNtagDump/baud:19200", "ntag dump, NTAG216, 19200")):
+        n = named(runs, prefix)
+        if n is None:
+            add("7 orvex tool", what + ": no result", "", "", "", "", None)
+            continue
+        took, wire, ratio = med(runs, n, "tool_ms"), med(runs, n, "wire_ms"), med(runs, n, "ratio")
+        frames = med(runs, n, "wire_frames")
+        add("7 orvex tool", what, f"{fmt(took, 1)} ms",
+            f"wire {fmt(wire, 1)} ms ({fmt(frames and frames / 2, 0)} exchanges)", fmt(ratio),
+            "<= 1.10", None if ratio is None else ratio <= 1.10)
+    n = named(runs, "BM_ToolNtagDump/baud:19200")
+    if n is not None:
+        wire, ratio = med(runs, n, "command_wire_ms"), med(runs, n, "command_ratio")
+        frames = med(runs, n, "command_frames")
+        add("7 orvex tool", "ntag dump, NTAG216, 19200, whole command", f"{fmt(med(runs, n, 'tool_ms'), 1)} ms",
+            f"wire {fmt(wire, 1)} ms ({fmt(frames and frames / 2, 0)} exchanges)", fmt(ratio), "reported", None)
+    n = named(runs, "BM_ToolScanWait/baud:19200")
+    if n is None:
+        add("7 orvex tool", "scan --wait: no result", "", "", "", "", None)
+        return
+    median = med(runs, n, "median_ms")
+    worst = max((r["max_ms"] for r in runs[n] if "max_ms" in r), default=None)
+    add("7 orvex tool", "scan --wait, card placed to line, 19200",
+        f"median {fmt(median, 1)} ms, max {fmt(worst, 1)} ms", "", "", "<= 300 ms",
+        None if worst is None else worst <= 300)
+
+
 def main():
     context, runs = load(sys.argv[1:])
     rows = []  # (figure, what, measured, reference, ratio, goal, verdict)
@@ -110,6 +151,8 @@ def main():
                         ("BM_OpenSslTripleDes/schedule_each:1", "two-key triple-DES, OpenSSL, schedule per block")):
         ips = med(runs, name, "items_per_second")
         add("6 DES", label, f"{fmt(ips and ips / 1e6, 2)} M blocks/s", "", "", "reported", None)
+
+    tool_rows(runs, add)
 
     head = ("figure", "what", "measured", "reference", "ratio", "goal", "verdict")
     widths = [max(len(str(r[i])) for r in rows + [head]) for i in range(len(head))]

@@ -59,6 +59,13 @@ done
 for b in /usr/bin/orvex /usr/bin/orvex-sim "$(readlink -f "$libdir/liborvex.so.1")"; do
   file -L "$b" | grep -q ", stripped" || fail "$b is not stripped"
 done
+# The symbols stripped from orvex are in orvex-tools-dbgsym, under its build id.
+id=$(readelf -n /usr/bin/orvex | awk '/Build ID:/ { print $3 }')
+[ -n "$id" ] || fail "/usr/bin/orvex has no build id"
+dbg=/usr/lib/debug/.build-id/${id:0:2}/${id:2}.debug
+dpkg -S "$dbg" 2>/dev/null | grep -q "^orvex-tools-dbgsym[:]" ||
+  fail "$dbg, the debug symbols of /usr/bin/orvex, is not in orvex-tools-dbgsym"
+readelf -S "$dbg" | grep -q "\.debug_info" || fail "$dbg holds no debug information"
 [ "$(pkg-config --variable=libdir orvex)" = "$libdir" ] || fail "orvex.pc libdir: $(pkg-config --variable=libdir orvex)"
 [ "$(pkg-config --variable=includedir orvex)" = /usr/include ] || fail "orvex.pc includedir: $(pkg-config --variable=includedir orvex)"
 pkg-config --cflags --libs orvex

@@ -2,6 +2,7 @@
 // Subcommands on the cards in the field: scan and watch.
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <thread>
 
@@ -128,21 +129,20 @@ void ScanContactSle(Context& ctx, std::vector<FoundCard>& found) {
   found.push_back({"sle4442", "", {{"atr", a}}, "ATR " + a});
 }
 
-// Every card of every family in the field, in a fixed order. The field is
-// switched off and on at the end: the cards the scan halted would stay
+// Every card of every family in the field, in a fixed order; seen (when
+// given) hears of each card as soon as its family's scan found it. The field
+// is switched off and on at the end: the cards the scan halted would stay
 // halted as long as they are powered, and a later request would not find
 // them.
-std::vector<FoundCard> ScanField(Context& ctx) {
+std::vector<FoundCard> ScanField(Context& ctx, const std::function<void(const FoundCard&)>& seen = nullptr) {
   std::vector<FoundCard> found;
-  ScanTypeA(ctx, found);
-  ScanTopaz(ctx, found);
-  ScanFelica(ctx, found);
-  ScanIdCard(ctx, found);
-  ScanTypeB(ctx, found);
-  ScanStTags(ctx, found);
-  ScanVicinity(ctx, found);
-  ScanLowFrequency(ctx, found);
-  ScanContactSle(ctx, found);
+  for (auto scan : {ScanTypeA, ScanTopaz, ScanFelica, ScanIdCard, ScanTypeB, ScanStTags, ScanVicinity,
+                    ScanLowFrequency, ScanContactSle}) {
+    const size_t before = found.size();
+    scan(ctx, found);
+    if (seen)
+      for (size_t i = before; i < found.size(); ++i) seen(found[i]);
+  }
   ResetField(ctx, "scan");
   return found;
 }
@@ -190,20 +190,23 @@ std::string Seconds(double s) {
 void Scan(Context& ctx, const ScanOptions& o) {
   ctx.Open();
   CheckReaderAnswers(ctx, "scan");
-  std::vector<FoundCard> found = ScanField(ctx);
+  // Each card's line goes out as soon as the card is found, not when the
+  // other families have been looked for: scan --wait tells at once.
+  auto tell = [&ctx](const FoundCard& c) {
+    ctx.out().Line(CardLine(c));
+    ctx.out().Flush();
+  };
+  std::vector<FoundCard> found = ScanField(ctx, tell);
   const auto start = std::chrono::steady_clock::now();
   while (o.wait && found.empty()) {
     double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (o.timeout > 0 && waited >= o.timeout)
       throw Failure("scan: no card came into the field within " + Seconds(o.timeout) + " s");
     std::this_thread::sleep_for(kPollPause);
-    found = ScanField(ctx);
+    found = ScanField(ctx, tell);
   }
   Json cards = Json::array();
-  for (const auto& c : found) {
-    cards.push_back(CardJson(c));
-    ctx.out().Line(CardLine(c));
-  }
+  for (const auto& c : found) cards.push_back(CardJson(c));
   if (found.empty()) ctx.out().Line("no card in the field");
   ctx.out().doc()["cards"] = cards;
 }

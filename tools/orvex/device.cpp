@@ -177,6 +177,10 @@ std::string LastLinkFailure() {
   return text;
 }
 
+int LastLinkFailureKind() {
+  return g_open ? const_cast<Link*>(g_open)->link().LastFailure() : ORVEX_FAIL_NONE;
+}
+
 int LastAnswerLength() {
   return g_open ? const_cast<Link*>(g_open)->link().LastAnswerLength() : -1;
 }

@@ -44,6 +44,10 @@ std::string ChooseDevice();
 // status 0x01"); "" when no link is open or the last exchange went well.
 std::string LastLinkFailure();
 
+// What kind of failure that was (an OrvexFailure: ORVEX_FAIL_CUT_OFF for an
+// answer cut off by its deadline); ORVEX_FAIL_NONE when none.
+int LastLinkFailureKind();
+
 // The data length of the last answer on the tool's open link (-1: none).
 int LastAnswerLength();
 

@@ -253,10 +253,10 @@ void Progress::Step(int done) {
   std::fflush(stderr);
 }
 
-int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units) {
+int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units, bool escaped) {
   if (bits_per_second <= 0) return max_units;
   const double bytes_in_time = 0.9 * deadline_ms / 1000.0 * bits_per_second / 10.0;
-  int units = static_cast<int>((bytes_in_time / 2.0 - 12.0) / unit_bytes);
+  int units = static_cast<int>(((escaped ? bytes_in_time / 2.0 : bytes_in_time) - 12.0) / unit_bytes);
   return std::max(1, std::min(max_units, units));
 }
 

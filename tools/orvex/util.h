@@ -42,9 +42,12 @@ void CheckReader(int rc, const std::string& what, int deadline_ms);
 // How many units (pages, blocks) of unit_bytes one read may ask for, at most
 // max_units, so that its answer crosses the line within 90 % of the read's
 // deadline at the line's speed: 10 bits a byte, every byte possibly escaped
-// (twice its size), 12 bytes of framing. Over USB (bits_per_second 0),
-// which the line speed does not bound, max_units.
-int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units);
+// (twice its size), 12 bytes of framing. With escaped false, the answer's
+// bytes are counted once each: the read fits unless its data holds bytes
+// that are escaped (02, 03, 10), and a reader of it must be ready for an
+// answer cut off by its deadline. Over USB (bits_per_second 0), which the
+// line speed does not bound, max_units.
+int UnitsPerRead(int bits_per_second, int deadline_ms, int unit_bytes, int max_units, bool escaped = true);
 
 // A key given to an option: "@FILE" reads it from FILE, "-" from standard
 // input (in hex; "#" starts a comment; the first key of the text). Anything

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+// How much the tool asks of the line: the exchanges a MIFARE Classic dump
+// and an NTAG dump make, and scan --wait telling of a card before its scan
+// is over.
+#include <map>
+#include <vector>
+
+#include "cli_support.h"
+
+using namespace clitest;
+
+namespace {
+
+// The commands the tool sent, by name, from its --trace lines
+// ("   12.345 -> [0000] 29 ReadBlock  00", "... C0 NTag FAST_READ  10 05 3A 00 27":
+// the name ends where two spaces begin its data).
+std::map<std::string, int> Sent(const std::string& trace) {
+  std::map<std::string, int> sent;
+  std::istringstream in(trace);
+  std::string line;
+  while (std::getline(in, line)) {
+    size_t at = line.find(" -> [");
+    if (at == std::string::npos) continue;
+    size_t name = line.find(' ', line.find(']', at) + 2);  // past the command code
+    if (name == std::string::npos) continue;
+    ++sent[line.substr(name + 1, line.find("  ", name + 1) - name - 1)];
+  }
+  return sent;
+}
+
+// The FAST_READs the tool sent, with their first and last page in hex.
+std::vector<std::string> FastReads(const std::string& trace) {
+  std::vector<std::string> reads;
+  std::istringstream in(trace);
+  std::string line;
+  const std::string mark = "FAST_READ  10 05 3A ";
+  while (std::getline(in, line))
+    if (line.find(" -> [") != std::string::npos && line.find(mark) != std::string::npos)
+      reads.push_back(line.substr(line.find(mark) + mark.size()));
+  return reads;
+}
+
+// A 1K card: UID 11223344, zero data, the transport keys and access bits
+// FF 07 80 (key B readable with key A) in every trailer; sector 5's key B
+// is 123456ABCDEF.
+std::string Card1K() {
+  std::string m(1024, '\0');
+  const unsigned char b0[] = {0x11, 0x22, 0x33, 0x44, 0x11 ^ 0x22 ^ 0x33 ^ 0x44, 0x08, 0x04, 0x00};
+  std::copy(b0, b0 + 8, m.begin());
+  for (int s = 0; s < 16; ++s) {
+    unsigned char t[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x07, 0x80, 0x69, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    if (s == 5) {
+      const unsigned char b[6] = {0x12, 0x34, 0x56, 0xAB, 0xCD, 0xEF};
+      std::copy(b, b + 6, t + 10);
+    }
+    std::copy(t, t + 16, m.begin() + (s * 4 + 3) * 16);
+  }
+  return m;
+}
+
+}  // namespace
+
+TEST_F(Cli, MfcDumpOfABlank1KMakesOneAuthenticationASectorAndOneReadABlock) {
+  Result r = Run({"--sim-card", "mfc1k:11223344", "--trace", "mfc", "dump", Path("d.mfd")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  // The selection (which also makes sure no other card is there: halt,
+  // request, select again), then per sector key A and its four blocks.
+  const std::map<std::string, int> expected = {
+      {"RequestAntiAndSelect", 3}, {"CardHalt", 1}, {"KeyAuthorization", 16}, {"ReadBlock", 64}};
+  EXPECT_EQ(Sent(r.err), expected) << r.err;
+  // Key B, which each trailer shows, is still recorded.
+  std::string record = Slurp(Path("d.mfd.keys"));
+  for (int s = 0; s < 16; ++s)
+    EXPECT_NE(record.find("\n" + std::to_string(s) + " FFFFFFFFFFFF FFFFFFFFFFFF\n"), std::string::npos) << record;
+}
+
+TEST_F(Cli, MfcDumpRecordsAShownKeyBOnlyWhenTheKeysTriedHoldIt) {
+  Write(Path("card.mfd"), Card1K());
+  // Not in the keys tried: key B of sector 5 is not found, as an
+  // authentication with each key tried shows.
+  Result r = Run({"--sim-load", Path("card.mfd"), "--trace", "mfc", "dump", Path("d.mfd"), "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = nlohmann::json::parse(r.out);
+  EXPECT_TRUE(j["sectors"][5]["key_b"].is_null()) << r.out;
+  EXPECT_EQ(j["sectors"][4]["key_b"], "FFFFFFFFFFFF");
+  EXPECT_GT(Sent(r.err)["KeyAuthorization"], 17);
+  EXPECT_NE(Slurp(Path("d.mfd.keys")).find("\n5 FFFFFFFFFFFF -\n"), std::string::npos);
+  // The dump holds the key B the trailer showed in any case.
+  EXPECT_EQ(Slurp(Path("d.mfd")), Card1K());
+
+  // In a key file: found, without an authentication with it.
+  Write(Path("mine.keys"), "123456ABCDEF\n");
+  r = Run({"--sim-load", Path("card.mfd"), "--trace", "mfc", "dump", Path("e.mfd"), "-k", Path("mine.keys"),
+           "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  j = nlohmann::json::parse(r.out);
+  EXPECT_EQ(j["sectors"][5]["key_b"], "123456ABCDEF");
+  // Key A: the key file's key is tried first and refused, then the
+  // transport key (after selecting the card again).
+  EXPECT_EQ(Sent(r.err)["KeyAuthorization"], 32) << r.err;
+  EXPECT_NE(Slurp(Path("e.mfd.keys")).find("\n5 FFFFFFFFFFFF 123456ABCDEF\n"), std::string::npos);
+  EXPECT_EQ(Slurp(Path("e.mfd")), Card1K());
+}
+
+TEST_F(Cli, ScanWaitTellsOfACardBeforeItHasLookedForTheOtherFamilies) {
+  // At 4800 bit/s the families after ISO 14443-A take most of a second.
+  SimProcess sim("--empty --baud 4800", Path("sim.out"));
+  ASSERT_FALSE(sim.pty().empty());
+  pid_t pid = Spawn({"--device", sim.pty() + "@4800", "scan", "--wait", "--timeout", "20"});
+  usleep(300000);
+  sim.Say("place mfc1k:11223344\n");
+  const std::string line = "iso14443a    11223344  ATQA 0004 SAK 08  MIFARE Classic 1K\n";
+  bool running_when_told = false;
+  for (int i = 0; i < 1000; ++i) {
+    if (Slurp(Path("stdout")) == line) {
+      running_when_told = waitpid(pid, nullptr, WNOHANG) == 0;
+      break;
+    }
+    usleep(5000);
+  }
+  Result r = Collect(pid);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(running_when_told);
+  EXPECT_EQ(r.out, line);
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(Cli, NtagDumpAt19200ReadsFortyPagesAtATime) {
+  Result r = Run({"--sim-card", "ntag216:04112233445566", "--trace", "ntag", "dump", Path("t.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "dumped 231 pages of NTAG216 04112233445566 to " + Path("t.bin") + " (simulated reader)\n");
+  const std::vector<std::string> expected = {"00 27", "28 4F", "50 77", "78 9F", "A0 C7", "C8 E6"};
+  EXPECT_EQ(FastReads(r.err), expected) << r.err;
+  EXPECT_EQ(Slurp(Path("t.bin")).size(), 924u);
+}
+
+TEST_F(Cli, NtagDumpReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
+  // On a line paced at 19200 bit/s, pages full of bytes 10 (each sent as
+  // two) make the answer to a read of 40 pages longer than its deadline.
+  SimProcess sim("--baud 19200 --card ntag216:04112233445566", Path("sim.out"));
+  ASSERT_FALSE(sim.pty().empty());
+  const std::string device = sim.pty() + "@19200";
+  const std::string payload(150, '\x10');
+  Write(Path("payload.bin"), payload);
+  Result r = Run({"--device", device, "ndef", "write", "--mime", "application/octet-stream", Path("payload.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = Run({"--device", device, "ntag", "dump", Path("t.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "dumped 231 pages of NTAG216 04112233445566 to " + Path("t.bin") + "\n");
+  EXPECT_EQ(r.err, "");
+  std::string dump = Slurp(Path("t.bin"));
+  EXPECT_EQ(dump.size(), 924u);
+  EXPECT_NE(dump.find(payload), std::string::npos);
+  // The first read of 40 pages is cut off; the same pages and the rest
+  // follow 18 at a time, which fit even when every byte is escaped.
+  r = Run({"--device", device, "--trace", "ntag", "dump", Path("u.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::vector<std::string> expected = {"00 27", "00 11", "12 23", "24 35", "36 47", "48 59", "5A 6B", "6C 7D",
+                                             "7E 8F", "90 A1", "A2 B3", "B4 C5", "C6 D7", "D8 E6"};
+  EXPECT_EQ(FastReads(r.err), expected) << r.err;
+  EXPECT_EQ(Slurp(Path("u.bin")), dump);
+}
