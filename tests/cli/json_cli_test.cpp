@@ -116,7 +116,9 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
   // Commands that share a document.
   const std::map<std::string, std::string> same = {
       {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"},
-      {"orvex mfc write", "orvex mfc read"}};
+      {"orvex mfc write", "orvex mfc read"}, {"orvex mfc value init", "orvex mfc value get"},
+      {"orvex mfc value dec", "orvex mfc value inc"}, {"orvex mfc value restore", "orvex mfc value inc"},
+      {"orvex mfc value transfer", "orvex mfc value inc"}};
   auto schema_of = [&](const std::string& command) {
     auto s = same.find(command);
     return schemas.find(s == same.end() ? command : s->second);
@@ -141,6 +143,15 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {{"mfc", "read", "4"}, "orvex mfc read"},
       {{"mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"}, "orvex mfc write"},
       {{"mfc", "restore", Path("card.mfd")}, "orvex mfc restore"},
+      {{"mfc", "dump", Path("card.eml")}, "orvex mfc dump"},
+      {{"mfc", "dump"}, "orvex mfc dump"},
+      {{"mfc", "restore", Path("card.eml")}, "orvex mfc restore"},
+      {{"mfc", "value", "init", "5", "100"}, "orvex mfc value init"},
+      {{"--sim-load", Path("value.mfd"), "mfc", "value", "get", "4"}, "orvex mfc value get"},
+      {{"--sim-load", Path("value.mfd"), "mfc", "value", "inc", "4", "5"}, "orvex mfc value inc"},
+      {{"--sim-load", Path("value.mfd"), "mfc", "value", "dec", "4", "5"}, "orvex mfc value dec"},
+      {{"--sim-load", Path("value.mfd"), "mfc", "value", "restore", "4"}, "orvex mfc value restore"},
+      {{"--sim-load", Path("value.mfd"), "mfc", "value", "transfer", "4", "--to", "6"}, "orvex mfc value transfer"},
       {{"mfc", "acl", "FF0780"}, "orvex mfc acl"},
       {{"--sim-card", "cpu", "apdu", "00A4040000"}, "orvex apdu"},
       {{"--sim-card", "sam", "sam", "apdu", "--slot", "1", "0084000008"}, "orvex sam apdu"},
@@ -161,6 +172,8 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
       {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},
   };
+  // A card whose block 4 is a value block, for the value commands.
+  ASSERT_EQ(Run({"--sim-save", Path("value.mfd"), "mfc", "value", "init", "4", "100"}).status, 0);
   std::set<std::string> covered;
   for (const Case& c : cases) {
     std::vector<std::string> args = c.args;

@@ -31,7 +31,7 @@ TEST_F(Cli, ManPageDocumentsEveryOptionOfEverySubcommand) {
   ASSERT_FALSE(page.empty());
   const std::vector<std::vector<std::string>> commands = {
       {},          {"info"},          {"beep"},         {"led"},           {"display"},
-      {"scan"},    {"watch"},         {"raw"},           {"mfc", "dump"},  {"mfc", "restore"}, {"mfc", "keys"}, {"mfc", "read"}, {"mfc", "write"}, {"apdu"},
+      {"scan"},    {"watch"},         {"raw"},           {"mfc", "dump"},  {"mfc", "restore"}, {"mfc", "value", "get"}, {"mfc", "value", "init"}, {"mfc", "value", "inc"}, {"mfc", "value", "transfer"}, {"mfc", "keys"}, {"mfc", "read"}, {"mfc", "write"}, {"apdu"},
       {"des"},     {"des3"},          {"des3-cbc"},     {"ntag", "dump"},  {"ndef", "write"},
       {"ndef", "read"}, {"iso15693", "read"}, {"iso15693", "write"}, {"sam", "apdu"},
       {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"}};
