@@ -101,6 +101,14 @@ class FakeLine {
   std::string path_;
 };
 
+// A command that must fail: its arguments, exit status and message (the
+// text after "orvex: " on standard error).
+struct Refusal {
+  std::vector<std::string> args;
+  int status;
+  std::string err;
+};
+
 class Cli : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -353,13 +353,8 @@ TEST_F(Cli, MfcReadAndWriteOneBlock) {
 TEST_F(Cli, MfcReadAndWriteRefusals) {
   Write(Path("card.mfd"), Image1K(true));
   Write(Path("wrong.keys"), "123456789ABC\n");
-  struct Case {
-    std::vector<std::string> args;
-    int status;
-    std::string err;
-  };
   const std::string load = Path("card.mfd");
-  const std::vector<Case> cases = {
+  const std::vector<Refusal> cases = {
       {{"--sim-load", load, "--sim-save", Path("after.mfd"), "mfc", "write", "13", "00112233445566778899AABBCCDDEEFF",
         "--no-default-keys", "-k", Path("wrong.keys")},
        1,
@@ -382,7 +377,7 @@ TEST_F(Cli, MfcReadAndWriteRefusals) {
        1,
        "the card 04112233445566 is not a MIFARE Classic (SAK 00)"},
   };
-  for (const Case& c : cases) {
+  for (const Refusal& c : cases) {
     Result r = Run(c.args);
     EXPECT_EQ(r.status, c.status) << c.err;
     EXPECT_EQ(r.err, "orvex: " + c.err + "\n");

@@ -252,13 +252,8 @@ TEST_F(Mfc, ValueRefusals) {
   Write(Path("ro.mfd"), ro);
   ASSERT_EQ(Run({"mfc", "acl", "EF0781"}).out.substr(0, 63),
             "block group 0 (C1C2C3 010): read A|B, write never, increment ne");
-  struct Case {
-    std::vector<std::string> args;
-    int status;
-    std::string err;
-  };
   const std::string load = Path("card.mfd");
-  const std::vector<Case> cases = {
+  const std::vector<Refusal> cases = {
       {{"--sim-load", load, "mfc", "value", "get", "4"},
        1,
        "block 4 of 11223344 is not a value block: bytes 4 to 7 are not the inverse of the value in bytes 0 to 3 (it "
@@ -300,12 +295,18 @@ TEST_F(Mfc, ValueRefusals) {
        1,
        "the card 04112233445566 is not a MIFARE Classic (SAK 00)"},
   };
-  for (const Case& c : cases) {
+  for (const Refusal& c : cases) {
+    // A loaded card is saved at the end, whatever the result: it must be as it was.
     std::vector<std::string> args = c.args;
+    const bool loaded = args[0] == "--sim-load";
+    if (loaded) args.insert(args.begin(), {"--sim-save", Path("after.mfd")});
     Result r = Run(args);
     EXPECT_EQ(r.status, c.status) << c.err;
     EXPECT_EQ(r.err, "orvex: " + c.err + "\n");
     EXPECT_EQ(r.out, "");
+    if (loaded) {
+      EXPECT_EQ(Slurp(Path("after.mfd")), c.args[1] == Path("ro.mfd") ? ro : CardImage()) << c.err;
+    }
   }
 }
 
@@ -329,10 +330,11 @@ TEST_F(Mfc, Block0OnlyWithForceAndOnlyOnACardThatTakesIt) {
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.err, "orvex: mfc write: block 0 holds the UID and manufacturer data; most cards never take a write "
                    "there. Give --force to try it on a card made to take one. Nothing was written\n");
-  r = Run({"--sim-load", Path("card.mfd"), "mfc", "write", "0", block0, "--force"});
+  r = Run({"--sim-load", Path("card.mfd"), "--sim-save", Path("after.mfd"), "mfc", "write", "0", block0, "--force"});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "orvex: block 0 of 11223344 is read-only on this card: it refused the write (only cards made to "
                    "have their UID changed take one). Nothing was written\n");
+  EXPECT_EQ(Slurp(Path("after.mfd")), CardImage());
   r = Run({"--sim-card", "mfc1k-uid:11223344", "--sim-save", Path("uid.mfd"), "mfc", "write", "0", block0, "--force"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "wrote block 0 of 11223344 with key A: " + std::string(block0) +

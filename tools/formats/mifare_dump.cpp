@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "hex_text.h"
 #include "mifare_access.h"
 
 namespace orvexformats {
@@ -15,16 +16,6 @@ namespace orvexformats {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string HexOf(const uint8_t* p, size_t n) {
-  static const char* d = "0123456789ABCDEF";
-  std::string s;
-  for (size_t i = 0; i < n; ++i) {
-    s += d[p[i] >> 4];
-    s += d[p[i] & 15];
-  }
-  return s;
-}
 
 int Digit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -65,7 +56,7 @@ void ParseBlockText(const std::string& text, ClassicDump& d, int b, const std::s
 std::string BlockText(const ClassicDump& d, int b) {
   std::string s;
   for (int i = 0; i < 16; ++i)
-    s += d.known[static_cast<size_t>(16 * b + i)] ? HexOf(d.block(b) + i, 1) : "--";
+    s += d.known[static_cast<size_t>(16 * b + i)] ? HexText(d.block(b) + i, 1) : "--";
   return s;
 }
 
@@ -300,8 +291,8 @@ std::string ToKeyRecord(const ClassicDump& d) {
   std::string r = "# keys found by orvex mfc dump: sector, key A, key B (- not found)\n";
   for (int s = 0; s < Sectors(d.blocks); ++s) {
     const uint8_t* t = d.block(TrailerOf(s));
-    r += std::to_string(s) + " " + (d.KeyKnown(s, false) ? HexOf(t, 6) : "-") + " " +
-         (d.KeyKnown(s, true) ? HexOf(t + 10, 6) : "-") + "\n";
+    r += std::to_string(s) + " " + (d.KeyKnown(s, false) ? HexText(t, 6) : "-") + " " +
+         (d.KeyKnown(s, true) ? HexText(t + 10, 6) : "-") + "\n";
   }
   std::vector<int> unknown = d.UnknownBlocks();
   if (!unknown.empty()) {
@@ -320,14 +311,14 @@ std::string ToEml(const ClassicDump& d) {
 
 std::string ToJson(const ClassicDump& d) {
   Json j;
-  if (!d.uid.empty()) j["uid"] = HexOf(d.uid.data(), d.uid.size());
+  if (!d.uid.empty()) j["uid"] = HexText(d.uid.data(), d.uid.size());
   if (d.atqa >= 0) {
     const uint8_t a[2] = {static_cast<uint8_t>(d.atqa >> 8), static_cast<uint8_t>(d.atqa)};
-    j["atqa"] = HexOf(a, 2);
+    j["atqa"] = HexText(a, 2);
   }
   if (d.sak >= 0) {
     const uint8_t s = static_cast<uint8_t>(d.sak);
-    j["sak"] = HexOf(&s, 1);
+    j["sak"] = HexText(&s, 1);
   }
   j["type"] = d.Type();
   Json blocks = Json::array();
@@ -339,11 +330,11 @@ std::string ToJson(const ClassicDump& d) {
     const int t = TrailerOf(s);
     Json sec;
     sec["sector"] = s;
-    sec["key_a"] = d.KeyKnown(s, false) ? Json(HexOf(d.block(t), 6)) : Json(nullptr);
-    sec["key_b"] = d.KeyKnown(s, true) ? Json(HexOf(d.block(t) + 10, 6)) : Json(nullptr);
+    sec["key_a"] = d.KeyKnown(s, false) ? Json(HexText(d.block(t), 6)) : Json(nullptr);
+    sec["key_b"] = d.KeyKnown(s, true) ? Json(HexText(d.block(t) + 10, 6)) : Json(nullptr);
     Access a;
     const bool valid = d.BlockKnown(t) && DecodeAccess(d.block(t) + 6, a);
-    sec["access_bits"] = d.BlockKnown(t) ? Json(HexOf(d.block(t) + 6, 3)) : Json(nullptr);
+    sec["access_bits"] = d.BlockKnown(t) ? Json(HexText(d.block(t) + 6, 3)) : Json(nullptr);
     sec["access"] = valid ? Json(Describe(a)) : Json::array();
     sectors.push_back(sec);
   }
@@ -353,12 +344,12 @@ std::string ToJson(const ClassicDump& d) {
 
 std::string ToListing(const ClassicDump& d) {
   std::string s = d.Type();
-  if (!d.uid.empty()) s += " " + HexOf(d.uid.data(), d.uid.size());
+  if (!d.uid.empty()) s += " " + HexText(d.uid.data(), d.uid.size());
   s += ", " + std::to_string(d.blocks) + " blocks (-- a byte that could not be read)\n";
   for (int sec = 0; sec < Sectors(d.blocks); ++sec) {
     const uint8_t* t = d.block(TrailerOf(sec));
-    s += "sector " + std::to_string(sec) + ": key A " + (d.KeyKnown(sec, false) ? HexOf(t, 6) : "unknown") +
-         ", key B " + (d.KeyKnown(sec, true) ? HexOf(t + 10, 6) : "unknown") + "\n";
+    s += "sector " + std::to_string(sec) + ": key A " + (d.KeyKnown(sec, false) ? HexText(t, 6) : "unknown") +
+         ", key B " + (d.KeyKnown(sec, true) ? HexText(t + 10, 6) : "unknown") + "\n";
     for (int b = FirstBlock(sec); b <= TrailerOf(sec); ++b) {
       char num[8];
       std::snprintf(num, sizeof num, "%3d ", b);
@@ -366,7 +357,7 @@ std::string ToListing(const ClassicDump& d) {
       for (int i = 0; i < 16; ++i) {
         const bool k = d.known[static_cast<size_t>(16 * b + i)];
         const uint8_t c = d.block(b)[i];
-        hex += " " + (k ? HexOf(&c, 1) : std::string("--"));
+        hex += " " + (k ? HexText(&c, 1) : std::string("--"));
         ascii += !k ? ' ' : (c >= 0x20 && c < 0x7F) ? static_cast<char>(c) : '.';
       }
       s += num + hex + "  |" + ascii + "|\n";

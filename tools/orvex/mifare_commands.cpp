@@ -272,6 +272,25 @@ bool ReadAccess(Classic& mfc, int block, orvexformats::Access& out) {
   return true;
 }
 
+// Runs op with the first key (A, then B) of the list that opens the block's
+// sector and that the sector's access conditions, read with that key, let
+// do it (allowed). permitted: some key was let; false from op is the card's
+// refusal, and the next key is tried.
+bool WithPermittedKey(Classic& mfc, int block, const std::vector<Key>& keys,
+                      const std::function<bool(const orvexformats::Access&, unsigned char mode)>& allowed,
+                      const std::function<bool()>& op, bool& permitted, unsigned char& mode, Key& key) {
+  permitted = false;
+  return mfc.WithKey(
+      SectorOf(block), keys,
+      [&](unsigned char m, const Key&) {
+        orvexformats::Access acc;
+        if (!ReadAccess(mfc, block, acc) || !allowed(acc, m)) return false;
+        permitted = true;
+        return op();
+      },
+      mode, key);
+}
+
 void KeyFields(Json& d, const TypeACardInfo& card, int block, unsigned char mode, const Key& key) {
   d["uid"] = Hex(card.uid);
   d["block"] = block;
@@ -279,19 +298,25 @@ void KeyFields(Json& d, const TypeACardInfo& card, int block, unsigned char mode
   d["key"] = Hex(key.data(), 6);
 }
 
+// Reads a block with the first key that opens its sector and may read it;
+// none is a Failure.
+void ReadWithAnyKey(Classic& mfc, int block, const std::vector<Key>& keys, uint8_t* data, unsigned char& mode,
+                    Key& key) {
+  if (!mfc.WithKey(SectorOf(block), keys, [&](unsigned char, const Key&) { return mfc.Read(block, data); }, mode, key))
+    throw Failure("reading block " + std::to_string(block) + " of " + Hex(mfc.card().uid) + ": none of the " +
+                  std::to_string(keys.size()) + " key(s) opens sector " + std::to_string(SectorOf(block)) +
+                  " for reading it");
+}
+
 // Reads one block with the first key that opens its sector and may read it.
 void ReadBlock(Context& ctx, const BlockOptions& o) {
   std::vector<Key> keys = LoadKeys(ctx, o.keys, o.default_keys);
   const TypeACardInfo card = SelectClassicWithBlock(ctx, o.block);
   Classic mfc(ctx, card);
-  const int sector = SectorOf(o.block);
   uint8_t data[16];
   unsigned char mode = 0;
   Key key{};
-  if (!mfc.WithKey(sector, keys, [&](unsigned char, const Key&) { return mfc.Read(o.block, data); }, mode, key))
-    throw Failure("reading block " + std::to_string(o.block) + " of " + Hex(card.uid) + ": none of the " +
-                  std::to_string(keys.size()) + " key(s) opens sector " + std::to_string(sector) +
-                  " for reading it");
+  ReadWithAnyKey(mfc, o.block, keys, data, mode, key);
   Json& d = ctx.out().doc();
   KeyFields(d, card, o.block, mode, key);
   d["data"] = Hex(data, 16);
@@ -354,15 +379,12 @@ void WriteBlock0(Context& ctx, const BlockOptions& o, const Bytes& data) {
   bool allowed = false;  // some key found may write block 0 under the access conditions
   unsigned char mode = 0;
   Key key{};
-  const bool wrote = mfc.WithKey(
-      0, keys,
-      [&](unsigned char m, const Key&) {
-        orvexformats::Access acc;
-        if (!ReadAccess(mfc, 0, acc) || !Allows(orvexformats::DataBlockRights(acc.c[0]).write, m)) return false;
-        allowed = true;
-        return mfc.Write(0, data.data());
+  const bool wrote = WithPermittedKey(
+      mfc, 0, keys,
+      [](const orvexformats::Access& acc, unsigned char m) {
+        return Allows(orvexformats::DataBlockRights(acc.c[0]).write, m);
       },
-      mode, key);
+      [&] { return mfc.Write(0, data.data()); }, allowed, mode, key);
   if (!allowed)
     throw Failure("mfc write 0: none of the " + std::to_string(keys.size()) +
                   " key(s) opens sector 0 with the right to write block 0 under its access conditions. "
@@ -399,17 +421,13 @@ void WriteTrailer(Context& ctx, const BlockOptions& o, const Bytes& data) {
   bool may = false;
   unsigned char mode = 0;
   Key key{};
-  const bool wrote = mfc.WithKey(
-      sector, keys,
-      [&](unsigned char m, const Key&) {
-        orvexformats::Access acc;
-        if (!ReadAccess(mfc, o.block, acc)) return false;
+  const bool wrote = WithPermittedKey(
+      mfc, o.block, keys,
+      [](const orvexformats::Access& acc, unsigned char m) {
         const orvexformats::TrailerRights r = orvexformats::TrailerBlockRights(acc.c[3]);
-        if (!Allows(r.write_key_a, m) || !Allows(r.write_access, m) || !Allows(r.write_key_b, m)) return false;
-        may = true;
-        return mfc.Write(o.block, data.data());
+        return Allows(r.write_key_a, m) && Allows(r.write_access, m) && Allows(r.write_key_b, m);
       },
-      mode, key);
+      [&] { return mfc.Write(o.block, data.data()); }, may, mode, key);
   if (!wrote)
     throw Failure(may ? "writing block " + std::to_string(o.block) + " of " + Hex(card.uid) +
                             ": the card refused it. Nothing was written"
@@ -514,14 +532,14 @@ void CheckValueBlockNumber(int block, const std::string& what) {
                   2);
 }
 
-// Reads a block and decodes it as a value block; not one is a Failure that
-// says why.
-orvexformats::ValueBlock ReadValue(Classic& mfc, int block, const uint8_t* data) {
+// Decodes a block read as a value block; not one is a Failure that says
+// why (more: what follows, such as "nothing was written").
+orvexformats::ValueBlock ReadValue(Classic& mfc, int block, const uint8_t* data, const std::string& more) {
   orvexformats::ValueBlock v;
   const std::string why = orvexformats::DecodeValueBlock(data, v);
   if (!why.empty())
     throw Failure("block " + std::to_string(block) + " of " + Hex(mfc.card().uid) + " is not a value block: " + why +
-                  " (it holds " + Hex(data, 16) + "). Nothing was written");
+                  " (it holds " + Hex(data, 16) + ")" + more);
   return v;
 }
 
@@ -558,15 +576,8 @@ void Value(Context& ctx, ValueOp op, const ValueOptions& o) {
     uint8_t data[16];
     unsigned char mode = 0;
     Key key{};
-    if (!mfc.WithKey(sector, keys, [&](unsigned char, const Key&) { return mfc.Read(o.block, data); }, mode, key))
-      throw Failure("reading block " + std::to_string(o.block) + " of " + Hex(card.uid) + ": none of the " +
-                    std::to_string(keys.size()) + " key(s) opens sector " + std::to_string(sector) +
-                    " for reading it");
-    orvexformats::ValueBlock v;
-    const std::string why = orvexformats::DecodeValueBlock(data, v);
-    if (!why.empty())
-      throw Failure("block " + std::to_string(o.block) + " of " + Hex(card.uid) + " is not a value block: " + why +
-                    " (it holds " + Hex(data, 16) + ")");
+    ReadWithAnyKey(mfc, o.block, keys, data, mode, key);
+    const orvexformats::ValueBlock v = ReadValue(mfc, o.block, data, "");
     KeyFields(d, card, o.block, mode, key);
     d["value"] = v.value;
     d["address"] = v.address;
@@ -592,16 +603,13 @@ void Value(Context& ctx, ValueOp op, const ValueOptions& o) {
   std::string refusal;
   unsigned char mode = 0;
   Key key{};
-  const bool ok = mfc.WithKey(
-      sector, keys,
-      [&](unsigned char m, const Key&) {
-        orvexformats::Access acc;
-        if (!ReadAccess(mfc, o.block, acc)) return false;
-        if (!Allows(right_of(orvexformats::DataBlockRights(acc.c[orvexformats::GroupOf(o.block)]), op), m))
-          return false;
-        if (moves && !Allows(orvexformats::DataBlockRights(acc.c[orvexformats::GroupOf(to)]).decrement, m))
-          return false;
-        permitted = true;
+  const bool ok = WithPermittedKey(
+      mfc, o.block, keys,
+      [&](const orvexformats::Access& acc, unsigned char m) {
+        return Allows(right_of(orvexformats::DataBlockRights(acc.c[orvexformats::GroupOf(o.block)]), op), m) &&
+               (!moves || Allows(orvexformats::DataBlockRights(acc.c[orvexformats::GroupOf(to)]).decrement, m));
+      },
+      [&] {
         uint8_t data[16];
         if (op == ValueOp::kInit) {
           const int rc = ctx.ov.OV_Purse_Initial(ctx.reader_id, o.block, static_cast<int>(o.amount));
@@ -610,7 +618,7 @@ void Value(Context& ctx, ValueOp op, const ValueOptions& o) {
           return true;
         }
         if (!mfc.Read(o.block, data)) return false;
-        before = ReadValue(mfc, o.block, data);
+        before = ReadValue(mfc, o.block, data, ". Nothing was written");
         if (to != o.block) {
           if (!mfc.Read(to, data)) return false;
           to_before.assign(data, data + 16);
@@ -638,7 +646,7 @@ void Value(Context& ctx, ValueOp op, const ValueOptions& o) {
         CheckCard(rc, "transferring to block " + std::to_string(to), kReaderDeadlineMs, "");
         return true;
       },
-      mode, key);
+      permitted, mode, key);
   if (!ok) {
     if (!permitted)
       throw Failure(what + ": none of the " + std::to_string(keys.size()) + " key(s) opens sector " +
