@@ -2,6 +2,10 @@
 // MIFARE Classic in the orvex program: dumps in every format and their
 // restore, the hex listing, value blocks, block 0 and sector trailers, each
 // with its refusals, against the simulated reader built into the program.
+#include <dirent.h>
+
+#include <thread>
+
 #include "cli_support.h"
 
 namespace {
@@ -195,6 +199,29 @@ TEST_F(Mfc, ACardLeavingMidRestoreSaysWhatWasWritten) {
   // Sector 0's blocks 1 to 3, then sector 1's 4 to 6: the card leaves after the sixth.
   EXPECT_EQ(r.err, "orvex: the card 11223344 left the field. sectors written whole: 0; sector 1 only blocks 4 5 6; "
                    "the other sectors are as they were\n");
+}
+
+TEST_F(Mfc, ACardLeavingMidDumpLeavesNoFileAndIsNoPartialDump) {
+  // orvex-sim paced at 9600 bit/s: a 4K dump takes seconds; the card is
+  // taken out of the field during it. Even with --partial, blocks not read
+  // because the card left are no unknown blocks of a dump: it fails.
+  SimProcess sim("--baud 9600 --card mfc4k:44332211", Path("sim.out"));
+  ASSERT_FALSE(sim.pty().empty());
+  std::thread remover([&sim] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2000));
+    sim.Say("remove all\n");
+  });
+  Result r = Run({"--device", sim.pty() + "@9600", "mfc", "dump", Path("gone.eml"), "--partial"});
+  remover.join();
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: the card 44332211 left the field\n");
+  EXPECT_EQ(r.out, "");
+  // Neither the dump nor its temporary file is left behind.
+  DIR* dir = opendir(dir_.c_str());
+  ASSERT_NE(dir, nullptr);
+  for (dirent* e; (e = readdir(dir)) != nullptr;)
+    EXPECT_EQ(std::string(e->d_name).find("gone.eml"), std::string::npos) << e->d_name;
+  closedir(dir);
 }
 
 // ---- Value blocks ---------------------------------------------------------------
