@@ -144,6 +144,7 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {{"mfc", "write", "4", "00112233445566778899AABBCCDDEEFF"}, "orvex mfc write"},
       {{"mfc", "restore", Path("card.mfd")}, "orvex mfc restore"},
       {{"mfc", "dump", Path("card.eml")}, "orvex mfc dump"},
+      {{"mfc", "dump", Path("card.json")}, "orvex mfc dump"},
       {{"mfc", "dump"}, "orvex mfc dump"},
       {{"mfc", "restore", Path("card.eml")}, "orvex mfc restore"},
       {{"mfc", "value", "init", "5", "100"}, "orvex mfc value init"},
@@ -184,6 +185,16 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
     ASSERT_NE(schema, schemas.end()) << "docs/json.md has no schema for " << c.command;
     EXPECT_EQ(Violation(schema->second, r.Json(), c.command), "") << r.out;
     covered.insert(c.command);
+  }
+  // The .json dump file written above, and a partial one.
+  EXPECT_EQ(Violation(schemas.at("orvex mfc dump file"), json::parse(Slurp(Path("card.json"))), "card.json"), "");
+  {
+    Write(Path("none.keys"), "123456789ABC\n");
+    Result r = Run({"mfc", "dump", Path("part.json"), "--partial", "--no-default-keys", "-k", Path("none.keys")});
+    ASSERT_EQ(r.status, 3) << r.err;
+    json part = json::parse(Slurp(Path("part.json")));
+    EXPECT_EQ(part["unknown_blocks"].size(), 64u);
+    EXPECT_EQ(Violation(schemas.at("orvex mfc dump file"), part, "part.json"), "");
   }
   // orvex ndef read, on the tag written above in a field that lasts.
   {
