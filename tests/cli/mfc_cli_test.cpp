@@ -82,6 +82,21 @@ TEST_F(Mfc, EveryFormatRoundTripsThroughRestore) {
             "trailer (C1C2C3 001): write key A A, read access bits A, write access bits A, read key B A, write key B A");
 }
 
+TEST_F(Mfc, TheSimulatedFieldLoadsTextDumps) {
+  for (const std::string ext : {"eml", "json"}) {
+    ASSERT_EQ(Dump(Path("card." + ext)).status, 0);
+    Result r = Run({"--sim-load", Path("card." + ext), "--sim-save", Path("saved.mfd"), "info"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(Slurp(Path("saved.mfd")), CardImage()) << ext;
+  }
+  // A partial dump is no card.
+  ASSERT_EQ(Run({"--sim-load", Path("card.mfd"), "mfc", "dump", Path("part.eml"), "--partial"}).status, 3);
+  Result r = Run({"--sim-load", Path("part.eml"), "info"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: --sim-load " + Path("part.eml") +
+                       ": block 12 holds bytes that are not known; a card needs every byte\n");
+}
+
 TEST_F(Mfc, FormatOptionOverridesTheName) {
   Result r = Dump(Path("card.txt"), {"--format", "eml", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
