@@ -97,6 +97,17 @@ TEST_F(Mfc, TheSimulatedFieldLoadsTextDumps) {
                        ": block 12 holds bytes that are not known; a card needs every byte\n");
 }
 
+TEST_F(Mfc, RestoringAJsonDumpToAnotherCardSaysSo) {
+  ASSERT_EQ(Dump(Path("card.json")).status, 0);
+  Result r = Run({"--sim-card", "mfc1k:55667788", "--sim-save", Path("after.mfd"), "mfc", "restore", Path("card.json")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "orvex: the dump " + Path("card.json") +
+                       " was made from the card 11223344; it is written to 55667788, whose block 0 stays as it is\n");
+  const std::string after = Slurp(Path("after.mfd"));
+  EXPECT_EQ(after.substr(0, 4), "\x55\x66\x77\x88");
+  EXPECT_EQ(after.substr(16), CardImage().substr(16));
+}
+
 TEST_F(Mfc, FormatOptionOverridesTheName) {
   Result r = Dump(Path("card.txt"), {"--format", "eml", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;

@@ -836,6 +836,9 @@ void Restore(Context& ctx, const RestoreOptions& o) {
   if (Blocks(card, "auto") < blocks)
     throw Failure("the dump holds " + std::to_string(blocks) + " blocks, the card only " +
                   std::to_string(Blocks(card, "auto")) + ". Nothing was written");
+  if (!dump.uid.empty() && dump.uid != card.uid)
+    ctx.Note("the dump " + o.file + " was made from the card " + Hex(dump.uid) + "; it is written to " +
+             Hex(card.uid) + ", whose block 0 stays as it is");
   Classic mfc(ctx, card);
 
   // The whole card is opened first, sector by sector, with the keys given
