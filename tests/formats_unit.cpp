@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: MIT
-// MIFARE Classic access conditions: decoding, encoding, validation and the
-// self-locking check.
+// MIFARE Classic access conditions (decoding, encoding, validation and the
+// self-locking check) and dumps (the .mfd, .eml and .json files, the hex
+// listing, value blocks).
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+#include <sstream>
+
 #include "mifare_access.h"
+#include "mifare_dump.h"
 
 namespace {
 
@@ -62,6 +68,194 @@ TEST(MifareAccess, SelfLockingTrailers) {
   b.c[0] = b.c[1] = b.c[2] = 4;
   b.c[3] = 3;
   EXPECT_TRUE(SelfLocking(b).empty());
+}
+
+}  // namespace
+
+// ---- MIFARE Classic dumps ------------------------------------------------------
+
+namespace {
+
+using namespace orvexformats;
+
+std::vector<uint8_t> Bytes(const std::string& s) { return std::vector<uint8_t>(s.begin(), s.end()); }
+
+// A 1K dump as the tool makes one: every block known, block 5 a value
+// block, sector 3 with its own keys.
+ClassicDump Known1K() {
+  ClassicDump d = ClassicDump::Unknown(64);
+  for (int b = 0; b < 64; ++b) {
+    uint8_t block[16];
+    for (int i = 0; i < 16; ++i) block[i] = static_cast<uint8_t>(b * 16 + i);
+    if (IsTrailer(b)) {
+      const uint8_t t[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x07, 0x80, 0x69,
+                             0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+      std::copy(t, t + 16, block);
+      if (b == 15)
+        for (int i = 0; i < 6; ++i) block[i] = static_cast<uint8_t>(0xA0 + i), block[10 + i] = static_cast<uint8_t>(0xB0 + i);
+    }
+    d.Set(b, 0, block, 16);
+  }
+  EncodeValueBlock({100, 5}, d.block(5));
+  d.uid = {0x11, 0x22, 0x33, 0x44};
+  d.atqa = 0x0004;
+  d.sak = 0x08;
+  return d;
+}
+
+// The same with sector 2 not opened and key B of sector 3 not found.
+ClassicDump Partial1K() {
+  ClassicDump d = Known1K();
+  for (int b = 8; b < 12; ++b)
+    for (int i = 0; i < 16; ++i) {
+      d.known[static_cast<size_t>(16 * b + i)] = false;
+      d.data[static_cast<size_t>(16 * b + i)] = 0;
+    }
+  for (int i = 10; i < 16; ++i) {
+    d.known[static_cast<size_t>(16 * 15 + i)] = false;
+    d.data[static_cast<size_t>(16 * 15 + i)] = 0;
+  }
+  return d;
+}
+
+void ExpectSameBlocks(const ClassicDump& a, const ClassicDump& b) {
+  EXPECT_EQ(a.blocks, b.blocks);
+  EXPECT_EQ(a.data, b.data);
+  EXPECT_EQ(a.known, b.known);
+}
+
+TEST(MifareDump, FormatsByNameAndWord) {
+  EXPECT_EQ(DumpFormat::kEml, FormatOfName("card.eml"));
+  EXPECT_EQ(DumpFormat::kJson, FormatOfName("/tmp/Card.JSON"));
+  EXPECT_EQ(DumpFormat::kMfd, FormatOfName("card.mfd"));
+  EXPECT_EQ(DumpFormat::kMfd, FormatOfName("card.bin"));
+  DumpFormat f;
+  ASSERT_TRUE(FormatOfWord("hex", f));
+  EXPECT_EQ(DumpFormat::kHex, f);
+  EXPECT_FALSE(FormatOfWord("mfc", f));
+}
+
+TEST(MifareDump, EveryFormatRoundTripsAPartialDump) {
+  const ClassicDump d = Partial1K();
+  EXPECT_EQ((std::vector<int>{8, 9, 10, 11}), d.UnknownBlocks());
+  EXPECT_TRUE(d.KeyKnown(3, false));
+  EXPECT_FALSE(d.KeyKnown(3, true));
+  const std::string record = ToKeyRecord(d);
+  ExpectSameBlocks(d, ParseDump(ToMfd(d), DumpFormat::kMfd, &record));
+  ExpectSameBlocks(d, ParseDump(Bytes(ToEml(d)), DumpFormat::kEml, nullptr));
+  const ClassicDump j = ParseDump(Bytes(ToJson(d)), DumpFormat::kJson, nullptr);
+  ExpectSameBlocks(d, j);
+  EXPECT_EQ(d.uid, j.uid);
+  EXPECT_EQ(0x0004, j.atqa);
+  EXPECT_EQ(0x08, j.sak);
+}
+
+TEST(MifareDump, TheKeyRecordSaysWhatWasNotRead) {
+  const ClassicDump d = Partial1K();
+  const std::string record = ToKeyRecord(d);
+  EXPECT_NE(record.find("\n2 - -\n"), std::string::npos) << record;
+  EXPECT_NE(record.find("\n3 A0A1A2A3A4A5 -\n"), std::string::npos) << record;
+  EXPECT_NE(record.find("\nunknown 8 9 10 11\n"), std::string::npos) << record;
+  // Without a record, a key of zeros is one that was not found.
+  const ClassicDump bare = ParseDump(ToMfd(d), DumpFormat::kMfd, nullptr);
+  EXPECT_FALSE(bare.KeyKnown(3, true));
+  EXPECT_TRUE(bare.KeyKnown(3, false));
+  EXPECT_TRUE(bare.BlockKnown(9));  // zeros, and nothing says they are not data
+}
+
+TEST(MifareDump, EmlMarksUnknownBytes) {
+  const std::string eml = ToEml(Partial1K());
+  std::vector<std::string> lines;
+  std::istringstream in(eml);
+  for (std::string l; std::getline(in, l);) lines.push_back(l);
+  ASSERT_EQ(64u, lines.size());
+  EXPECT_EQ(std::string(32, '-'), lines[9]);
+  EXPECT_EQ("A0A1A2A3A4A5FF078069------------", lines[15]);
+  EXPECT_EQ("64000000", lines[5].substr(0, 8));
+  // Lower case and a CRLF line end are read as well.
+  std::string lower = eml;
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+  ExpectSameBlocks(Partial1K(), ParseDump(Bytes(lower), DumpFormat::kEml, nullptr));
+}
+
+TEST(MifareDump, MalformedFilesSayWhere) {
+  auto error = [](const std::string& text, DumpFormat f) {
+    try {
+      ParseDump(Bytes(text), f, nullptr);
+    } catch (const DumpError& e) {
+      return std::string(e.what());
+    }
+    return std::string("no error");
+  };
+  std::string eml = ToEml(Known1K());
+  EXPECT_EQ("it holds 63 blocks; a MIFARE Classic dump holds 64 (1K) or 256 (4K)",
+            error(eml.substr(eml.find('\n') + 1), DumpFormat::kEml));
+  std::string bad = eml;
+  bad.replace(33 * 2 + 4, 2, "zz");  // line 3, byte 2
+  EXPECT_EQ("line 3: byte 2 is \"zz\", neither two hex digits nor \"--\"", error(bad, DumpFormat::kEml));
+  bad = eml;
+  bad.erase(33, 1);  // line 2 one digit short
+  EXPECT_EQ(0u, error(bad, DumpFormat::kEml).find("line 2: a block is 32 hex digits"));
+  EXPECT_EQ("a MIFARE Classic dump holds 1024 or 4096 bytes, not 100", error(std::string(100, 'x'), DumpFormat::kMfd));
+  EXPECT_EQ(0u, error("{\"blocks\": [", DumpFormat::kJson).find("not JSON: "));
+  EXPECT_EQ("a JSON dump is an object with a \"blocks\" array", error("[1, 2]", DumpFormat::kJson));
+  // A key that disagrees with its trailer.
+  std::string json = ToJson(Known1K());
+  json.replace(json.find("A0A1A2A3A4A5\""), 12, "A0A1A2A3A4A6");
+  EXPECT_EQ(0u, error(json, DumpFormat::kJson).find("sector 3 key_a A0A1A2A3A4A6 differs from block 15"));
+  std::string record = "0 FFFFFFFFFFFF\n";
+  try {
+    ParseDump(ToMfd(Known1K()), DumpFormat::kMfd, &record);
+    ADD_FAILURE() << "no error";
+  } catch (const DumpError& e) {
+    EXPECT_STREQ("key record: cannot read \"0 FFFFFFFFFFFF\"", e.what());
+  }
+}
+
+TEST(MifareDump, JsonHoldsKeysAndAccessInWords) {
+  const std::string json = ToJson(Partial1K());
+  EXPECT_NE(json.find("\"uid\": \"11223344\""), std::string::npos) << json;
+  EXPECT_NE(json.find("\"atqa\": \"0004\""), std::string::npos);
+  EXPECT_NE(json.find("\"sak\": \"08\""), std::string::npos);
+  EXPECT_NE(json.find("\"type\": \"MIFARE Classic 1K\""), std::string::npos);
+  EXPECT_NE(json.find("\"key_b\": null"), std::string::npos);
+  EXPECT_NE(json.find("\"access_bits\": \"FF0780\""), std::string::npos);
+  EXPECT_NE(json.find("trailer (C1C2C3 001): write key A A"), std::string::npos) << json;
+}
+
+TEST(MifareDump, ListingShowsSectorsBytesAndText) {
+  const std::string l = ToListing(Partial1K());
+  EXPECT_EQ(0u, l.find("MIFARE Classic 1K 11223344, 64 blocks (-- a byte that could not be read)\n"
+                       "sector 0: key A FFFFFFFFFFFF, key B FFFFFFFFFFFF\n"
+                       "  0  00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F  |................|\n"));
+  EXPECT_NE(l.find("\n  4  40 41 42 43 44 45 46 47 48 49 4A 4B 4C 4D 4E 4F  |@ABCDEFGHIJKLMNO|\n"), std::string::npos) << l;
+  EXPECT_NE(l.find("\nsector 2: key A unknown, key B unknown\n  8  -- -- -- -- -- -- -- -- -- -- -- -- -- -- -- --  |                |\n"),
+            std::string::npos) << l;
+  EXPECT_NE(l.find("\nsector 3: key A A0A1A2A3A4A5, key B unknown\n"), std::string::npos) << l;
+}
+
+TEST(MifareDump, ValueBlocks) {
+  uint8_t b[16];
+  EncodeValueBlock({-50, 0x05}, b);
+  const uint8_t expected[16] = {0xCE, 0xFF, 0xFF, 0xFF, 0x31, 0x00, 0x00, 0x00,
+                                0xCE, 0xFF, 0xFF, 0xFF, 0x05, 0xFA, 0x05, 0xFA};
+  EXPECT_TRUE(std::equal(b, b + 16, expected));
+  ValueBlock v;
+  EXPECT_EQ("", DecodeValueBlock(b, v));
+  EXPECT_EQ(-50, v.value);
+  EXPECT_EQ(0x05, v.address);
+  uint8_t c[16];
+  std::copy(b, b + 16, c);
+  c[5] ^= 1;
+  EXPECT_EQ("bytes 4 to 7 are not the inverse of the value in bytes 0 to 3", DecodeValueBlock(c, v));
+  std::copy(b, b + 16, c);
+  c[9] ^= 1;
+  EXPECT_EQ("bytes 8 to 11 do not repeat the value in bytes 0 to 3", DecodeValueBlock(c, v));
+  std::copy(b, b + 16, c);
+  c[15] = 0x05;
+  EXPECT_EQ("bytes 12 to 15 are not an address byte, its inverse, the address, its inverse", DecodeValueBlock(c, v));
+  const uint8_t zeros[16] = {};
+  EXPECT_NE("", DecodeValueBlock(zeros, v));
 }
 
 }  // namespace

@@ -39,6 +39,13 @@ const std::map<std::string, Kind>& Kinds() {
       {"mfc1k",
        {{4, 7}, [](int i) { return DefaultId({0xA1}, 4, i); },
         [](const Bytes& id) { return std::make_shared<MifareClassic>(MifareClassic::Size::k1K, id); }}},
+      {"mfc1k-uid",
+       {{4}, [](int i) { return DefaultId({0xA2}, 4, i); },
+        [](const Bytes& id) {
+          auto c = std::make_shared<MifareClassic>(MifareClassic::Size::k1K, id);
+          c->set_block0_writable(true, true);
+          return c;
+        }}},
       {"mfc4k",
        {{4, 7}, [](int i) { return DefaultId({0xA4}, 4, i); },
         [](const Bytes& id) { return std::make_shared<MifareClassic>(MifareClassic::Size::k4K, id); }}},
@@ -136,6 +143,7 @@ std::shared_ptr<Card> MakeCard(const std::string& text, int index, std::string& 
 
 const char* CardKindsHelp() {
   return "  mfc1k[:UID4|UID7]     MIFARE Classic 1K, blank (transport keys)\n"
+         "  mfc1k-uid[:UID4]      MIFARE Classic 1K whose block 0 (UID) takes ordinary writes\n"
          "  mfc4k[:UID4|UID7]     MIFARE Classic 4K, blank (transport keys)\n"
          "  ntag213[:UID7]        NTAG213 (144 bytes of user memory)\n"
          "  ntag215[:UID7]        NTAG215 (504 bytes)\n"

@@ -239,13 +239,16 @@ uint8_t MifareClassic::Write(int block, const Bytes& data, bool allow_block0) {
   if (data.size() != 16) return status::kBadParameter;
   if (!auth_sector_) return Refuse(status::kNotAuthenticated);
   if (!Usable(block)) return Refuse(status::kCardRefused);
-  if (block == 0 && !(allow_block0 && block0_writable_)) return Refuse(status::kCardRefused);
+  if (block == 0 && !(block0_writable_ && (allow_block0 || block0_plain_write_))) return Refuse(status::kCardRefused);
   uint8_t* p = BlockPtr(block);
   mfc::Access a = mfc::DecodeAccess(BlockPtr(TrailerOf(block)) + 6);
   int group = GroupOf(block);
   if (group != 3) {
     if (!mfc::DataAllows(a.c[static_cast<size_t>(group)], Op::kWrite, auth_key_)) return Refuse(status::kCardRefused);
     std::copy(data.begin(), data.end(), p);
+    // A 4-byte UID with its check byte: the card answers with it from its
+    // next selection on.
+    if (block == 0 && (p[0] ^ p[1] ^ p[2] ^ p[3]) == p[4] && uid_.size() == 4) uid_.assign(p, p + 4);
     Wrote();
     return status::kOk;
   }
@@ -295,6 +298,7 @@ uint8_t MifareClassic::Transfer(int block) {
     return Refuse(status::kCardRefused);
   Bytes b = mfc::ValueBlock(reg_value_, reg_addr_);
   std::copy(b.begin(), b.end(), BlockPtr(block));
+  Wrote();
   return status::kOk;
 }
 

@@ -61,14 +61,21 @@ class MifareClassic : public TypeACard {
   const Bytes& memory() const { return mem_; }
   Bytes& memory() { return mem_; }
 
-  std::string kind() const override { return size_ == Size::k1K ? "mfc1k" : "mfc4k"; }
+  std::string kind() const override {
+    return std::string(size_ == Size::k1K ? "mfc1k" : "mfc4k") + (block0_plain_write_ ? "-uid" : "");
+  }
   uint16_t atqa() const override;
   uint8_t sak() const override { return size_ == Size::k1K ? 0x08 : 0x18; }
   Size size() const { return size_; }
   int block_count() const { return size_ == Size::k1K ? 64 : 256; }
 
-  // A card whose manufacturer block can be written (a UID-changeable card).
-  void set_block0_writable(bool w) { block0_writable_ = w; }
+  // A card whose manufacturer block can be written (a UID-changeable card):
+  // through the reader's manufacturer-block write only, or with plain_write
+  // through the ordinary block write too. Its UID then follows block 0.
+  void set_block0_writable(bool w, bool plain_write = false) {
+    block0_writable_ = w;
+    block0_plain_write_ = w && plain_write;
+  }
 
   static int SectorOf(int block);
   static int TrailerOf(int block);
@@ -106,6 +113,7 @@ class MifareClassic : public TypeACard {
   Size size_;
   Bytes mem_;
   bool block0_writable_ = false;
+  bool block0_plain_write_ = false;
   std::optional<int> auth_sector_;
   mfc::Key auth_key_ = mfc::Key::kA;
   // The value register: loaded by increment, decrement and restore, written

@@ -101,6 +101,14 @@ class FakeLine {
   std::string path_;
 };
 
+// A command that must fail: its arguments, exit status and message (the
+// text after "orvex: " on standard error).
+struct Refusal {
+  std::vector<std::string> args;
+  int status;
+  std::string err;
+};
+
 class Cli : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -160,5 +168,35 @@ class Cli : public ::testing::Test {
   std::string dir_;
 };
 
+// A 1K card image: UID 11 22 33 44 with its check byte, transport keys,
+// default access bits, and a recognisable pattern in the data blocks.
+inline std::string Image1K(bool sector3_keys = false) {
+  std::string m(1024, '\0');
+  const unsigned char b0[] = {0x11, 0x22, 0x33, 0x44, 0x11 ^ 0x22 ^ 0x33 ^ 0x44, 0x08, 0x04, 0x00};
+  for (int i = 0; i < 8; ++i) m[i] = static_cast<char>(b0[i]);
+  for (int block = 1; block < 64; ++block) {
+    char* b = &m[static_cast<size_t>(block) * 16];
+    if (block == 15 && sector3_keys) {
+      const unsigned char t[16] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xFF, 0x07,
+                                   0x80, 0x69, 0xB0, 0xB1, 0xB2, 0xB3, 0xB4, 0xB5};
+      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(t[i]);
+    } else if (block % 4 == 3) {
+      const unsigned char t[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x07,
+                                   0x80, 0x69, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(t[i]);
+    } else {
+      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(block * 16 + i);
+    }
+  }
+  return m;
+}
+
+// The same card blank: block 0 as above, zero data, transport keys.
+inline std::string Blank1K() {
+  std::string blank = Image1K();
+  for (int block = 1; block < 64; ++block)
+    if (block % 4 != 3) std::fill_n(&blank[static_cast<size_t>(block) * 16], 16, '\0');
+  return blank;
+}
 
 }  // namespace clitest

@@ -132,29 +132,6 @@ TEST_F(Cli, BadArgumentsAreUsageErrors) {
   EXPECT_EQ(r.status, 2);
 }
 
-// A 1K card image: UID 11 22 33 44 with its check byte, transport keys,
-// default access bits, and a recognisable pattern in the data blocks.
-std::string Image1K(bool sector3_keys = false) {
-  std::string m(1024, '\0');
-  const unsigned char b0[] = {0x11, 0x22, 0x33, 0x44, 0x11 ^ 0x22 ^ 0x33 ^ 0x44, 0x08, 0x04, 0x00};
-  for (int i = 0; i < 8; ++i) m[i] = static_cast<char>(b0[i]);
-  for (int block = 1; block < 64; ++block) {
-    char* b = &m[static_cast<size_t>(block) * 16];
-    if (block == 15 && sector3_keys) {
-      const unsigned char t[16] = {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xFF, 0x07,
-                                   0x80, 0x69, 0xB0, 0xB1, 0xB2, 0xB3, 0xB4, 0xB5};
-      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(t[i]);
-    } else if (block % 4 == 3) {
-      const unsigned char t[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x07,
-                                   0x80, 0x69, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(t[i]);
-    } else {
-      for (int i = 0; i < 16; ++i) b[i] = static_cast<char>(block * 16 + i);
-    }
-  }
-  return m;
-}
-
 TEST_F(Cli, CardImageRoundTripsThroughTheSimulatedField) {
   Write(Path("in.mfd"), Image1K());
   Result r = Run({"--sim-load", Path("in.mfd"), "--sim-save", Path("out.mfd"), "info"});
@@ -167,14 +144,6 @@ TEST_F(Cli, CardImageOfTheWrongSizeIsRefused) {
   Result r = Run({"--sim-load", Path("short.mfd"), "info"});
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("--sim-load " + Path("short.mfd")), std::string::npos) << r.err;
-}
-
-// The same card blank: block 0 as above, zero data, transport keys.
-std::string Blank1K() {
-  std::string blank = Image1K();
-  for (int block = 1; block < 64; ++block)
-    if (block % 4 != 3) std::fill_n(&blank[static_cast<size_t>(block) * 16], 16, '\0');
-  return blank;
 }
 
 TEST_F(Cli, ScanListsEveryCardInTheField) {
@@ -384,13 +353,8 @@ TEST_F(Cli, MfcReadAndWriteOneBlock) {
 TEST_F(Cli, MfcReadAndWriteRefusals) {
   Write(Path("card.mfd"), Image1K(true));
   Write(Path("wrong.keys"), "123456789ABC\n");
-  struct Case {
-    std::vector<std::string> args;
-    int status;
-    std::string err;
-  };
   const std::string load = Path("card.mfd");
-  const std::vector<Case> cases = {
+  const std::vector<Refusal> cases = {
       {{"--sim-load", load, "--sim-save", Path("after.mfd"), "mfc", "write", "13", "00112233445566778899AABBCCDDEEFF",
         "--no-default-keys", "-k", Path("wrong.keys")},
        1,
@@ -400,11 +364,12 @@ TEST_F(Cli, MfcReadAndWriteRefusals) {
        "reading block 13 of 11223344: none of the 1 key(s) opens sector 3 for reading it"},
       {{"--sim-load", load, "mfc", "write", "15", "00112233445566778899AABBCCDDEEFF"},
        2,
-       "mfc write: block 15 is a sector trailer (keys and access bits): write it with mfc restore, which checks "
-       "its access conditions first. Nothing was written"},
+       "mfc write: block 15 is a sector trailer (keys and access bits): give --trailer to write it with the checks "
+       "of mfc restore, or write it with mfc restore. Nothing was written"},
       {{"--sim-load", load, "mfc", "write", "0", "00112233445566778899AABBCCDDEEFF"},
        2,
-       "mfc write: block 0 holds the manufacturer data and UID; this tool does not write it"},
+       "mfc write: block 0 holds the UID and manufacturer data; most cards never take a write there. Give --force "
+       "to try it on a card made to take one. Nothing was written"},
       {{"--sim-load", load, "mfc", "write", "4", "0011"}, 2, "mfc write: a block holds 16 bytes (32 hex digits), not 2"},
       {{"--sim-load", load, "mfc", "read", "64"}, 2, "block 64: the MIFARE Classic 1K has blocks 0 to 63"},
       {{"--sim-empty", "mfc", "read", "4"}, 1, "no card in the field"},
@@ -412,7 +377,7 @@ TEST_F(Cli, MfcReadAndWriteRefusals) {
        1,
        "the card 04112233445566 is not a MIFARE Classic (SAK 00)"},
   };
-  for (const Case& c : cases) {
+  for (const Refusal& c : cases) {
     Result r = Run(c.args);
     EXPECT_EQ(r.status, c.status) << c.err;
     EXPECT_EQ(r.err, "orvex: " + c.err + "\n");

@@ -16,6 +16,7 @@
 #include "fake_reader.h"
 #include "orvex.h"
 #include "orvexsim/card_kinds.h"
+#include "orvexsim/mifare_classic.h"
 #include "orvexsim/simulator.h"
 
 namespace {
@@ -50,7 +51,13 @@ class LyingReader {
         auto card = orvexsim::MakeCard(args[++i], 0, error);
         if (card) sim_.Insert(card);
         cards = true;
-      } else if (a == "--sim-screen" && i + 1 < args.size()) {
+      } else if (a == "--sim-load" && i + 1 < args.size()) {
+        std::string error;
+        auto card = orvexsim::MifareClassic::LoadMfd(args[++i], error);
+        EXPECT_TRUE(card) << args[i] << ": " << error;
+        if (card) sim_.Place(card);
+        cards = true;
+      } else if ((a == "--sim-screen" || a == "--sim-save" || a == "--sim-leave-after") && i + 1 < args.size()) {
         ++i;
       } else if (a == "--sim-empty") {
         empty = true;

@@ -117,7 +117,9 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
   // Commands that share a document.
   const std::map<std::string, std::string> same = {
       {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"},
-      {"orvex mfc write", "orvex mfc read"}};
+      {"orvex mfc write", "orvex mfc read"}, {"orvex mfc value init", "orvex mfc value get"},
+      {"orvex mfc value dec", "orvex mfc value inc"}, {"orvex mfc value restore", "orvex mfc value inc"},
+      {"orvex mfc value transfer", "orvex mfc value inc"}};
   auto schema_of = [&](const std::string& command) {
     auto s = same.find(command);
     return schemas.find(s == same.end() ? command : s->second);
@@ -133,6 +135,16 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
     ASSERT_NE(schema, schemas.end()) << "docs/json.md has no schema for " << c.command;
     EXPECT_EQ(Violation(schema->second, r.Json(), c.command), "") << r.out;
     covered.insert(c.command);
+  }
+  // The .json dump file written above, and a partial one.
+  EXPECT_EQ(Violation(schemas.at("orvex mfc dump file"), json::parse(Slurp(Path("card.json"))), "card.json"), "");
+  {
+    Write(Path("none.keys"), "123456789ABC\n");
+    Result r = Run({"mfc", "dump", Path("part.json"), "--partial", "--no-default-keys", "-k", Path("none.keys")});
+    ASSERT_EQ(r.status, 3) << r.err;
+    json part = json::parse(Slurp(Path("part.json")));
+    EXPECT_EQ(part["unknown_blocks"].size(), 64u);
+    EXPECT_EQ(Violation(schemas.at("orvex mfc dump file"), part, "part.json"), "");
   }
   // orvex ndef read, on the tag written above in a field that lasts.
   {

@@ -23,7 +23,9 @@ expect() {
 }
 expect orvex sc -- scan
 expect orvex wa -- watch
-expect orvex mfc "" -- dump read write keys restore acl
+expect orvex mfc "" -- dump read write value keys restore acl
+expect orvex mfc value "" -- get init inc dec restore transfer
+expect orvex mfc write --t -- --trailer
 expect orvex --device sim mfc k -- keys
 expect orvex scan --w -- --wait
 expect orvex mfc dump --no -- --no-default-keys

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "orvexsim/card_kinds.h"
 #include "orvexsim/mifare_classic.h"
 #include "orvexsim/simulator.h"
 
@@ -249,6 +250,30 @@ TEST(SimMifareClassic, ManufacturerBlockIsReadOnly) {
   magic->set_state(TypeACard::State::kActive);
   ASSERT_EQ(status::kOk, magic->Authenticate(Key::kA, 0, kTransport));
   EXPECT_EQ(status::kOk, magic->Write(0, Bytes(16, 0x01), true));
+}
+
+TEST(SimMifareClassic, TheUidChangeableKindTakesOrdinaryBlock0Writes) {
+  std::string error;
+  auto card = std::dynamic_pointer_cast<MifareClassic>(MakeCard("mfc1k-uid:A2B3C4D5", 0, error));
+  ASSERT_TRUE(card) << error;
+  EXPECT_EQ("mfc1k-uid", card->kind());
+  EXPECT_EQ(0x08, card->sak());
+  card->set_state(TypeACard::State::kActive);
+  ASSERT_EQ(status::kOk, card->Authenticate(Key::kA, 0, kTransport));
+  // UID 01020304, its check byte 04, SAK 08, ATQA 0004, maker data.
+  const Bytes block0 = {0x01, 0x02, 0x03, 0x04, 0x04, 0x08, 0x04, 0x00, 1, 2, 3, 4, 5, 6, 7, 8};
+  ASSERT_EQ(status::kOk, card->Write(0, block0));
+  EXPECT_EQ(block0, Slice(card->memory(), 0, 16));
+  EXPECT_EQ((Bytes{0x01, 0x02, 0x03, 0x04}), card->uid());
+  // The ordinary kind refuses the same write and keeps its UID.
+  auto plain = std::dynamic_pointer_cast<MifareClassic>(MakeCard("mfc1k:A2B3C4D5", 0, error));
+  ASSERT_TRUE(plain) << error;
+  plain->set_state(TypeACard::State::kActive);
+  ASSERT_EQ(status::kOk, plain->Authenticate(Key::kA, 0, kTransport));
+  EXPECT_EQ(status::kCardRefused, plain->Write(0, block0));
+  EXPECT_EQ((Bytes{0xA2, 0xB3, 0xC4, 0xD5}), plain->uid());
+  EXPECT_FALSE(MakeCard("mfc1k-uid:01020304050607", 0, error));
+  EXPECT_EQ("mfc1k-uid needs an id of 4 bytes in hex", error);
 }
 
 TEST(SimMifareClassic, ValueOperationsGoThroughTheRegister) {

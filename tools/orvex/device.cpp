@@ -8,6 +8,7 @@
 #include <iterator>
 #include <map>
 
+#include "mifare_dump.h"
 #include "orvex.h"
 #include "orvexsim/card_kinds.h"
 #include "orvexsim/display.h"
@@ -49,7 +50,7 @@ std::string Joined(const std::vector<std::string>& v, const char* sep) {
 }
 
 // A card from a memory image: a MIFARE Classic 1K or 4K (.mfd, 1024 or
-// 4096 bytes) or an NTAG213, 215 or 216 (180, 540 or 924 bytes, its UID in
+// 4096 bytes, or a dump in .eml or .json) or an NTAG213, 215 or 216 (180, 540 or 924 bytes, its UID in
 // pages 0 and 1).
 std::shared_ptr<orvexsim::Card> LoadImage(const std::string& path, std::string& error) {
   std::ifstream in(path, std::ios::binary);
@@ -58,6 +59,24 @@ std::shared_ptr<orvexsim::Card> LoadImage(const std::string& path, std::string& 
     return nullptr;
   }
   orvexsim::Bytes image((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const orvexformats::DumpFormat format = orvexformats::FormatOfName(path);
+  if (format != orvexformats::DumpFormat::kMfd) {
+    // A MIFARE Classic dump as text, read as mfc restore reads it; a card
+    // needs every byte of it.
+    try {
+      const orvexformats::ClassicDump dump = orvexformats::ParseDump(image, format, nullptr);
+      for (int b = 0; b < dump.blocks; ++b)
+        for (int i = 0; i < 16; ++i)
+          if (!dump.known[static_cast<size_t>(16 * b + i)]) {
+            error = "block " + std::to_string(b) + " holds bytes that are not known; a card needs every byte";
+            return nullptr;
+          }
+      return orvexsim::MifareClassic::FromDump(orvexformats::ToMfd(dump), error);
+    } catch (const orvexformats::DumpError& e) {
+      error = e.what();
+      return nullptr;
+    }
+  }
   using Model = orvexsim::Ntag::Model;
   const std::map<size_t, Model> ntags = {{180, Model::k213}, {540, Model::k215}, {924, Model::k216}};
   auto ntag = ntags.find(image.size());

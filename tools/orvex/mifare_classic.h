@@ -4,9 +4,11 @@
 #pragma once
 
 #include <array>
+#include <functional>
 
 #include "commands.h"
 #include "iso14443a.h"
+#include "mifare_dump.h"
 
 namespace orvextool {
 
@@ -19,11 +21,12 @@ using Key = std::array<uint8_t, 6>;
 // user's own key files unless --no-default-keys.
 const std::vector<Key>& DefaultKeys();
 
-inline int FirstBlock(int sector) { return sector < 32 ? sector * 4 : 128 + (sector - 32) * 16; }
-inline int BlocksIn(int sector) { return sector < 32 ? 4 : 16; }
-inline int SectorOf(int block) { return block < 128 ? block / 4 : 32 + (block - 128) / 16; }
-inline bool IsTrailer(int block) { return block < 128 ? block % 4 == 3 : (block - 128) % 16 == 15; }
-inline int Sectors(int blocks) { return blocks == 256 ? 40 : 16; }
+using orvexformats::BlocksIn;
+using orvexformats::FirstBlock;
+using orvexformats::IsTrailer;
+using orvexformats::SectorOf;
+using orvexformats::Sectors;
+using orvexformats::TrailerOf;
 
 // A session on one MIFARE Classic card: after a refusal the card falls back
 // to idle, so every retry selects it again (and checks it is the same card).
@@ -74,6 +77,26 @@ class Classic {
     std::copy(got, got + 16, out);
     return true;
   }
+
+  // Opens the sector with the first key of the list that does, key A before
+  // key B, and runs op with it, until op says the card did what was asked
+  // (false: the card refused, which leaves it idle). mode and key: the key
+  // that did it.
+  bool WithKey(int sector, const std::vector<Key>& keys,
+               const std::function<bool(unsigned char mode, const Key& key)>& op, unsigned char& mode, Key& key) {
+    for (unsigned char m : {kKeyA, kKeyB}) {
+      Key k{};
+      Reselect();
+      if (!FindKey(sector, m, keys, k)) continue;
+      if (!op(m, k)) continue;
+      mode = m;
+      key = k;
+      return true;
+    }
+    return false;
+  }
+
+  const TypeACardInfo& card() const { return card_; }
 
   bool Write(int block, const uint8_t* data) {
     Bytes copy(data, data + 16);

@@ -2,6 +2,7 @@
 #include "util.h"
 
 #include "device.h"
+#include "hex_text.h"
 
 #include <errno.h>
 #include <signal.h>
@@ -42,15 +43,7 @@ Bytes ParseHexArgs(const std::vector<std::string>& args, const std::string& what
   return ParseHex(all, what);
 }
 
-std::string Hex(const uint8_t* p, size_t n) {
-  static const char* d = "0123456789ABCDEF";
-  std::string s;
-  for (size_t i = 0; i < n; ++i) {
-    s += d[p[i] >> 4];
-    s += d[p[i] & 15];
-  }
-  return s;
-}
+std::string Hex(const uint8_t* p, size_t n) { return orvexformats::HexText(p, n); }
 
 bool ColourOnStderr() {
   static const bool on = [] {
