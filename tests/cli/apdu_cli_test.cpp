@@ -133,6 +133,29 @@ TEST_F(Apdu, TypeBCpuCard) {
   EXPECT_EQ(r.err, "orvex: activating the CPU card: no CPU card in the field\n");
 }
 
+TEST_F(Apdu, MoreDataIsFetchedWithGetResponse) {
+  // The SAM speaks T=0: SELECT with data answers 61XX, its FCI comes on GET RESPONSE.
+  Result r = Run({"--sim-card", "sam:01020304", "sam", "apdu", "00A40000023F00=9000"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "ATR 3B6A00004F565853414D01020304\n"
+            "> 00A40000023F00\n"
+            "< 6117 (more response bytes available (GET RESPONSE))\n"
+            "> 00C0000017\n"
+            "< 6F15840E315041592E5359532E4444463031A503880100 9000 (success)\n");
+  r = Run({"--sim-card", "sam", "sam", "apdu", "00A40000023F00", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto select = r.Json()["responses"][0];
+  EXPECT_EQ(select["data"], "6F15840E315041592E5359532E4444463031A503880100");
+  EXPECT_EQ(select["sw"], "9000");
+  EXPECT_EQ(select["exchanges"].size(), 2u);
+  // --raw: the 61XX is the answer, and a script can expect it.
+  r = Run({"--sim-card", "sam", "sam", "apdu", "--raw", "--script", "-"}, "00A40000023F00 = 61XX\n00C0000017 = 9000\n");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("< 6117 (more response bytes available (GET RESPONSE))\n> 00C0000017\n"), std::string::npos)
+      << r.out;
+}
+
 TEST_F(Apdu, SamTakesTheSameScripts) {
   Write(Path("sam.apdu"), "# a challenge, then an instruction the SAM lacks\n0084000008 = 9000\n00CA000000 = 9000\n");
   Result r = Run({"--sim-card", "sam:01020304", "sam", "apdu", "--script", Path("sam.apdu")});
