@@ -22,7 +22,8 @@ std::string ErrorOf(const std::string& text, size_t max = 255) {
 }
 
 TEST(ApduScript, LinesCommentsAndExpectedWords) {
-  auto lines = ParseApduScript("# header\n\n00A4 0400 00 = 9000\n  00:84:00:00:08 # challenge\n00B0950000=6cxx\r\n", 255);
+  auto lines =
+      ParseApduScript("# header\n\n00A4 0400 00 = 9000\n  00:84:00:00:08 # challenge\n00B0950000=6cxx\r\n", 255);
   ASSERT_EQ(3u, lines.size());
   EXPECT_EQ(3, lines[0].line);
   EXPECT_EQ((B{0x00, 0xA4, 0x04, 0x00, 0x00}), lines[0].command);
@@ -44,8 +45,7 @@ TEST(ApduScript, MalformedLinesNameTheirNumber) {
   EXPECT_EQ("line 1: odd number of hex digits", ErrorOf("00A404000"));
   EXPECT_EQ("line 3: shorter than a 4-byte header", ErrorOf("#\n\n00A4 = 9000"));
   EXPECT_EQ("line 1: the expected status word \"900\" is not 4 hex digits", ErrorOf("00A4040000 = 900"));
-  EXPECT_EQ("line 1: the expected status word \"90Q0\" is not 4 hex digits (X for any)",
-            ErrorOf("00A4040000 = 90Q0"));
+  EXPECT_EQ("line 1: the expected status word \"90Q0\" is not 4 hex digits (X for any)", ErrorOf("00A4040000 = 90Q0"));
   EXPECT_EQ("line 1: no command before \"=\"", ErrorOf(" = 9000"));
   EXPECT_EQ("line 1: 6 bytes: at most 5 bytes fit in one command", ErrorOf("00A404000100", 5));
   EXPECT_TRUE(ParseApduScript("# only comments\n\n   \n", 255).empty());

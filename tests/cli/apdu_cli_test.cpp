@@ -23,7 +23,8 @@ TEST_F(Apdu, WrongLeIsResentWithTheRightOne) {
                        "> 00B0950040\n"
                        "< 6C1E (wrong Le: the low byte says how many bytes are available)\n"
                        "> 00B095001E\n"
-                       "< " + kPublic + " 9000 (success)\n");
+                       "< " +
+                       kPublic + " 9000 (success)\n");
   r = Run({"--sim-card", "cpu", "apdu", "00A40000021001", "00B0950040", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
   auto read = r.Json()["responses"][1];
@@ -38,8 +39,9 @@ TEST_F(Apdu, WrongLeIsResentWithTheRightOne) {
   // --raw: the 6C1E stands.
   r = Run({"--sim-card", "cpu", "apdu", "--raw", "00A40000021001", "00B0950040=6CXX"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out.substr(r.out.rfind("> ")), "> 00B0950040\n< 6C1E (wrong Le: the low byte says how many bytes are "
-                                              "available)\n");
+  EXPECT_EQ(r.out.substr(r.out.rfind("> ")),
+            "> 00B0950040\n< 6C1E (wrong Le: the low byte says how many bytes are "
+            "available)\n");
 }
 
 TEST_F(Apdu, ScriptChecksStatusWordsAndStopsAtTheFirstMismatch) {
@@ -68,17 +70,20 @@ TEST_F(Apdu, ScriptChecksStatusWordsAndStopsAtTheFirstMismatch) {
                        "< 6F14840D4F56582E50555253452E415050A503880101 9000 (success)\n"
                        "> 00A40000020099\n"
                        "< 6A82 (file or application not found)\n");
-  EXPECT_EQ(r.err, "orvex: " + Path("bad.apdu") + ", line 2: 00A40000020099 answered 6A82 (file or application not "
-                   "found), expected 9000; the APDUs after it were not sent\n");
+  EXPECT_EQ(r.err, "orvex: " + Path("bad.apdu") +
+                       ", line 2: 00A40000020099 answered 6A82 (file or application not "
+                       "found), expected 9000; the APDUs after it were not sent\n");
   // From standard input, and from arguments: the same check.
   r = Run({"--sim-card", "cpu", "apdu", "--script", "-"}, "00A40000020099 = 9000\n");
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: standard input, line 1: 00A40000020099 answered 6A82 (file or application not found), "
-                   "expected 9000; the APDUs after it were not sent\n");
+  EXPECT_EQ(r.err,
+            "orvex: standard input, line 1: 00A40000020099 answered 6A82 (file or application not found), "
+            "expected 9000; the APDUs after it were not sent\n");
   r = Run({"--sim-card", "cpu", "apdu", "00A40000021001=9000", "00A40000020099=9000", "--json"});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.Json()["error"], "argument 2: 00A40000020099 answered 6A82 (file or application not found), expected "
-                               "9000; the APDUs after it were not sent");
+  EXPECT_EQ(r.Json()["error"],
+            "argument 2: 00A40000020099 answered 6A82 (file or application not found), expected "
+            "9000; the APDUs after it were not sent");
 }
 
 TEST_F(Apdu, MalformedLinesAreRefusedBeforeAnythingIsSent) {
@@ -163,8 +168,9 @@ TEST_F(Apdu, SamTakesTheSameScripts) {
   EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1), "ATR 3B6A00004F565853414D01020304\n");
   EXPECT_NE(r.out.find("> 00CA000000\n< 6D00 (instruction code not supported or invalid)\n"), std::string::npos)
       << r.out;
-  EXPECT_EQ(r.err, "orvex: " + Path("sam.apdu") + ", line 3: 00CA000000 answered 6D00 (instruction code not supported "
-                   "or invalid), expected 9000; the APDUs after it were not sent\n");
+  EXPECT_EQ(r.err, "orvex: " + Path("sam.apdu") +
+                       ", line 3: 00CA000000 answered 6D00 (instruction code not supported "
+                       "or invalid), expected 9000; the APDUs after it were not sent\n");
   Write(Path("bad.apdu"), "0084000008 = 9000\n0084 0000 08 zz\n");
   r = Run({"--sim-card", "sam", "sam", "apdu", "--script", Path("bad.apdu")});
   EXPECT_EQ(r.status, 2);

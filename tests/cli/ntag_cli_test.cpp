@@ -135,12 +135,14 @@ TEST_F(Ntag, WrongPasswordOrPackIsItsOwnError) {
   Result r = Run({"--sim-load", tag, "ntag", "info", "--password", "@" + Path("wrong.txt")});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, "");
-  EXPECT_EQ(r.err, "orvex: the NTAG215 04A1B2C3D4E5F6 refused the password (wrong password); nothing was read or "
-                   "written\n");
+  EXPECT_EQ(r.err,
+            "orvex: the NTAG215 04A1B2C3D4E5F6 refused the password (wrong password); nothing was read or "
+            "written\n");
   r = Run({"--sim-load", tag, "ntag", "read", "4", "--password", "@" + Path("pwd.txt"), "--pack", "ABCE"});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: the NTAG215 04A1B2C3D4E5F6 answered the password with PACK ABCD, not ABCE (--pack): not "
-                   "the tag expected; nothing was read or written\n");
+  EXPECT_EQ(r.err,
+            "orvex: the NTAG215 04A1B2C3D4E5F6 answered the password with PACK ABCD, not ABCE (--pack): not "
+            "the tag expected; nothing was read or written\n");
   // On the command line: taken, with the warning.
   r = Run({"--sim-load", tag, "ntag", "read", "16", "--password", "11223344"});
   EXPECT_EQ(r.status, 0) << r.err;
@@ -188,8 +190,9 @@ TEST_F(Ntag, ReadsBehindAuth0NeedThePassword) {
   EXPECT_EQ(r.out, "page  15: 00000000\n");
   r = Run({"--sim-load", tag, "ntag", "read", "16"});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: reading pages 16 to 16 of the NTAG215 04A1B2C3D4E5F6: the tag refused (protected by a "
-                   "password that guards reads too? give --password)\n");
+  EXPECT_EQ(r.err,
+            "orvex: reading pages 16 to 16 of the NTAG215 04A1B2C3D4E5F6: the tag refused (protected by a "
+            "password that guards reads too? give --password)\n");
   r = Run({"--sim-load", tag, "ntag", "dump", "--json"});
   EXPECT_EQ(r.status, 1);
   r = Run({"--sim-load", tag, "ntag", "dump", Path("d.bin"), "--password", "@" + Path("pwd.txt")});
@@ -202,8 +205,9 @@ TEST_F(Ntag, ReadsBehindAuth0NeedThePassword) {
   EXPECT_EQ(r.Json()["memory"][kCfg0], "04000010");
   r = Run({"--sim-load", tag, "ntag", "write", "20", "01020304"});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: page 20 of the NTAG215 04A1B2C3D4E5F6 is protected by a password (AUTH0 16, writes); "
-                   "give --password. Nothing was written\n");
+  EXPECT_EQ(r.err,
+            "orvex: page 20 of the NTAG215 04A1B2C3D4E5F6 is protected by a password (AUTH0 16, writes); "
+            "give --password. Nothing was written\n");
   r = Run({"--sim-load", tag, "--sim-save", Path("after.bin"), "ntag", "write", "20", "01020304", "--password", "-"},
           "11223344");
   ASSERT_EQ(r.status, 0) << r.err;
@@ -239,17 +243,26 @@ TEST_F(Ntag, SpecialPagesNeedForce) {
   const std::string of = " of the NTAG215 04A1B2C3D4E5F6 ";
   for (const Case& c : {
            Case{"1", 2, tag + "1" + of + "holds the UID and cannot be written; nothing was written\n"},
-           Case{"2", 2, tag + "2" + of + "holds the static lock bits, which can only be set, never cleared; give "
-                                          "--force to write it. Nothing was written\n"},
-           Case{"3", 2, tag + "3" + of + "is one-time programmable (the capability container): its bits can only "
-                                          "be set; give --force to write it. Nothing was written\n"},
-           Case{"130", 2, tag + "130" + of + "holds the dynamic lock bits, which can only be set, never cleared; "
-                                              "give --force to write it. Nothing was written\n"},
-           Case{"131", 2, tag + "131" + of + "is configuration page CFG0 (AUTH0: which pages need the password); "
-                                              "give --force to write it. Nothing was written\n"},
+           Case{"2", 2,
+                tag + "2" + of +
+                    "holds the static lock bits, which can only be set, never cleared; give "
+                    "--force to write it. Nothing was written\n"},
+           Case{"3", 2,
+                tag + "3" + of +
+                    "is one-time programmable (the capability container): its bits can only "
+                    "be set; give --force to write it. Nothing was written\n"},
+           Case{"130", 2,
+                tag + "130" + of +
+                    "holds the dynamic lock bits, which can only be set, never cleared; "
+                    "give --force to write it. Nothing was written\n"},
+           Case{"131", 2,
+                tag + "131" + of +
+                    "is configuration page CFG0 (AUTH0: which pages need the password); "
+                    "give --force to write it. Nothing was written\n"},
            Case{"133", 2, tag + "133" + of + "holds the password; give --force to write it. Nothing was written\n"},
        }) {
-    Result r = Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("after.bin"), "ntag", "write", c.page, "FFFFFFFF"});
+    Result r =
+        Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("after.bin"), "ntag", "write", c.page, "FFFFFFFF"});
     EXPECT_EQ(r.status, c.status) << c.page;
     EXPECT_EQ(r.err, c.err);
     EXPECT_EQ(Slurp(Path("after.bin")), image) << c.page;  // nothing written
@@ -258,8 +271,8 @@ TEST_F(Ntag, SpecialPagesNeedForce) {
 
 TEST_F(Ntag, ForcedWritesOnlySetBitsAndSayWhatTheyLock) {
   Write(Path("tag.bin"), NewImage());
-  Result r = Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("l.bin"), "ntag", "write", "2", "00000010",
-                  "--force"});
+  Result r =
+      Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("l.bin"), "ntag", "write", "2", "00000010", "--force"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "orvex: locking page 12 for good\n");
   EXPECT_EQ(r.out, "wrote 04480010 to page 2 of the NTAG215 04A1B2C3D4E5F6 and read it back (simulated reader)\n");
@@ -272,10 +285,12 @@ TEST_F(Ntag, ForcedWritesOnlySetBitsAndSayWhatTheyLock) {
   // Bits already set stay set: the tag ORs the new ones in.
   r = Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("cc.bin"), "ntag", "write", "3", "00000001", "--force"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.err, "orvex: page 3 of the NTAG215 04A1B2C3D4E5F6 keeps its set bits: it will read E1103E01, not "
-                   "00000001\n");
-  EXPECT_EQ(r.out, "wrote 00000001 to page 3 of the NTAG215 04A1B2C3D4E5F6 and read it back as E1103E01 (simulated "
-                   "reader)\n");
+  EXPECT_EQ(r.err,
+            "orvex: page 3 of the NTAG215 04A1B2C3D4E5F6 keeps its set bits: it will read E1103E01, not "
+            "00000001\n");
+  EXPECT_EQ(r.out,
+            "wrote 00000001 to page 3 of the NTAG215 04A1B2C3D4E5F6 and read it back as E1103E01 (simulated "
+            "reader)\n");
   r = Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("d.bin"), "ntag", "write", "130", "01000000", "--force",
            "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
@@ -285,16 +300,18 @@ TEST_F(Ntag, ForcedWritesOnlySetBitsAndSayWhatTheyLock) {
   // The password: written, not read back (it reads as zeros).
   r = Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("p.bin"), "ntag", "write", "133", "11223344", "--force"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out, "wrote 11223344 to page 133 of the NTAG215 04A1B2C3D4E5F6 (it always reads as zeros: not read "
-                   "back) (simulated reader)\n");
+  EXPECT_EQ(r.out,
+            "wrote 11223344 to page 133 of the NTAG215 04A1B2C3D4E5F6 (it always reads as zeros: not read "
+            "back) (simulated reader)\n");
   EXPECT_EQ(Page(Slurp(Path("p.bin")), kPwd), "\x11\x22\x33\x44");
 }
 
 TEST_F(Ntag, TagLeavingMidWriteIsReported) {
   Result r = Run({"--sim-card", kTag, "--sim-leave-after", "1", "ntag", "write", "4", "01020304"});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: wrote 01020304 to page 4 of the NTAG215 04A1B2C3D4E5F6, but could not read it back: no "
-                   "card in the field\n");
+  EXPECT_EQ(r.err,
+            "orvex: wrote 01020304 to page 4 of the NTAG215 04A1B2C3D4E5F6, but could not read it back: no "
+            "card in the field\n");
 }
 
 class NtagRestore : public Ntag {
@@ -302,7 +319,8 @@ class NtagRestore : public Ntag {
   // A dump of a tag holding an NDEF text record (pages 4 to 9 differ from a new tag's).
   void SetUp() override {
     Ntag::SetUp();
-    Result r = Run({"--sim-card", kTag, "--sim-save", Path("src-card.bin"), "ndef", "write", "--text", "hello restore"});
+    Result r =
+        Run({"--sim-card", kTag, "--sim-save", Path("src-card.bin"), "ndef", "write", "--text", "hello restore"});
     ASSERT_EQ(r.status, 0) << r.err;
     r = Run({"--sim-load", Path("src-card.bin"), "ntag", "dump", Path("src.bin")});
     ASSERT_EQ(r.status, 0) << r.err;
@@ -317,11 +335,13 @@ TEST_F(NtagRestore, UserPagesOnlyByDefault) {
   std::string dump = dump_;
   SetPage(dump, kCfg0, std::string("\x04\x00\x00\x04", 4));  // AUTH0 4: left alone without --force
   Write(Path("src.bin"), dump);
-  Result r = Run({"--sim-load", Path("fresh.bin"), "--sim-save", Path("after.bin"), "ntag", "restore", Path("src.bin")});
+  Result r =
+      Run({"--sim-load", Path("fresh.bin"), "--sim-save", Path("after.bin"), "ntag", "restore", Path("src.bin")});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.out, "restored " + Path("src.bin") + " to the NTAG215 04A1B2C3D4E5F6: wrote pages 4-9 (120 pages "
-                   "already held the dump's bytes); pages 0-3, lock and configuration pages left as they were "
-                   "(simulated reader)\n");
+  EXPECT_EQ(r.out, "restored " + Path("src.bin") +
+                       " to the NTAG215 04A1B2C3D4E5F6: wrote pages 4-9 (120 pages "
+                       "already held the dump's bytes); pages 0-3, lock and configuration pages left as they were "
+                       "(simulated reader)\n");
   std::string after = Slurp(Path("after.bin"));
   EXPECT_EQ(after.substr(16, 126 * 4), dump.substr(16, 126 * 4));
   EXPECT_EQ(after.substr(0, 16), fresh_.substr(0, 16));
@@ -341,59 +361,103 @@ TEST_F(NtagRestore, UserPagesOnlyByDefault) {
 TEST_F(NtagRestore, RefusesBeforeWritingAnything) {
   Result r = Run({"--sim-card", "ntag213:04A1B2C3D4E5F6", "ntag", "restore", Path("src.bin")});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: the dump " + Path("src.bin") + " holds 540 bytes; the NTAG213 04A1B2C3D4E5F6 has 45 pages "
-                   "(180 bytes). Nothing was written\n");
+  EXPECT_EQ(r.err, "orvex: the dump " + Path("src.bin") +
+                       " holds 540 bytes; the NTAG213 04A1B2C3D4E5F6 has 45 pages "
+                       "(180 bytes). Nothing was written\n");
   r = Run({"--sim-card", kTag, "ntag", "restore", Path("missing.bin")});
   EXPECT_EQ(r.status, 2);
   // A locked page that differs from the dump.
   std::string locked = fresh_;
   SetPage(locked, 2, std::string("\x04\x48\x00\x02", 4));  // locks page 9
   Write(Path("locked.bin"), locked);
-  r = Run({"--sim-load", Path("locked.bin"), "--sim-save", Path("after.bin"), "ntag", "restore", Path("src.bin")});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: page 9 of the NTAG215 04A1B2C3D4E5F6 is locked and differs from the dump. Nothing was "
-                   "written\n");
-  EXPECT_EQ(Slurp(Path("after.bin")), locked);
-  // Lock bits set on the tag and clear in the dump cannot be restored.
-  r = Run({"--sim-load", Path("locked.bin"), "--sim-save", Path("after.bin"), "ntag", "restore", Path("src.bin"),
-           "--force"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: page 9 of the NTAG215 04A1B2C3D4E5F6 is locked and differs from the dump. Nothing was "
-                   "written\n");
   std::string dump = dump_;
   SetPage(dump, 9, Page(fresh_, 9));
   Write(Path("src9.bin"), dump);
-  r = Run({"--sim-load", Path("locked.bin"), "--sim-save", Path("after.bin"), "ntag", "restore", Path("src9.bin"),
-           "--force"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: page 2 of the NTAG215 04A1B2C3D4E5F6 has bits set that the dump has clear; such bits can "
-                   "only be set, never cleared. Nothing was written\n");
-  EXPECT_EQ(Slurp(Path("after.bin")), locked);
+  const std::string differs =
+      "orvex: page 9 of the NTAG215 04A1B2C3D4E5F6 is locked and differs from the dump. Nothing was written\n";
+  struct Case {
+    std::string dump;
+    bool force;
+    std::string err;
+  };
+  for (const Case& c : {
+           Case{"src.bin", false, differs},
+           Case{"src.bin", true, differs},
+           // Lock bits set on the tag and clear in the dump cannot be restored.
+           Case{"src9.bin", true,
+                "orvex: page 2 of the NTAG215 04A1B2C3D4E5F6 has bits set that the dump has clear; such bits can "
+                "only be set, never cleared. Nothing was written\n"},
+       }) {
+    std::vector<std::string> args = {"--sim-load", Path("locked.bin"), "--sim-save", Path("after.bin"),
+                                     "ntag",       "restore",          Path(c.dump)};
+    if (c.force) args.push_back("--force");
+    r = Run(args);
+    EXPECT_EQ(r.status, 1) << c.dump;
+    EXPECT_EQ(r.err, c.err);
+    EXPECT_EQ(Slurp(Path("after.bin")), locked);
+  }
 }
 
 TEST_F(NtagRestore, ForceWritesLockBitsAfterTheData) {
   std::string dump = dump_;
-  SetPage(dump, 2, std::string("\x04\x48\x00\x10", 4));      // locks page 12
-  SetPage(dump, 130, std::string("\x02\x00\x00\xBD", 4));    // locks pages 32-47
-  SetPage(dump, 3, std::string("\xE1\x10\x3E\x0F", 4));      // sets OTP bits
+  SetPage(dump, 2, std::string("\x04\x48\x00\x10", 4));    // locks page 12
+  SetPage(dump, 130, std::string("\x02\x00\x00\xBD", 4));  // locks pages 32-47
+  SetPage(dump, 3, std::string("\xE1\x10\x3E\x0F", 4));    // sets OTP bits
   Write(Path("locks.bin"), dump);
   Result r = Run({"--sim-load", Path("fresh.bin"), "--sim-save", Path("after.bin"), "ntag", "restore",
                   Path("locks.bin"), "--force"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "orvex: the dump's lock bits lock pages 12, 32-47 for good\n");
-  EXPECT_EQ(r.out, "restored " + Path("locks.bin") + " to the NTAG215 04A1B2C3D4E5F6: wrote pages 2-9, 130 (122 "
-                   "pages already held the dump's bytes); PWD and PACK left as they were (simulated reader)\n");
+  EXPECT_EQ(r.out, "restored " + Path("locks.bin") +
+                       " to the NTAG215 04A1B2C3D4E5F6: wrote pages 2-9, 130 (122 "
+                       "pages already held the dump's bytes); PWD and PACK left as they were (simulated reader)\n");
   std::string after = Slurp(Path("after.bin"));
   EXPECT_EQ(after.substr(8, kPwd * 4 - 8), dump.substr(8, kPwd * 4 - 8));
   EXPECT_EQ(Page(after, kPwd), Page(fresh_, kPwd));  // the password is not in a dump
+}
+
+TEST_F(NtagRestore, ConfigurationComesLast) {
+  // The dump turns on the password from page 16 on, reads too.
+  std::string dump = dump_;
+  SetPage(dump, kCfg0, std::string("\x04\x00\x00\x10", 4));
+  SetPage(dump, kCfg1, std::string("\x80\x05\x00\x00", 4));
+  Write(Path("prot.bin"), dump);
+  Result r = Run({"--sim-load", Path("fresh.bin"), "--sim-save", Path("after.bin"), "ntag", "restore", Path("prot.bin"),
+                  "--force"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: the dump's AUTH0 16 guards CFG1, which is written after it: give --password (the tag's current "
+            "password). Nothing was written\n");
+  EXPECT_EQ(Slurp(Path("after.bin")), fresh_);
+  Write(Path("ff.txt"), "FFFFFFFF\n");  // a new tag's password
+  r = Run({"--sim-card", kTag, "--sim-save", Path("after.bin"), "ntag", "restore", Path("prot.bin"), "--force",
+           "--password", "@" + Path("ff.txt")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "restored " + Path("prot.bin") +
+                       " to the NTAG215 04A1B2C3D4E5F6: wrote pages 4-9, 131-132 (123 pages already held the dump's "
+                       "bytes); PWD and PACK left as they were (simulated reader)\n");
+  std::string after = Slurp(Path("after.bin"));
+  EXPECT_EQ(Page(after, kCfg0), Page(dump, kCfg0));
+  EXPECT_EQ(Page(after, kCfg1), Page(dump, kCfg1));
+  EXPECT_EQ(Page(after, kPwd), "\xFF\xFF\xFF\xFF");
+  // A tag that already guards reads: the new AUTH0 hides CFG0 as soon as it is written.
+  std::string card = fresh_;
+  SetPage(card, kCfg1, std::string("\x80\x05\x00\x00", 4));
+  Write(Path("card.bin"), card);
+  r = Run({"--sim-load", Path("card.bin"), "--sim-save", Path("after.bin"), "ntag", "restore", Path("prot.bin"),
+           "--force"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "orvex: page 131 written but not read back: the new AUTH0 guards reads without the password\n");
+  EXPECT_EQ(Page(Slurp(Path("after.bin")), kCfg0), Page(dump, kCfg0));
 }
 
 TEST_F(NtagRestore, InterruptionSaysWhatWasAndWasNotWritten) {
   Result r = Run({"--sim-load", Path("fresh.bin"), "--sim-save", Path("after.bin"), "--sim-leave-after", "2", "ntag",
                   "restore", Path("src.bin")});
   EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: writing page 6: the tag did not take it (it left the field, or the page is locked or "
-                   "protected). Written: pages 4-5; not written: pages 6-9 (the write of page 6 was not confirmed)\n");
+  EXPECT_EQ(r.err,
+            "orvex: writing page 6: the tag did not take it (it left the field, or the page is locked or "
+            "protected). Written: pages 4-5; not written: pages 6-9 (the write of page 6 was not confirmed)\n");
   std::string after = Slurp(Path("after.bin"));
   EXPECT_EQ(after.substr(16, 8), dump_.substr(16, 8));
   EXPECT_EQ(after.substr(24, 16), fresh_.substr(24, 16));
@@ -409,8 +473,9 @@ TEST_F(NtagRestore, ProtectedTagNeedsThePassword) {
   Write(Path("src20.bin"), dump);
   r_ = Run({"--sim-load", tag, "--sim-save", Path("after.bin"), "ntag", "restore", Path("src20.bin")});
   EXPECT_EQ(r_.status, 1);
-  EXPECT_EQ(r_.err, "orvex: page 20 of the NTAG215 04A1B2C3D4E5F6 is protected by a password (AUTH0 16, "
-                    "writes); give --password. Nothing was written\n");
+  EXPECT_EQ(r_.err,
+            "orvex: page 20 of the NTAG215 04A1B2C3D4E5F6 is protected by a password (AUTH0 16, "
+            "writes); give --password. Nothing was written\n");
   EXPECT_EQ(Slurp(Path("after.bin")), image);
   r_ = Run({"--sim-load", tag, "--sim-save", Path("after.bin"), "ntag", "restore", Path("src20.bin"), "--password",
             "@" + Path("pwd.txt")});

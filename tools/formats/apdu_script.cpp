@@ -44,9 +44,7 @@ std::string Trimmed(const std::string& s) {
 
 }  // namespace
 
-bool ApduLine::Matches(uint8_t sw1, uint8_t sw2) const {
-  return !checked || ((sw1 << 8 | sw2) & sw_mask) == sw;
-}
+bool ApduLine::Matches(uint8_t sw1, uint8_t sw2) const { return !checked || ((sw1 << 8 | sw2) & sw_mask) == sw; }
 
 bool ParseApduLine(const std::string& text, size_t max_bytes, ApduLine& out) {
   std::string line = text.substr(0, text.find('#'));

@@ -48,7 +48,6 @@ std::string StatusWordMeaning(uint8_t sw1, uint8_t sw2);
 // The command a card's answer calls for: after 61XX a GET RESPONSE for XX
 // bytes (00 for 256), after 6CXX the same command again with Le = XX.
 // Nothing for any other status word.
-std::optional<std::vector<uint8_t>> FollowUpCommand(const std::vector<uint8_t>& command, uint8_t sw1,
-                                                    uint8_t sw2);
+std::optional<std::vector<uint8_t>> FollowUpCommand(const std::vector<uint8_t>& command, uint8_t sw1, uint8_t sw2);
 
 }  // namespace orvexformats

@@ -57,10 +57,9 @@ std::vector<orvexformats::ApduLine> ReadApdus(const ApduInput& in, const std::st
 
 void ExchangeApdus(Context& ctx, const std::vector<orvexformats::ApduLine>& lines, const ApduInput& in,
                    const std::function<Bytes(const Bytes&)>& send) {
-  const std::string where = in.script.empty() ? "argument " : (in.script == "-" ? "standard input" : in.script) + ", line ";
+  const std::string where =
+      in.script.empty() ? "argument " : (in.script == "-" ? "standard input" : in.script) + ", line ";
   Json results = Json::array();
-  // The responses so far reach the JSON document even when a check fails.
-  auto keep = [&] { ctx.out().doc()["responses"] = results; };
   for (const auto& l : lines) {
     Bytes command = l.command, data;
     Json exchanges = Json::array();
@@ -94,13 +93,12 @@ void ExchangeApdus(Context& ctx, const std::vector<orvexformats::ApduLine>& line
                        {"meaning", orvexformats::StatusWordMeaning(sw1, sw2)},
                        {"exchanges", exchanges}});
     if (!l.Matches(sw1, sw2)) {
-      keep();
       throw Failure(where + std::to_string(l.line) + ": " + Hex(l.command) + " answered " + sw + " (" +
                     orvexformats::StatusWordMeaning(sw1, sw2) + "), expected " + l.expected +
                     "; the APDUs after it were not sent");
     }
   }
-  keep();
+  ctx.out().doc()["responses"] = results;
 }
 
 namespace {
@@ -123,13 +121,15 @@ void CardApdu(Context& ctx, const CardApduOptions& o) {
     // 'S': the reader wakes the type B card and activates it (ATTRIB).
     CheckCard(ctx.ov.OV_TypeB_Reset(ctx.reader_id, 0x53, &len, answer), "activating the type B CPU card",
               kApduDeadlineMs, "no type B CPU card in the field");
-    if (len < 0 || len > ORVEX_MAX_ANSWER) throw Failure("activating the type B CPU card: the answer's length is " + std::to_string(len));
+    if (len < 0 || len > ORVEX_MAX_ANSWER)
+      throw Failure("activating the type B CPU card: the answer's length is " + std::to_string(len));
     ctx.out().doc()["atqb"] = Hex(answer, static_cast<size_t>(len));
     ctx.out().Line("ATQB " + Hex(answer, static_cast<size_t>(len)));
   } else {
-    CheckCard(ctx.ov.OV_TypeA_Reset(ctx.reader_id, 0x52, 0, &len, answer), "activating the CPU card",
-              kApduDeadlineMs, "no CPU card in the field");
-    if (len < 0 || len > ORVEX_MAX_ANSWER) throw Failure("activating the CPU card: the answer's length is " + std::to_string(len));
+    CheckCard(ctx.ov.OV_TypeA_Reset(ctx.reader_id, 0x52, 0, &len, answer), "activating the CPU card", kApduDeadlineMs,
+              "no CPU card in the field");
+    if (len < 0 || len > ORVEX_MAX_ANSWER)
+      throw Failure("activating the CPU card: the answer's length is " + std::to_string(len));
     ctx.out().doc()["ats"] = Hex(answer, static_cast<size_t>(len));
     ctx.out().Line("ATS " + Hex(answer, static_cast<size_t>(len)));
   }
@@ -140,7 +140,8 @@ void CardApdu(Context& ctx, const CardApduOptions& o) {
     int rc = o.type_b ? ctx.ov.OV_TypeB_COS(ctx.reader_id, static_cast<int>(c.size()), c.data(), &n, r)
                       : ctx.ov.OV_TypeA_COS(ctx.reader_id, static_cast<int>(c.size()), c.data(), &n, r);
     CheckCard(rc, "APDU " + Hex(c), kApduDeadlineMs, "the reader could not deliver it to the card");
-    if (n < 0 || n > ORVEX_MAX_ANSWER) throw Failure("APDU " + Hex(c) + ": the answer's length is " + std::to_string(n));
+    if (n < 0 || n > ORVEX_MAX_ANSWER)
+      throw Failure("APDU " + Hex(c) + ": the answer's length is " + std::to_string(n));
     return Bytes(r, r + n);
   });
 }

@@ -52,22 +52,24 @@ struct NtagModel {
 // From GET_VERSION: byte 2 the product type (03 Ultralight EV1, 04 NTAG),
 // byte 6 the storage size.
 bool ModelOf(const unsigned char* version, NtagModel& m) {
-  const int type = version[2], size = version[6];
-  if (type == 0x04) {
-    switch (size) {
-      case 0x0B: m = {"NTAG210", 20, false, false}; return true;
-      case 0x0E: m = {"NTAG212", 41, true, false}; return true;
-      case 0x0F: m = {"NTAG213", 45, true, true}; return true;
-      case 0x11: m = {"NTAG215", 135, true, true}; return true;
-      case 0x13: m = {"NTAG216", 231, true, true}; return true;
+  struct Known {
+    int type, size;
+    NtagModel model;
+  };
+  static const Known kKnown[] = {
+      {0x04, 0x0B, {"NTAG210", 20, false, false}},
+      {0x04, 0x0E, {"NTAG212", 41, true, false}},
+      {0x04, 0x0F, {"NTAG213", 45, true, true}},
+      {0x04, 0x11, {"NTAG215", 135, true, true}},
+      {0x04, 0x13, {"NTAG216", 231, true, true}},
+      {0x03, 0x0B, {"Ultralight EV1 (48 bytes)", 20, false, false}},
+      {0x03, 0x0E, {"Ultralight EV1 (128 bytes)", 41, true, false}},
+  };
+  for (const Known& k : kKnown)
+    if (version[2] == k.type && version[6] == k.size) {
+      m = k.model;
+      return true;
     }
-  }
-  if (type == 0x03) {
-    switch (size) {
-      case 0x0B: m = {"Ultralight EV1 (48 bytes)", 20, false, false}; return true;
-      case 0x0E: m = {"Ultralight EV1 (128 bytes)", 41, true, false}; return true;
-    }
-  }
   return false;
 }
 
@@ -148,9 +150,7 @@ class Tag {
   uint8_t auth0() const { return cfg0[3]; }
   uint8_t access() const { return cfg1[0]; }
   // The first page PWD_AUTH guards (none: -1).
-  int protected_from() const {
-    return config_readable && auth0() < model.pages ? auth0() : (config_readable ? -1 : 0);
-  }
+  int protected_from() const { return config_readable && auth0() < model.pages ? auth0() : (config_readable ? -1 : 0); }
 
   // Refuses, before anything is sent, an access to pages first..last that
   // the password guards when none was given.
@@ -265,8 +265,8 @@ class Tag {
       CheckCard(rc, "authenticating with the password", kNtagDeadlineMs, "the tag refused");
     pack.assign(answer, answer + 2);
     if (!pack_expected_.empty() && pack != pack_expected_)
-      throw Failure("the " + Name() + " answered the password with PACK " + Hex(pack) + ", not " +
-                    Hex(pack_expected_) + " (--pack): not the tag expected; nothing was read or written");
+      throw Failure("the " + Name() + " answered the password with PACK " + Hex(pack) + ", not " + Hex(pack_expected_) +
+                    " (--pack): not the tag expected; nothing was read or written");
     authenticated = true;
   }
 
@@ -282,8 +282,9 @@ void Info(Context& ctx, const PasswordOptions& pw) {
   out.Field("uid", "UID", Hex(tag.card.uid), Hex(tag.card.uid));
   out.Field("version", "version", Hex(tag.version), Hex(tag.version));
   if (!tag.known) {
-    out.Field("type", "type", nullptr, "unknown (vendor " + Hex(&tag.version[1], 1) + ", product type " +
-                                          Hex(&tag.version[2], 1) + ", storage size " + Hex(&tag.version[6], 1) + ")");
+    out.Field("type", "type", nullptr,
+              "unknown (vendor " + Hex(&tag.version[1], 1) + ", product type " + Hex(&tag.version[2], 1) +
+                  ", storage size " + Hex(&tag.version[6], 1) + ")");
     return;
   }
   const NtagModel& m = tag.model;
@@ -299,7 +300,7 @@ void Info(Context& ctx, const PasswordOptions& pw) {
   const uint8_t acc = cfg ? tag.access() : 0;
   const int authlim = acc & 0x07;
   out.Field("auth0", "AUTH0", cfg ? Json(tag.auth0()) : Json(nullptr),
-            !cfg ? "unknown (the configuration is read-protected: give --password)"
+            !cfg       ? "unknown (the configuration is read-protected: give --password)"
             : from < 0 ? Hex(&tag.cfg0[3], 1) + " (no page needs the password)"
                        : Hex(&tag.cfg0[3], 1) + " (pages " + std::to_string(from) + "-" + std::to_string(m.pages - 1) +
                              " need the password for " + ((acc & kProt) ? "reads and writes)" : "writes)"));
@@ -311,11 +312,17 @@ void Info(Context& ctx, const PasswordOptions& pw) {
                        ")");
   const std::string protection = !cfg ? "unknown" : from < 0 ? "off" : (acc & kProt) ? "reads and writes" : "writes";
   out.Field("password_protection", "password", protection,
-            protection + (from < 0 && cfg ? "" : tag.authenticated ? ", password given" : ", no password given"));
+            protection + (from < 0 && cfg     ? ""
+                          : tag.authenticated ? ", password given"
+                                              : ", no password given"));
   out.Field("protected_from", "protected from", from < 0 || !cfg ? Json(nullptr) : Json(from),
-            !cfg ? "unknown" : from < 0 ? "no page" : "page " + std::to_string(from));
+            !cfg       ? "unknown"
+            : from < 0 ? "no page"
+                       : "page " + std::to_string(from));
   out.Field("config_locked", "config locked", cfg ? Json((acc & kCfgLock) != 0) : Json(nullptr),
-            !cfg ? "unknown" : (acc & kCfgLock) ? "yes" : "no");
+            !cfg               ? "unknown"
+            : (acc & kCfgLock) ? "yes"
+                               : "no");
   if (tag.authenticated) out.Field("pack", "PACK", Hex(tag.pack), Hex(tag.pack) + " (the answer to the password)");
 
   // Lock bits.
@@ -421,21 +428,28 @@ PageKind KindOf(const NtagModel& m, int page) {
 }
 
 // Pages whose bits the tag only ever sets: what is written is ORed in.
-bool OnlySets(PageKind k) {
-  return k == PageKind::kStaticLock || k == PageKind::kOtp || k == PageKind::kDynamicLock;
-}
+bool OnlySets(PageKind k) { return k == PageKind::kStaticLock || k == PageKind::kOtp || k == PageKind::kDynamicLock; }
 
 std::string Describe(PageKind k) {
   switch (k) {
-    case PageKind::kUid: return "holds the UID and cannot be written";
-    case PageKind::kStaticLock: return "holds the static lock bits, which can only be set, never cleared";
-    case PageKind::kOtp: return "is one-time programmable (the capability container): its bits can only be set";
-    case PageKind::kDynamicLock: return "holds the dynamic lock bits, which can only be set, never cleared";
-    case PageKind::kCfg0: return "is configuration page CFG0 (AUTH0: which pages need the password)";
-    case PageKind::kCfg1: return "is configuration page CFG1 (ACCESS: read protection, configuration lock)";
-    case PageKind::kPwd: return "holds the password";
-    case PageKind::kPack: return "holds the PACK, the tag's answer to the password";
-    case PageKind::kUser: break;
+    case PageKind::kUid:
+      return "holds the UID and cannot be written";
+    case PageKind::kStaticLock:
+      return "holds the static lock bits, which can only be set, never cleared";
+    case PageKind::kOtp:
+      return "is one-time programmable (the capability container): its bits can only be set";
+    case PageKind::kDynamicLock:
+      return "holds the dynamic lock bits, which can only be set, never cleared";
+    case PageKind::kCfg0:
+      return "is configuration page CFG0 (AUTH0: which pages need the password)";
+    case PageKind::kCfg1:
+      return "is configuration page CFG1 (ACCESS: read protection, configuration lock)";
+    case PageKind::kPwd:
+      return "holds the password";
+    case PageKind::kPack:
+      return "holds the PACK, the tag's answer to the password";
+    case PageKind::kUser:
+      break;
   }
   return "is user memory";
 }
@@ -481,8 +495,7 @@ void WritePage(Context& ctx, const WriteOptions& o) {
       data[0] = now[0];
       data[1] = now[1];
     }
-    if (expect != data)
-      ctx.Note(where + " keeps its set bits: it will read " + Hex(expect) + ", not " + Hex(data));
+    if (expect != data) ctx.Note(where + " keeps its set bits: it will read " + Hex(expect) + ", not " + Hex(data));
     // The pages the new lock bits lock.
     Bytes p2 = page2, d2 = dyn;
     if (kind == PageKind::kStaticLock) p2 = expect;
@@ -516,11 +529,9 @@ void WritePage(Context& ctx, const WriteOptions& o) {
   } catch (const Failure& f) {
     throw Failure("wrote " + Hex(data) + " to " + where + ", but could not read it back: " + f.what());
   }
-  if (back != expect)
-    throw Failure("wrote " + where + ", but it reads back " + Hex(back) + ", not " + Hex(expect));
+  if (back != expect) throw Failure("wrote " + where + ", but it reads back " + Hex(back) + ", not " + Hex(expect));
   d["verified"] = true;
-  ctx.Done("wrote " + Hex(data) + " to " + where + " and read it back" +
-           (expect != data ? " as " + Hex(expect) : ""));
+  ctx.Done("wrote " + Hex(data) + " to " + where + " and read it back" + (expect != data ? " as " + Hex(expect) : ""));
 }
 
 // ---- ntag dump ------------------------------------------------------------------
@@ -665,16 +676,43 @@ void Restore(Context& ctx, const RestoreOptions& o) {
                   " bits set that the dump has clear; such bits can only be set, never cleared. Nothing was written");
   if (!newly_locked.empty()) ctx.Note("the dump's lock bits lock " + PagesWord(newly_locked) + " for good");
 
-  std::vector<int> written;
+  std::vector<int> written, differ, unverified;
+  // Compares pages with what the plan wrote there. CFG0 and CFG1 come last
+  // and are compared one by one: a new AUTH0 may hide them (and the pages
+  // behind it) from reads without the password.
+  auto verify = [&](size_t from, size_t to) {
+    if (from >= to) return;
+    const bool config = plan[from].first >= m.cfg0();
+    std::optional<Bytes> back = config ? tag.Read(plan[from].first, plan[from].first) : tag.MustRead(0, m.pages - 1);
+    for (size_t i = from; i < to; ++i) {
+      const auto& [page, bytes] = plan[i];
+      if (!back) {
+        unverified.push_back(page);
+        continue;
+      }
+      const size_t at = config ? 0 : static_cast<size_t>(page) * 4;
+      if (!std::equal(bytes.begin(), bytes.end(), back->begin() + static_cast<long>(at))) differ.push_back(page);
+    }
+  };
   StopSignals stop;
   Progress progress("restoring", static_cast<int>(plan.size()));
+  size_t verified = 0;
   try {
     for (const auto& [page, bytes] : plan) {
       if (StopSignals::Requested()) throw Failure("interrupted");
+      if (page >= m.cfg0() && verified < written.size()) {
+        verify(0, written.size());
+        verified = written.size();
+      }
       tag.Write(page, bytes.data());
       written.push_back(page);
       progress.Step(static_cast<int>(written.size()));
+      if (page >= m.cfg0()) {
+        verify(written.size() - 1, written.size());
+        verified = written.size();
+      }
     }
+    verify(verified, written.size());
   } catch (const Failure& f) {
     std::vector<int> left;
     for (size_t i = written.size(); i < plan.size(); ++i) left.push_back(plan[i].first);
@@ -684,21 +722,19 @@ void Restore(Context& ctx, const RestoreOptions& o) {
     std::string unconfirmed =
         left.empty() ? "" : " (the write of page " + std::to_string(plan[written.size()].first) + " was not confirmed)";
     throw Failure(std::string(f.what()) + ". Written: " + (sorted.empty() ? "no page" : PagesWord(sorted)) +
-                  "; not written: " + PagesWord(left) + unconfirmed);
+                  "; not written: " + (left.empty() ? "no page" : PagesWord(left)) + unconfirmed);
   }
-  // Read back what was written (PWD and PACK are not among it).
-  const Bytes after = tag.MustRead(0, m.pages - 1);
-  std::vector<int> differ;
-  for (const auto& [page, bytes] : plan)
-    if (!std::equal(bytes.begin(), bytes.end(), after.begin() + page * 4)) differ.push_back(page);
   std::sort(written.begin(), written.end());
   d["pages_written"] = written;
   d["pages_unchanged"] = unchanged.size();
   if (!differ.empty())
-    throw Failure("written: " + PageList(written) + ", but " + PagesWord(differ) + " read back otherwise");
-  ctx.Done("restored " + o.file + " to the " + tag.Name() + ": wrote " + (written.empty() ? "no page" : PagesWord(written)) + " (" +
-           std::to_string(unchanged.size()) + " pages already held the dump's bytes)" +
-           (o.force ? "; PWD and PACK left as they were" : "; pages 0-3, lock and configuration pages left as they were"));
+    throw Failure("written: " + PagesWord(written) + ", but " + PagesWord(differ) + " read back otherwise");
+  if (!unverified.empty())
+    ctx.Note(PagesWord(unverified) + " written but not read back: the new AUTH0 guards reads without the password");
+  ctx.Done(
+      "restored " + o.file + " to the " + tag.Name() + ": wrote " + (written.empty() ? "no page" : PagesWord(written)) +
+      " (" + std::to_string(unchanged.size()) + " pages already held the dump's bytes)" +
+      (o.force ? "; PWD and PACK left as they were" : "; pages 0-3, lock and configuration pages left as they were"));
 }
 
 }  // namespace

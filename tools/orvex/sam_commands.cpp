@@ -22,8 +22,8 @@ void Apdu(Context& ctx, const ApduOptions& o) {
   std::string slot = "slot " + std::to_string(o.slot);
   int len = 0;
   unsigned char answer[ORVEX_MAX_ANSWER];
-  CheckCard(ctx.ov.OV_SAM_Reset(ctx.reader_id, o.slot, &len, answer), "resetting the SAM in " + slot,
-            kResetDeadlineMs, "no SAM in " + slot + ", or it did not answer the reset");
+  CheckCard(ctx.ov.OV_SAM_Reset(ctx.reader_id, o.slot, &len, answer), "resetting the SAM in " + slot, kResetDeadlineMs,
+            "no SAM in " + slot + ", or it did not answer the reset");
   if (len < 0 || len > ORVEX_MAX_ANSWER)
     throw Failure("resetting the SAM in " + slot + ": the answer's length is " + std::to_string(len));
   std::string atr = Hex(answer, static_cast<size_t>(len));
@@ -35,8 +35,10 @@ void Apdu(Context& ctx, const ApduOptions& o) {
     int n = 0;
     unsigned char r[ORVEX_MAX_ANSWER];
     CheckCard(ctx.ov.OV_SAM_COS(ctx.reader_id, o.slot, static_cast<int>(c.size()), c.data(), &n, r),
-              "APDU " + Hex(c) + " to the SAM in " + slot, kApduDeadlineMs, "the reader could not deliver it to the SAM");
-    if (n < 0 || n > ORVEX_MAX_ANSWER) throw Failure("APDU " + Hex(c) + ": the answer's length is " + std::to_string(n));
+              "APDU " + Hex(c) + " to the SAM in " + slot, kApduDeadlineMs,
+              "the reader could not deliver it to the SAM");
+    if (n < 0 || n > ORVEX_MAX_ANSWER)
+      throw Failure("APDU " + Hex(c) + ": the answer's length is " + std::to_string(n));
     return Bytes(r, r + n);
   });
 }
