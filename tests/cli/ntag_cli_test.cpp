@@ -282,6 +282,9 @@ TEST_F(Ntag, ForcedWritesOnlySetBitsAndSayWhatTheyLock) {
   EXPECT_EQ(r.err, "orvex: page 12 of the NTAG215 04A1B2C3D4E5F6 is locked; nothing was written\n");
   r = Run({"--sim-load", Path("l.bin"), "ntag", "info", "--json"});
   EXPECT_EQ(r.Json()["locked_pages"], nlohmann::json{12});
+  r = Run({"--sim-load", Path("tag.bin"), "ntag", "write", "2", "00000200", "--force"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "orvex: freezing the lock bits of pages 4-9: they can no longer be set\n");
   // Bits already set stay set: the tag ORs the new ones in.
   r = Run({"--sim-load", Path("tag.bin"), "--sim-save", Path("cc.bin"), "ntag", "write", "3", "00000001", "--force"});
   ASSERT_EQ(r.status, 0) << r.err;

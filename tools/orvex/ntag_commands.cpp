@@ -504,6 +504,14 @@ void WritePage(Context& ctx, const WriteOptions& o) {
     for (int p : after)
       if (std::find(locked.begin(), locked.end(), p) == locked.end()) newly.push_back(p);
     if (!newly.empty()) ctx.Note("locking " + PagesWord(newly) + " for good");
+    // Page 2 byte 2 bits 0 to 2 freeze lock bits themselves: those of page
+    // 3, of pages 4-9 and of pages 10-15.
+    if (kind == PageKind::kStaticLock) {
+      static const char* const kFrozen[] = {"page 3", "pages 4-9", "pages 10-15"};
+      for (int bit = 0; bit < 3; ++bit)
+        if ((expect[2] >> bit & 1) && !(page2[2] >> bit & 1))
+          ctx.Note(std::string("freezing the lock bits of ") + kFrozen[bit] + ": they can no longer be set");
+    }
     ctx.out().doc()["newly_locked"] = newly;
   }
   if (kind == PageKind::kCfg1 && (data[0] & kCfgLock) && !(tag.access() & kCfgLock))
