@@ -2,6 +2,8 @@
 // orvex apdu and sam apdu: APDUs from arguments and scripts, expected status
 // words, the status words' meanings, 6CXX handled (or not with --raw), type
 // B cards, and the errors, against the simulated reader.
+#include <tuple>
+
 #include "cli_support.h"
 
 namespace {
@@ -111,15 +113,23 @@ TEST_F(Apdu, MalformedLinesAreRefusedBeforeAnythingIsSent) {
   r = Run({"--sim-card", "cpu", "apdu", "--script", Path("missing.apdu")});
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("orvex: apdu script " + Path("missing.apdu") + ": "), std::string::npos) << r.err;
-  r = Run({"--sim-card", "cpu", "apdu", "00A4040000", "--script", Path("empty.apdu")});
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "orvex: apdu: give the APDUs as arguments or with --script FILE (one of the two)\n");
-  r = Run({"--sim-card", "cpu", "apdu"});
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "orvex: apdu: give the APDUs as arguments or with --script FILE (one of the two)\n");
-  r = Run({"--sim-card", "cpu", "apdu", "00A4040000=9X"});
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "orvex: apdu: \"00A4040000=9X\": the expected status word \"9X\" is not 4 hex digits\n");
+  const std::string one_of = "orvex: apdu: give the APDUs as arguments or with --script FILE (one of the two)\n";
+  struct Usage {
+    std::vector<std::string> args;
+    std::string err;
+  };
+  for (const Usage& u : {
+           Usage{{"00A4040000", "--script", Path("empty.apdu")}, one_of},
+           Usage{{}, one_of},
+           Usage{{"00A4040000=9X"},
+                 "orvex: apdu: \"00A4040000=9X\": the expected status word \"9X\" is not 4 hex digits\n"},
+       }) {
+    std::vector<std::string> args = {"--sim-card", "cpu", "apdu"};
+    args.insert(args.end(), u.args.begin(), u.args.end());
+    r = Run(args);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, u.err);
+  }
 }
 
 TEST_F(Apdu, TypeBCpuCard) {
@@ -130,12 +140,18 @@ TEST_F(Apdu, TypeBCpuCard) {
   EXPECT_FALSE(j.contains("ats"));
   EXPECT_EQ(j["responses"][0]["data"].get<std::string>().size(), 8u);
   EXPECT_EQ(j["responses"][0]["sw"], "9000");
-  r = Run({"--sim-card", "cpu", "apdu", "-B", "0084000004"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: activating the type B CPU card: no type B CPU card in the field\n");
-  r = Run({"--sim-card", "typeb", "apdu", "0084000004"});
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "orvex: activating the CPU card: no CPU card in the field\n");
+  // The other kind of card in the field: none of the kind asked for.
+  for (const auto& [card, flags, err] : {
+           std::tuple<std::string, std::vector<std::string>, std::string>{
+               "cpu", {"-B"}, "orvex: activating the type B CPU card: no type B CPU card in the field\n"},
+           {"typeb", {}, "orvex: activating the CPU card: no CPU card in the field\n"},
+       }) {
+    std::vector<std::string> args = {"--sim-card", card, "apdu", "0084000004"};
+    args.insert(args.end(), flags.begin(), flags.end());
+    r = Run(args);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, err);
+  }
 }
 
 TEST_F(Apdu, MoreDataIsFetchedWithGetResponse) {

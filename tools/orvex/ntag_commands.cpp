@@ -430,28 +430,20 @@ PageKind KindOf(const NtagModel& m, int page) {
 // Pages whose bits the tag only ever sets: what is written is ORed in.
 bool OnlySets(PageKind k) { return k == PageKind::kStaticLock || k == PageKind::kOtp || k == PageKind::kDynamicLock; }
 
+// In the order of PageKind.
 std::string Describe(PageKind k) {
-  switch (k) {
-    case PageKind::kUid:
-      return "holds the UID and cannot be written";
-    case PageKind::kStaticLock:
-      return "holds the static lock bits, which can only be set, never cleared";
-    case PageKind::kOtp:
-      return "is one-time programmable (the capability container): its bits can only be set";
-    case PageKind::kDynamicLock:
-      return "holds the dynamic lock bits, which can only be set, never cleared";
-    case PageKind::kCfg0:
-      return "is configuration page CFG0 (AUTH0: which pages need the password)";
-    case PageKind::kCfg1:
-      return "is configuration page CFG1 (ACCESS: read protection, configuration lock)";
-    case PageKind::kPwd:
-      return "holds the password";
-    case PageKind::kPack:
-      return "holds the PACK, the tag's answer to the password";
-    case PageKind::kUser:
-      break;
-  }
-  return "is user memory";
+  static const char* const kWords[] = {
+      "holds the UID and cannot be written",
+      "holds the static lock bits, which can only be set, never cleared",
+      "is one-time programmable (the capability container): its bits can only be set",
+      "is user memory",
+      "holds the dynamic lock bits, which can only be set, never cleared",
+      "is configuration page CFG0 (AUTH0: which pages need the password)",
+      "is configuration page CFG1 (ACCESS: read protection, configuration lock)",
+      "holds the password",
+      "holds the PACK, the tag's answer to the password",
+  };
+  return kWords[static_cast<int>(k)];
 }
 
 struct WriteOptions {
