@@ -77,12 +77,12 @@ void ExchangeApdus(Context& ctx, const std::vector<orvexformats::ApduLine>& line
       ctx.out().Line("< " + (part.empty() ? "" : Hex(part) + " ") + sw + " (" +
                      orvexformats::StatusWordMeaning(sw1, sw2) + ")");
       exchanges.push_back({{"command", Hex(command)}, {"response", Hex(answer)}});
-      // Data before a 61XX belongs to the response; a 6CXX answer carries none.
+      // Data before a 61XX belongs to the response, and so does every piece
+      // GET RESPONSE fetches (even one asked for again after a 6CXX); a 6CXX
+      // answer carries none.
       if (sw1 != 0x6C) data.insert(data.end(), part.begin(), part.end());
       auto next = in.raw ? std::nullopt : orvexformats::FollowUpCommand(command, sw1, sw2);
       if (!next || round == kMaxFollowUps) break;
-      // 6CXX: the resent command's answer replaces what came before.
-      if (sw1 == 0x6C) data.clear();
       command = *next;
     }
     const std::string sw = Hex(Bytes{sw1, sw2});
