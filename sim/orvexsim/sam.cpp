@@ -10,6 +10,34 @@ namespace orvexsim {
 
 SamCard::SamCard(Bytes serial) : serial_(std::move(serial)), cos_(serial_) {}
 
+Bytes T0Channel::Process(const Bytes& c) {
+  if (c.size() == 5 && c[0] == 0x00 && c[1] == 0xC0) return GetResponse(c);
+  waiting_.clear();
+  Bytes r = inner_.Process(c);
+  // Command data: a short Lc byte that is not zero, and its bytes.
+  const bool carries_data = c.size() > 5 && c[4] != 0 && c.size() >= 5u + c[4];
+  if (!carries_data || r.size() <= 2) return r;
+  waiting_.assign(r.begin(), r.end() - 2);
+  sw_.assign(r.end() - 2, r.end());
+  return {0x61, static_cast<uint8_t>(waiting_.size() >= 256 ? 0 : waiting_.size())};
+}
+
+Bytes T0Channel::GetResponse(const Bytes& c) {
+  if (c[2] != 0x00 || c[3] != 0x00) return {0x6A, 0x86};
+  if (waiting_.empty()) return {0x69, 0x85};
+  const size_t le = c[4] == 0 ? 256 : c[4];
+  if (le > waiting_.size()) return {0x6C, static_cast<uint8_t>(waiting_.size())};
+  Bytes out(waiting_.begin(), waiting_.begin() + static_cast<long>(le));
+  waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<long>(le));
+  if (waiting_.empty()) {
+    out.insert(out.end(), sw_.begin(), sw_.end());
+  } else {
+    out.push_back(0x61);
+    out.push_back(static_cast<uint8_t>(waiting_.size() >= 256 ? 0 : waiting_.size()));
+  }
+  return out;
+}
+
 // T=0; TB1 and TC1 zero; historical bytes "OVXSAM" and the serial number,
 // as many as T0 announces.
 Bytes SamCard::atr() const {

@@ -170,9 +170,15 @@ std::vector<std::string> Runnable(const Example& e, const std::string& device, b
 
 class Examples : public Cli {
  protected:
-  // What a user brings to the examples: a key list and a picture.
+  // What a user brings to the examples: key lists, an APDU script, the
+  // SLE4442's PSC, the AT88RF020's key and a picture.
   void MakeUserFiles() {
     Write(Path("keys.txt"), "# my keys\nA0A1A2A3A4A5\nFFFFFFFFFFFF\n");
+    Write(Path("session.apdu"),
+          "# select the purse application and read its public file\n"
+          "00A40000021001 = 9000\n00B0950040 = 9000\n0084000008 = 9000\n");
+    Write(Path("psc.txt"), "FFFFFF\n");
+    Write(Path("at88.key"), "FFFFFFFFFFFFFFFF\n");
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     image.width = 64;

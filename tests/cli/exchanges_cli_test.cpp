@@ -118,7 +118,9 @@ TEST_F(Cli, NtagDumpAt19200ReadsFortyPagesAtATime) {
   Result r = Run({"--sim-card", "ntag216:04112233445566", "--trace", "ntag", "dump", Path("t.bin")});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "dumped 231 pages of NTAG216 04112233445566 to " + Path("t.bin") + " (simulated reader)\n");
-  const std::vector<std::string> expected = {"00 27", "28 4F", "50 77", "78 9F", "A0 C7", "C8 E6"};
+  // The configuration pages first (whether a password guards reads), then
+  // the memory, 40 pages a read.
+  const std::vector<std::string> expected = {"E3 E4", "00 27", "28 4F", "50 77", "78 9F", "A0 C7", "C8 E6"};
   EXPECT_EQ(FastReads(r.err), expected) << r.err;
   EXPECT_EQ(Slurp(Path("t.bin")).size(), 924u);
 }
@@ -140,12 +142,13 @@ TEST_F(Cli, NtagDumpReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
   std::string dump = Slurp(Path("t.bin"));
   EXPECT_EQ(dump.size(), 924u);
   EXPECT_NE(dump.find(payload), std::string::npos);
-  // The first read of 40 pages is cut off; the same pages and the rest
-  // follow 18 at a time, which fit even when every byte is escaped.
+  // After the configuration pages, the first read of 40 pages is cut off;
+  // the same pages and the rest follow 18 at a time, which fit even when
+  // every byte is escaped.
   r = Run({"--device", device, "--trace", "ntag", "dump", Path("u.bin")});
   ASSERT_EQ(r.status, 0) << r.err;
-  const std::vector<std::string> expected = {"00 27", "00 11", "12 23", "24 35", "36 47", "48 59", "5A 6B", "6C 7D",
-                                             "7E 8F", "90 A1", "A2 B3", "B4 C5", "C6 D7", "D8 E6"};
+  const std::vector<std::string> expected = {"E3 E4", "00 27", "00 11", "12 23", "24 27", "28 39", "3A 4B", "4C 5D",
+                                             "5E 6F", "70 81", "82 93", "94 A5", "A6 B7", "B8 C9", "CA DB", "DC E6"};
   EXPECT_EQ(FastReads(r.err), expected) << r.err;
   EXPECT_EQ(Slurp(Path("u.bin")), dump);
 }

@@ -182,6 +182,30 @@ TEST_F(Cards, SamSlots) {
   EXPECT_EQ(status::kOk, Cmd(0x17, {0x13, 0x01}).status);
 }
 
+TEST_F(Cards, SamHandsDataOverOnGetResponse) {
+  sim.InsertSam(2, std::make_shared<SamCard>(Bytes{0x5A, 0, 0, 1}));
+  ASSERT_EQ(status::kOk, Cmd(0x15, {0x03}).status);
+  // SELECT with data: the FCI waits behind 61XX.
+  Reply select = Cmd(0x16, {0x00, 0xA4, 0x00, 0x00, 0x02, 0x3F, 0x00});
+  ASSERT_EQ(status::kOk, select.status);
+  ASSERT_EQ(2u, select.data.size());
+  EXPECT_EQ(0x61, select.data[0]);
+  const uint8_t n = select.data[1];
+  ASSERT_GT(n, 4);
+  EXPECT_EQ((Bytes{0x6C, n}), Cmd(0x16, {0x00, 0xC0, 0x00, 0x00, static_cast<uint8_t>(n + 1)}).data);
+  // In two pieces: the first says how much is left.
+  Bytes first = Cmd(0x16, {0x00, 0xC0, 0x00, 0x00, 0x04}).data;
+  ASSERT_EQ(6u, first.size());
+  EXPECT_EQ(0x6F, first[0]);
+  EXPECT_EQ((Bytes{0x61, static_cast<uint8_t>(n - 4)}), Bytes(first.begin() + 4, first.end()));
+  Bytes rest = Cmd(0x16, {0x00, 0xC0, 0x00, 0x00, static_cast<uint8_t>(n - 4)}).data;
+  ASSERT_EQ(static_cast<size_t>(n - 4 + 2), rest.size());
+  EXPECT_EQ((Bytes{0x90, 0x00}), Bytes(rest.end() - 2, rest.end()));
+  EXPECT_EQ((Bytes{0x69, 0x85}), Cmd(0x16, {0x00, 0xC0, 0x00, 0x00, 0x04}).data);  // nothing left
+  // Without command data the answer comes at once, as before.
+  EXPECT_EQ(10u, Cmd(0x16, {0x00, 0x84, 0x00, 0x00, 0x08}).data.size());
+}
+
 TEST_F(Cards, CardApplication) {
   auto cpu = std::make_shared<CpuCard>(Bytes{0xC1, 9, 9, 9});
   sim.Place(cpu);

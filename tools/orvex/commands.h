@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "apdu_script.h"
 #include "device.h"
 #include "orvex.h"
 #include "util.h"
@@ -99,6 +100,7 @@ void AddNtagCommands(CLI::App& app, Context& ctx);
 void AddNdefCommands(CLI::App& app, Context& ctx);
 void AddVicinityCommands(CLI::App& app, Context& ctx);
 void AddSamCommands(CLI::App& app, Context& ctx);
+void AddApduCommands(CLI::App& app, Context& ctx);
 void AddLcdCommands(CLI::App& app, Context& ctx);
 void AddListCommands(CLI::App& app, Context& ctx);
 
@@ -110,12 +112,25 @@ void CheckReaderAnswers(Context& ctx, const std::string& what);
 // afresh, idle, whatever an earlier command left it in (halted, selected).
 void ResetField(Context& ctx, const std::string& what);
 
-// Command APDUs from the command line, one per argument in hex: each at
-// least a 4-byte header and at most max bytes, else a usage Failure.
-std::vector<Bytes> ParseApdus(const std::vector<std::string>& args, const std::string& what, size_t max);
+// The APDUs of apdu and sam apdu: as arguments or from a script file (see
+// apdu_script.h for the grammar), and whether 61XX and 6CXX are left alone.
+struct ApduInput {
+  std::vector<std::string> args;
+  std::string script;
+  bool raw = false;
+};
+void AddApduOptions(CLI::App* sub, ApduInput& in);
 
-// One APDU exchange in the output: "> command" and "< data SW" lines, and
-// its JSON object (command, data, sw).
-Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len);
+// The APDUs given, each at most max bytes; a usage Failure names the
+// argument or the script's line that is malformed.
+std::vector<orvexformats::ApduLine> ReadApdus(const ApduInput& in, const std::string& what, size_t max);
+
+// Sends each APDU through send (one exchange: command APDU in, response
+// APDU out), follows 61XX with GET RESPONSE and 6CXX with the command again
+// with the right Le unless in.raw, and writes every exchange ("> command",
+// "< data SW (meaning)") and the JSON "responses". A status word other than
+// the one a line expects stops there with a Failure that names the line.
+void ExchangeApdus(Context& ctx, const std::vector<orvexformats::ApduLine>& lines, const ApduInput& in,
+                   const std::function<Bytes(const Bytes&)>& send);
 
 }  // namespace orvextool

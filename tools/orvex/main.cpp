@@ -143,6 +143,7 @@ int main(int argc, char** argv) {
   AddReaderCommands(app, ctx);
   AddCardCommands(app, ctx);
   AddMifareCommands(app, ctx);
+  AddApduCommands(app, ctx);
   AddCryptoCommands(app, ctx);
   AddNtagCommands(app, ctx);
   AddNdefCommands(app, ctx);

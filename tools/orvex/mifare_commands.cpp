@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Subcommands on ISO 14443-A cards: the MIFARE Classic dump and restore, and
-// APDUs to a CPU card.
+// Subcommands on MIFARE Classic cards: dump, restore, blocks, keys and access conditions.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -20,8 +19,6 @@
 namespace orvextool {
 
 namespace {
-
-constexpr int kApduDeadlineMs = 400;
 
 // Adds the keys of a key list file (one 12-hex-digit key a line, "#" starts
 // a comment) that the list does not hold yet.
@@ -977,28 +974,6 @@ void Acl(Context& ctx, const AclOptions& o) {
   ctx.out().doc()["self_locking"] = locks;
 }
 
-struct ApduOptions {
-  std::vector<std::string> apdus;
-};
-
-void Apdu(Context& ctx, const ApduOptions& o) {
-  std::vector<Bytes> apdus = ParseApdus(o.apdus, "apdu", 180);
-  ctx.Open();
-  int len = 0;
-  unsigned char answer[ORVEX_MAX_ANSWER];
-  CheckCard(ctx.ov.OV_TypeA_Reset(ctx.reader_id, 0x52, 0, &len, answer), "activating the CPU card",
-            kApduDeadlineMs, "no CPU card in the field");
-  ctx.out().doc()["ats"] = Hex(answer, static_cast<size_t>(len));
-  ctx.out().Line("ATS " + Hex(answer, static_cast<size_t>(len)));
-  Json results = Json::array();
-  for (Bytes& a : apdus) {
-    CheckCard(ctx.ov.OV_TypeA_COS(ctx.reader_id, static_cast<int>(a.size()), a.data(), &len, answer),
-              "APDU " + Hex(a), kApduDeadlineMs, "the reader could not deliver it to the card");
-    results.push_back(ApduResult(ctx, a, answer, len));
-  }
-  ctx.out().doc()["responses"] = results;
-}
-
 }  // namespace
 
 void AddMifareCommands(CLI::App& app, Context& ctx) {
@@ -1095,11 +1070,6 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   auto* c = mfc->add_subcommand("acl", "a sector trailer's access conditions, block by block, in words");
   c->add_option("HEX", acl.hex, "the 16-byte trailer, or its access bytes 6 to 8 (e.g. FF0780)")->required();
   ctx.Register(c, [&ctx] { Acl(ctx, acl); });
-
-  static ApduOptions apdu;
-  auto* a = app.add_subcommand("apdu", "activate the CPU card in the field and send it APDUs");
-  a->add_option("HEX", apdu.apdus, "one command APDU per argument, in hex")->required();
-  ctx.Register(a, [&ctx] { Apdu(ctx, apdu); });
 }
 
 }  // namespace orvextool

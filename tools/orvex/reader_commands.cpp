@@ -60,26 +60,6 @@ void ResetField(Context& ctx, const std::string& what) {
     CheckReader(-1, what + ": switching the field off and on", kReaderDeadlineMs);
 }
 
-std::vector<Bytes> ParseApdus(const std::vector<std::string>& args, const std::string& what, size_t max) {
-  std::vector<Bytes> apdus;
-  for (const auto& a : args) {
-    apdus.push_back(ParseHex(a, what));
-    if (apdus.back().size() < 4) throw Failure(what + ": \"" + a + "\" is shorter than a 4-byte header", 2);
-    if (apdus.back().size() > max)
-      throw Failure(what + ": at most " + std::to_string(max) + " bytes fit in one command", 2);
-  }
-  return apdus;
-}
-
-Json ApduResult(Context& ctx, const Bytes& command, const unsigned char* answer, int len) {
-  size_t n = len > 0 ? static_cast<size_t>(len) : 0;
-  std::string data = n >= 2 ? Hex(answer, n - 2) : Hex(answer, n);
-  std::string sw = n >= 2 ? Hex(answer + n - 2, 2) : "";
-  ctx.out().Line("> " + Hex(command));
-  ctx.out().Line("< " + (data.empty() ? "" : data + " ") + sw);
-  return {{"command", Hex(command)}, {"data", data}, {"sw", sw}};
-}
-
 void AddReaderCommands(CLI::App& app, Context& ctx) {
   auto* info = app.add_subcommand("info", "reader number, firmware version, serial and product number");
   ctx.Register(info, [&ctx] { Info(ctx); });

@@ -13,29 +13,34 @@ constexpr size_t kMaxSamApdu = 100;
 
 struct ApduOptions {
   int slot = 1;
-  std::vector<std::string> apdus;
+  ApduInput in;
 };
 
 void Apdu(Context& ctx, const ApduOptions& o) {
-  std::vector<Bytes> apdus = ParseApdus(o.apdus, "sam apdu", kMaxSamApdu);
+  auto lines = ReadApdus(o.in, "sam apdu", kMaxSamApdu);
   ctx.Open();
   std::string slot = "slot " + std::to_string(o.slot);
   int len = 0;
   unsigned char answer[ORVEX_MAX_ANSWER];
-  CheckCard(ctx.ov.OV_SAM_Reset(ctx.reader_id, o.slot, &len, answer), "resetting the SAM in " + slot,
-            kResetDeadlineMs, "no SAM in " + slot + ", or it did not answer the reset");
+  CheckCard(ctx.ov.OV_SAM_Reset(ctx.reader_id, o.slot, &len, answer), "resetting the SAM in " + slot, kResetDeadlineMs,
+            "no SAM in " + slot + ", or it did not answer the reset");
+  if (len < 0 || len > ORVEX_MAX_ANSWER)
+    throw Failure("resetting the SAM in " + slot + ": the answer's length is " + std::to_string(len));
   std::string atr = Hex(answer, static_cast<size_t>(len));
   ctx.out().doc()["slot"] = o.slot;
   ctx.out().doc()["atr"] = atr;
   ctx.out().Line("ATR " + atr);
-  Json results = Json::array();
-  for (Bytes& a : apdus) {
-    CheckCard(ctx.ov.OV_SAM_COS(ctx.reader_id, o.slot, static_cast<int>(a.size()), a.data(), &len, answer),
-              "APDU " + Hex(a) + " to the SAM in " + slot, kApduDeadlineMs,
+  ExchangeApdus(ctx, lines, o.in, [&](const Bytes& command) {
+    Bytes c = command;
+    int n = 0;
+    unsigned char r[ORVEX_MAX_ANSWER];
+    CheckCard(ctx.ov.OV_SAM_COS(ctx.reader_id, o.slot, static_cast<int>(c.size()), c.data(), &n, r),
+              "APDU " + Hex(c) + " to the SAM in " + slot, kApduDeadlineMs,
               "the reader could not deliver it to the SAM");
-    results.push_back(ApduResult(ctx, a, answer, len));
-  }
-  ctx.out().doc()["responses"] = results;
+    if (n < 0 || n > ORVEX_MAX_ANSWER)
+      throw Failure("APDU " + Hex(c) + ": the answer's length is " + std::to_string(n));
+    return Bytes(r, r + n);
+  });
 }
 
 }  // namespace
@@ -46,7 +51,7 @@ void AddSamCommands(CLI::App& app, Context& ctx) {
   static ApduOptions apdu;
   auto* a = sam->add_subcommand("apdu", "reset the SAM in a slot and send it APDUs");
   a->add_option("-s,--slot", apdu.slot, "SAM slot, 1 to 3 (default 1)")->check(CLI::Range(1, 3));
-  a->add_option("HEX", apdu.apdus, "one command APDU per argument, in hex")->required();
+  AddApduOptions(a, apdu.in);
   ctx.Register(a, [&ctx] { Apdu(ctx, apdu); });
 }
 
