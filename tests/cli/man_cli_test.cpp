@@ -34,7 +34,11 @@ TEST_F(Cli, ManPageDocumentsEveryOptionOfEverySubcommand) {
       {"scan"},    {"watch"},         {"raw"},           {"mfc", "dump"},  {"mfc", "restore"}, {"mfc", "keys"}, {"mfc", "read"}, {"mfc", "write"}, {"apdu"},
       {"des"},     {"des3"},          {"des3-cbc"},     {"ntag", "dump"},  {"ndef", "write"},
       {"ndef", "read"}, {"iso15693", "read"}, {"iso15693", "write"}, {"sam", "apdu"},
-      {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"}};
+      {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"}, {"iso15693", "info"}, {"iso15693", "security"},
+      {"iso15693", "lock"}, {"iso15693", "afi"}, {"iso15693", "dsfid"}, {"felica", "poll"}, {"felica", "services"},
+      {"felica", "read"}, {"felica", "write"}, {"topaz", "read"}, {"topaz", "read-byte"}, {"topaz", "write-byte"},
+      {"topaz", "read-block"}, {"topaz", "write-block"}, {"srx", "read"}, {"srx", "write"}, {"srx", "locks"},
+      {"at88rf020", "read"}, {"at88rf020", "write"}, {"at88rf020", "lock"}};
   for (const auto& c : commands) {
     std::vector<std::string> args = c;
     args.push_back("--help");

@@ -93,13 +93,7 @@ void WriteCommand(Context& ctx, const WriteOptions& o) {
   CheckCard(ctx.ov.OV_AT88RF020_Write(ctx.reader_id, o.page, copy.data()), "writing " + pg, kAt88DeadlineMs,
             "the tag refused the write (is the page locked?) or left the field; the page may hold its old bytes " +
                 Hex(before) + ", the new ones or neither");
-  Bytes back;
-  try {
-    back = ReadPage(ctx, o.page);
-  } catch (const Failure& f) {
-    throw Failure(pg + " was written, but reading it back failed: " + f.what());
-  }
-  if (back != data) throw Failure(pg + " reads back as " + Hex(back) + ", not the " + Hex(data) + " written");
+  Bytes back = ReadBack(pg, data, [&] { return ReadPage(ctx, o.page); });
   Json& d = ctx.out().doc();
   d["pupi"] = Hex(pupi);
   d["page"] = o.page;

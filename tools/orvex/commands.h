@@ -114,6 +114,12 @@ void CheckReaderAnswers(Context& ctx, const std::string& what);
 // afresh, idle, whatever an earlier command left it in (halted, selected).
 void ResetField(Context& ctx, const std::string& what);
 
+// After a write the card acknowledged: reads `what` ("block 5") back with
+// read and compares it with the bytes written. A failed read, or other
+// bytes, is a Failure that says the write itself was acknowledged. Returns
+// the bytes read.
+Bytes ReadBack(const std::string& what, const Bytes& written, const std::function<Bytes()>& read);
+
 // Command APDUs from the command line, one per argument in hex: each at
 // least a 4-byte header and at most max bytes, else a usage Failure.
 std::vector<Bytes> ParseApdus(const std::vector<std::string>& args, const std::string& what, size_t max);

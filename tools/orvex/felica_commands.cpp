@@ -253,15 +253,7 @@ void WriteCommand(Context& ctx, const WriteOptions& o) {
                                                       &s1, &s2),
               what + " (the block may hold its old bytes " + Hex(before) + ", the new ones or neither)");
   if (s1 != 0 || s2 != 0) throw Failure(what + ": the card refused: " + Flags(s1, s2) + "; nothing was written");
-  Bytes back;
-  try {
-    back = ReadBlocks(ctx, c, service, one);
-  } catch (const Failure& f) {
-    throw Failure("block " + std::to_string(o.block) + " was written, but reading it back failed: " + f.what());
-  }
-  if (back != data)
-    throw Failure("block " + std::to_string(o.block) + " reads back as " + Hex(back) + ", not the " + Hex(data) +
-                  " written");
+  Bytes back = ReadBack("block " + std::to_string(o.block), data, [&] { return ReadBlocks(ctx, c, service, one); });
   Describe(ctx, c);
   Json& d = ctx.out().doc();
   d["service"] = CodeText(service);

@@ -191,13 +191,7 @@ void WriteCommand(Context& ctx, const WriteOptions& o) {
   int rc = t.chip == Chip::kSr176 ? ctx.ov.OV_SR176_Write(ctx.reader_id, o.block, data.data())
                                   : ctx.ov.OV_SR512_Write(ctx.reader_id, o.block, data.data());
   CheckCard(rc, "writing " + blk, kStDeadlineMs, cautious);
-  Bytes back;
-  try {
-    back = ReadBlock(ctx, t, o.block);
-  } catch (const Failure& f) {
-    throw Failure(blk + " was written, but reading it back failed: " + f.what());
-  }
-  if (back != data) throw Failure(blk + " reads back as " + Hex(back) + ", not the " + Hex(data) + " written");
+  Bytes back = ReadBack(blk, data, [&] { return ReadBlock(ctx, t, o.block); });
   Describe(ctx, t);
   Json& d = ctx.out().doc();
   d["block"] = o.block;

@@ -212,14 +212,7 @@ void WriteByteCommand(Context& ctx, const ByteOptions& o) {
             "writing byte " + addr, kTopazDeadlineMs,
             "the tag refused the write or left the field; the byte may hold its old value " + Hex1(before) +
                 ", the new one or neither");
-  unsigned char back = 0;
-  try {
-    back = ReadByte(ctx, tag, o.address);
-  } catch (const Failure& f) {
-    throw Failure("byte " + addr + " was written, but reading it back failed: " + f.what());
-  }
-  if (back != value[0])
-    throw Failure("byte " + addr + " reads back as " + Hex1(back) + ", not the " + Hex1(value[0]) + " written");
+  const unsigned char back = ReadBack("byte " + addr, value, [&] { return Bytes{ReadByte(ctx, tag, o.address)}; })[0];
   Describe(ctx, tag);
   Json& d = ctx.out().doc();
   d["address"] = o.address;
@@ -261,13 +254,7 @@ void WriteBlockCommand(Context& ctx, const BlockOptions& o) {
             "writing block " + blk, kTopazDeadlineMs,
             "the tag refused the write or left the field; the block may hold its old bytes " + Hex(before) +
                 ", the new ones or neither");
-  Bytes back;
-  try {
-    back = ReadBlock(ctx, tag, o.block);
-  } catch (const Failure& f) {
-    throw Failure("block " + blk + " was written, but reading it back failed: " + f.what());
-  }
-  if (back != data) throw Failure("block " + blk + " reads back as " + Hex(back) + ", not the " + Hex(data) + " written");
+  Bytes back = ReadBack("block " + blk, data, [&] { return ReadBlock(ctx, tag, o.block); });
   Describe(ctx, tag);
   Json& d = ctx.out().doc();
   d["block"] = o.block;

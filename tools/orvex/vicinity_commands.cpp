@@ -34,13 +34,20 @@ struct ReadOptions {
   int count = 1;
 };
 
+// The blocks a read or security command names (all without BLOCK), checked
+// against the tag's.
+void BlockRange(const VicinityTag& tag, const ReadOptions& o, int& first, int& count) {
+  first = o.first < 0 ? 0 : o.first;
+  count = o.first < 0 ? tag.blocks : o.count;
+  CheckBlock(tag, first);
+  CheckBlock(tag, first + count - 1);
+}
+
 void Read(Context& ctx, const ReadOptions& o) {
   ctx.Open();
   VicinityTag tag = FindVicinityTag(ctx);
-  int first = o.first < 0 ? 0 : o.first;
-  int count = o.first < 0 ? tag.blocks : o.count;
-  CheckBlock(tag, first);
-  CheckBlock(tag, first + count - 1);
+  int first = 0, count = 0;
+  BlockRange(tag, o, first, count);
   Describe(ctx, tag);
   Json blocks = Json::array();
   Bytes data = ReadVicinityBlocks(ctx, tag, first, count);
@@ -71,14 +78,7 @@ void Write(Context& ctx, const WriteOptions& o) {
   if (VicinityBlockLocks(ctx, tag, o.block, 1)[0])
     throw Failure(BlockWords(o.block) + " of tag " + tag.Uid() + " is locked; nothing was written");
   WriteVicinityBlock(ctx, tag, o.block, data);
-  Bytes back;
-  try {
-    back = ReadVicinityBlocks(ctx, tag, o.block, 1);
-  } catch (const Failure& f) {
-    throw Failure(BlockWords(o.block) + " was written, but reading it back failed: " + f.what());
-  }
-  if (back != data)
-    throw Failure(BlockWords(o.block) + " reads back as " + Hex(back) + ", not the " + Hex(data) + " written");
+  ReadBack(BlockWords(o.block), data, [&] { return ReadVicinityBlocks(ctx, tag, o.block, 1); });
   Json& d = ctx.out().doc();
   d["uid"] = tag.Uid();
   d["block"] = o.block;
@@ -108,10 +108,8 @@ void Info(Context& ctx) {
 void Security(Context& ctx, const ReadOptions& o) {
   ctx.Open();
   VicinityTag tag = FindVicinityTag(ctx);
-  int first = o.first < 0 ? 0 : o.first;
-  int count = o.first < 0 ? tag.blocks : o.count;
-  CheckBlock(tag, first);
-  CheckBlock(tag, first + count - 1);
+  int first = 0, count = 0;
+  BlockRange(tag, o, first, count);
   std::vector<bool> locked = VicinityBlockLocks(ctx, tag, first, count);
   Json& d = ctx.out().doc();
   d["uid"] = tag.Uid();
