@@ -288,6 +288,21 @@ TEST_F(Field, SrxWritesReadBackAndLocksAreHonoured) {
   EXPECT_EQ(r.err, "orvex: block 128 is past the last block (127) of SRIX4K D002112233445566\n");
 }
 
+TEST_F(Field, SrxTagsPassedOverAnswerTheNextCommand) {
+  auto first = std::make_shared<orvexsim::StTag>(orvexsim::StTag::Model::kSr176,
+                                                 orvexsim::Bytes{0xD0, 0x02, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66});
+  auto second = std::make_shared<orvexsim::StTag>(orvexsim::StTag::Model::kSrix4k,
+                                                  orvexsim::Bytes{0xD0, 0x02, 0x99, 0x88, 0x77, 0x66, 0x55, 0x44});
+  Serve({first, second});
+  Result r = On({"--uid", "D002998877665544", "srx", "read", "0"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.substr(0, 24), "SRIX4K D002998877665544,");
+  // The first tag, deactivated above, is found again.
+  r = On({"srx", "read", "0"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.substr(0, 23), "SR176 D002112233445566,");
+}
+
 TEST_F(Cli, SrxFailuresInWords) {
   const std::string sr176 = "sr176:D002112233445566";
   Result r = Run({"--sim-card", sr176, "srx", "write", "2", "BEEF"});
@@ -361,6 +376,27 @@ TEST_F(Field, At88rf020WriteReadsBackAndLockedPagesAreRefused) {
             "orvex: writing page 6: the tag refused the write (is the page locked?) or left the field; the page may "
             "hold its old bytes 0000000000000000, the new ones or neither\n");
   EXPECT_EQ(orvexsim::Slice(tag->memory(), 48, 8), orvexsim::Bytes(8, 0));
+}
+
+TEST_F(Field, At88rf020CountsDownWithASignature) {
+  auto tag = std::make_shared<orvexsim::At88rf020>(orvexsim::Bytes{0xA8, 0x11, 0x22, 0x33});
+  Serve({tag});
+  const std::string key = "FFFFFFFFFFFFFFFF\n";
+  Result r = On({"at88rf020", "count", "010203040506", "--key", "-"}, &key);
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: at88rf020 count: the tag's counter counts down for good; nothing was sent (give --yes to "
+                   "count)\n");
+  EXPECT_EQ(tag->counter(), 0xFFFFu);
+  r = On({"at88rf020", "count", "0102030405", "--yes", "--key", "-"}, &key);
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: at88rf020 count: a signature has 6 bytes; 5 given\n");
+  r = On({"at88rf020", "count", "010203040506", "--yes", "--key", "-"}, &key);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "AT88RF020 A8112233 counted down once, with signature 010203040506\n");
+  EXPECT_EQ(tag->counter(), 0xFFFEu);
+  r = On({"at88rf020", "read", "31", "--key", "-"}, &key);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "AT88RF020 A8112233, 32 pages of 8 bytes\npage 31: 0102030405060000\n");
 }
 
 TEST_F(Cli, At88rf020FailuresInWords) {

@@ -182,6 +182,8 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
        "orvex at88rf020 write"},
       {{"--sim-card", "at88rf020", "at88rf020", "lock", "9", "--yes", "--key", "@" + at88_key},
        "orvex at88rf020 lock"},
+      {{"--sim-card", "at88rf020", "at88rf020", "count", "010203040506", "--yes", "--key", "@" + at88_key},
+       "orvex at88rf020 count"},
       {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
       {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
       {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},

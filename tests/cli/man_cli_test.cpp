@@ -38,7 +38,7 @@ TEST_F(Cli, ManPageDocumentsEveryOptionOfEverySubcommand) {
       {"iso15693", "lock"}, {"iso15693", "afi"}, {"iso15693", "dsfid"}, {"felica", "poll"}, {"felica", "services"},
       {"felica", "read"}, {"felica", "write"}, {"topaz", "read"}, {"topaz", "read-byte"}, {"topaz", "write-byte"},
       {"topaz", "read-block"}, {"topaz", "write-block"}, {"srx", "read"}, {"srx", "write"}, {"srx", "locks"},
-      {"at88rf020", "read"}, {"at88rf020", "write"}, {"at88rf020", "lock"}};
+      {"at88rf020", "read"}, {"at88rf020", "write"}, {"at88rf020", "lock"}, {"at88rf020", "count"}};
   for (const auto& c : commands) {
     std::vector<std::string> args = c;
     args.push_back("--help");

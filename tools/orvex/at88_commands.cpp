@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Subcommands on AT88RF020 tags (ISO 14443-B): at88rf020 read, write and
-// lock. The tag is activated by a type B request, then given its 8-byte
+// Subcommands on AT88RF020 tags (ISO 14443-B): at88rf020 read, write, lock
+// and count. The tag is activated by a type B request, then given its 8-byte
 // key; only then does it read or write its 32 pages of 8 bytes. Page 0
 // holds the identifier and page 1 the key: neither takes writes.
 #include <cstdio>
@@ -137,6 +137,30 @@ void LockCommand(Context& ctx, const LockOptions& o) {
            " for good");
 }
 
+// ---- at88rf020 count ---------------------------------------------------------------
+
+struct CountOptions : KeyOption {
+  std::vector<std::string> signature;
+  bool yes = false;
+};
+
+// The count command: the tag counts its counter down by one (for good) and
+// keeps the 6-byte signature given with it.
+void CountCommand(Context& ctx, const CountOptions& o) {
+  Bytes signature = ParseHexArgs(o.signature, "at88rf020 count");
+  if (signature.size() != 6)
+    throw Failure("at88rf020 count: a signature has 6 bytes; " + std::to_string(signature.size()) + " given", 2);
+  if (!o.yes)
+    throw Failure("at88rf020 count: the tag's counter counts down for good; nothing was sent (give --yes to count)", 2);
+  Bytes pupi = Open(ctx, o);
+  CheckCard(ctx.ov.OV_AT88RF020_Count(ctx.reader_id, signature.data()), "counting", kAt88DeadlineMs,
+            "the tag refused (counter at its end?) or left the field; it may or may not have counted");
+  Json& d = ctx.out().doc();
+  d["pupi"] = Hex(pupi);
+  d["signature"] = Hex(signature);
+  ctx.Done("AT88RF020 " + Hex(pupi) + " counted down once, with signature " + Hex(signature));
+}
+
 void AddKey(CLI::App* sub, KeyOption& k) {
   sub->add_option("-k,--key", k.key, "the tag's 8-byte key: @FILE, - (standard input) or hex (with a warning)");
 }
@@ -144,7 +168,7 @@ void AddKey(CLI::App* sub, KeyOption& k) {
 }  // namespace
 
 void AddAt88Commands(CLI::App& app, Context& ctx) {
-  auto* a = app.add_subcommand("at88rf020", "AT88RF020 tags: read and write pages with the key, lock pages");
+  auto* a = app.add_subcommand("at88rf020", "AT88RF020 tags: read and write pages with the key, lock pages, count");
   a->require_subcommand(1);
 
   static ReadOptions read;
@@ -166,6 +190,13 @@ void AddAt88Commands(CLI::App& app, Context& ctx) {
   l->add_flag("--yes", lock.yes, "lock (it cannot be undone)");
   AddKey(l, lock);
   ctx.Register(l, [&ctx] { LockCommand(ctx, lock); });
+
+  static CountOptions count;
+  auto* c = a->add_subcommand("count", "count the tag's counter down once, with a signature; needs --yes");
+  c->add_option("SIGNATURE", count.signature, "the 6-byte signature in hex")->required();
+  c->add_flag("--yes", count.yes, "count (it cannot be undone)");
+  AddKey(c, count);
+  ctx.Register(c, [&ctx] { CountCommand(ctx, count); });
 }
 
 }  // namespace orvextool

@@ -51,8 +51,11 @@ bool Identify(Context& ctx, StTag& t) {
 
 // Activates tags until one (with --uid, the one chosen) is found; the tags
 // passed over are deactivated, and silent until the field is switched off.
+// The field is switched off and on first, so that an earlier command's
+// deactivated tags answer again.
 StTag FindTag(Context& ctx) {
   ctx.Open();
+  ResetField(ctx, "looking for an ST memory tag");
   bool passed_over = false;
   for (int i = 0; i < kMaxTags; ++i) {
     StTag t;
@@ -67,7 +70,6 @@ StTag FindTag(Context& ctx) {
     CheckCard(ctx.ov.OV_ST_DeActive(ctx.reader_id), "deactivating tag " + Hex(t.uid), kStDeadlineMs, "");
     passed_over = true;
   }
-  if (passed_over) ResetField(ctx, "finding the ST tag");
   throw Failure(ctx.uid().empty() ? "no SR176, SRI512 or SRIX4K tag in the field"
                                   : "no SR176, SRI512 or SRIX4K tag with UID " + Hex(ctx.uid()) + " in the field");
 }
