@@ -413,6 +413,16 @@ TEST_F(Cli, At88rf020FailuresInWords) {
   r = Run({"at88rf020", "read", "--key", "-"}, key);
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "orvex: no ISO 14443-B tag in the field\n");
+  // Of a CPU card and two tags, the one chosen.
+  r = Run({"--sim-card", "typeb", "--sim-card", "at88rf020:A8112233", "--sim-card", "at88rf020:A8445566", "--uid",
+           "A8445566", "at88rf020", "read", "0", "--key", "-"},
+          key);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "AT88RF020 A8445566, 32 pages of 8 bytes\npage  0: A844556600000000  identifier\n");
+  EXPECT_EQ(r.err, "orvex: acting on tag A8445566, chosen by --uid\n");
+  r = Run({"--sim-card", "at88rf020:A8112233", "--uid", "A8445566", "at88rf020", "read", "0", "--key", "-"}, key);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: no ISO 14443-B tag with PUPI A8445566 in the field\n");
   r = Run({"--sim-card", "at88rf020", "at88rf020", "write", "1", "0102030405060708", "--key", "-"}, key);
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.err, "orvex: at88rf020 write: page 1 holds the key and takes no writes; nothing was written\n");

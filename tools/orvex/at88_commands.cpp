@@ -26,15 +26,29 @@ Bytes Open(Context& ctx, const KeyOption& k) {
   Bytes key = KeyFromOption(k.key, "--key");
   if (key.size() != 8) throw Failure("--key: an AT88RF020 key has 8 bytes; " + std::to_string(key.size()) + " given", 2);
   ctx.Open();
-  unsigned char attrib[4] = {0, 0, 0, 0}, atqb[ORVEX_MAX_ANSWER];
-  int len = 0;
-  int rc = ctx.ov.OV_TypeB_Request(ctx.reader_id, 0x00, attrib, &len, atqb);
-  if (rc == -3) throw Failure("no ISO 14443-B tag in the field");
-  CheckCard(rc, "activating the tag", 400, "");
-  if (len < 5) throw Failure("activating the tag: the answer has " + std::to_string(len) + " bytes, not an ATQB");
-  Bytes pupi(atqb + 1, atqb + 5);
-  if (!ctx.uid().empty() && ctx.uid() != pupi)
-    throw Failure("no AT88RF020 with PUPI " + Hex(ctx.uid()) + " in the field (the tag in it is " + Hex(pupi) + ")");
+  // The field is switched off and on first, so that cards an earlier
+  // command halted answer again; with --uid, the other cards are halted one
+  // by one until the one chosen answers the request.
+  ResetField(ctx, "looking for an AT88RF020");
+  constexpr int kMaxCards = 16;
+  Bytes pupi;
+  for (int i = 0; i < kMaxCards && pupi.empty(); ++i) {
+    unsigned char attrib[4] = {0, 0, 0, 0}, atqb[ORVEX_MAX_ANSWER];
+    int len = 0;
+    int rc = ctx.ov.OV_TypeB_Request(ctx.reader_id, 0x00, attrib, &len, atqb);
+    if (rc == -3) break;
+    CheckCard(rc, "activating the tag", 400, "");
+    if (len < 5) throw Failure("activating the tag: the answer has " + std::to_string(len) + " bytes, not an ATQB");
+    if (ctx.uid().empty() || ctx.uid() == Bytes(atqb + 1, atqb + 5)) {
+      pupi.assign(atqb + 1, atqb + 5);
+      if (!ctx.uid().empty()) ctx.Note("acting on tag " + Hex(pupi) + ", chosen by --uid");
+    } else {
+      CheckCard(ctx.ov.OV_TypeB_Halt(ctx.reader_id, atqb + 1), "halting card " + Hex(atqb + 1, 4), 400, "");
+    }
+  }
+  if (pupi.empty())
+    throw Failure(ctx.uid().empty() ? "no ISO 14443-B tag in the field"
+                                    : "no ISO 14443-B tag with PUPI " + Hex(ctx.uid()) + " in the field");
   CheckCard(ctx.ov.OV_AT88RF020_Check(ctx.reader_id, key.data()), "presenting the key to tag " + Hex(pupi),
             kAt88DeadlineMs, "the tag refused the key (wrong key, or no AT88RF020)");
   return pupi;
