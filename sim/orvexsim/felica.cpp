@@ -104,6 +104,7 @@ std::optional<Bytes> FelicaCard::ReadWrite(const Bytes& p, bool write) {
     for (size_t i = 0; i < blocks; ++i)
       std::copy(p.begin() + static_cast<long>(at + 16 * i), p.begin() + static_cast<long>(at + 16 * i + 16),
                 mem_.begin() + numbers[i] * 16);
+    Wrote();
     return Framed(0x09, idm_, {0x00, 0x00});
   }
   Bytes rest = {0x00, 0x00, static_cast<uint8_t>(blocks)};

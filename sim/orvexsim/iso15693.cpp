@@ -168,6 +168,7 @@ class Vicinity : public Family {
       case 0x74:
       case 0x7C: {  // first block, count
         if (p.size() != 2 || p[1] == 0) return Bad();
+        if (cmd == 0x74 && p[1] > 1 && !t->multi_block_read) return Reply::Fail(status::kCardRefused);
         Bytes out;
         for (int b = p[0]; b < p[0] + p[1]; ++b) {
           Bytes block;

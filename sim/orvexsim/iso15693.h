@@ -43,6 +43,9 @@ class VicinityTag : public Card {
   Bytes SystemInformation() const;
 
   State state = State::kReady;
+  // A tag without the optional read of several blocks refuses a read of
+  // more than one block (and answers a read of one).
+  bool multi_block_read = true;
   uint8_t afi = 0;
   uint8_t dsfid = 0;
   Bytes& memory() { return mem_; }

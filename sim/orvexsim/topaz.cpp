@@ -38,6 +38,7 @@ std::optional<Bytes> Topaz::Command(const Bytes& f) {
       if (f[0] != 0x01) {
         if (!Writable(block)) return std::nullopt;
         mem_[add] = f[0] == 0x53 ? f[2] : static_cast<uint8_t>(mem_[add] | f[2]);
+        Wrote();
       }
       return Bytes{add, mem_[add]};
     }
@@ -58,6 +59,7 @@ std::optional<Bytes> Topaz::Command(const Bytes& f) {
           uint8_t& b = mem_[static_cast<size_t>(block * 8 + i)];
           b = f[0] == 0x54 ? f[2 + i] : static_cast<uint8_t>(b | f[2 + i]);
         }
+        Wrote();
       }
       return Concat({f[1]}, Slice(mem_, static_cast<size_t>(block) * 8, 8));
     }

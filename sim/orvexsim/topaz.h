@@ -28,8 +28,12 @@ class Topaz : public TypeACard {
  private:
   bool ForMe(const Bytes& frame, size_t uid_at) const;
   // Blocks 01 to 0C of the static memory, the lock block 0E and the
-  // dynamic memory from block 10 on take writes.
-  bool Writable(int block) const { return (block > 0 && block < 0x0D) || block == 0x0E || (block >= 0x10 && block < 64); }
+  // dynamic memory from block 10 on take writes, unless a lock bit of the
+  // static memory (bytes 70 and 71: bit i locks block i, resp. 8 + i) is set.
+  bool Writable(int block) const {
+    if (block < 16 && ((mem_[block < 8 ? 0x70 : 0x71] >> (block % 8)) & 1)) return false;
+    return (block > 0 && block < 0x0D) || block == 0x0E || (block >= 0x10 && block < 64);
+  }
 
   Bytes mem_;  // 512 bytes
 };

@@ -56,6 +56,7 @@ bool StTag::Write(int block, const Bytes& data) {
   if (block < 0 || block >= blocks() || Locked(block) || data.size() != static_cast<size_t>(block_size()))
     return false;
   std::copy(data.begin(), data.end(), mem_.begin() + block * block_size());
+  Wrote();
   return true;
 }
 
@@ -87,6 +88,7 @@ bool At88rf020::Read(int page, Bytes& out) const {
 bool At88rf020::Write(int page, const Bytes& data) {
   if (!checked || page < 0 || page >= 32 || Locked(page) || data.size() != 8) return false;
   std::copy(data.begin(), data.end(), mem_.begin() + page * 8);
+  Wrote();
   return true;
 }
 

@@ -21,6 +21,12 @@ struct CommandCase {
 inline std::vector<CommandCase> EveryCommand(const std::string& dir) {
   auto Path = [&dir](const std::string& name) { return dir + "/" + name; };
   const std::string png = Path("lcd.png");
+  // The files a user brings: the AT88RF020's key.
+  const std::string at88_key = Path("at88.key");
+  {
+    std::ofstream f(at88_key);
+    f << "FFFFFFFFFFFFFFFF\n";
+  }
   return {
       {{"info"}, "orvex info"},
       {{"beep"}, "orvex beep"},
@@ -69,6 +75,31 @@ inline std::vector<CommandCase> EveryCommand(const std::string& dir) {
       {{"ndef", "decode", "D101055402656E6869"}, "orvex ndef decode"},
       {{"--sim-card", "iso15693", "iso15693", "read"}, "orvex iso15693 read"},
       {{"--sim-card", "iso15693", "iso15693", "write", "1", "CAFEF00D"}, "orvex iso15693 write"},
+      {{"--sim-card", "iso15693", "iso15693", "info"}, "orvex iso15693 info"},
+      {{"--sim-card", "iso15693", "iso15693", "security"}, "orvex iso15693 security"},
+      {{"--sim-card", "iso15693", "iso15693", "lock", "3", "--yes"}, "orvex iso15693 lock"},
+      {{"--sim-card", "iso15693", "iso15693", "afi", "07"}, "orvex iso15693 afi"},
+      {{"--sim-card", "iso15693", "iso15693", "dsfid", "0A", "--lock", "--yes"}, "orvex iso15693 dsfid"},
+      {{"--sim-card", "felica", "felica", "poll"}, "orvex felica poll"},
+      {{"--sim-card", "felica", "felica", "services", "0009", "1234"}, "orvex felica services"},
+      {{"--sim-card", "felica", "felica", "read", "--service", "000B", "0", "1"}, "orvex felica read"},
+      {{"--sim-card", "felica", "felica", "write", "--service", "0009", "2", "00112233445566778899AABBCCDDEEFF"},
+       "orvex felica write"},
+      {{"--sim-card", "topaz", "topaz", "read"}, "orvex topaz read"},
+      {{"--sim-card", "topaz", "topaz", "read-byte", "8"}, "orvex topaz read-byte"},
+      {{"--sim-card", "topaz", "topaz", "write-byte", "16", "AB"}, "orvex topaz write-byte"},
+      {{"--sim-card", "topaz", "topaz", "read-block", "1"}, "orvex topaz read-block"},
+      {{"--sim-card", "topaz", "topaz", "write-block", "2", "0102030405060708"}, "orvex topaz write-block"},
+      {{"--sim-card", "srix4k", "srx", "read", "7"}, "orvex srx read"},
+      {{"--sim-card", "sr176", "srx", "write", "5", "BEEF"}, "orvex srx write"},
+      {{"--sim-card", "srix4k", "srx", "locks"}, "orvex srx locks"},
+      {{"--sim-card", "at88rf020", "at88rf020", "read", "--key", "@" + at88_key}, "orvex at88rf020 read"},
+      {{"--sim-card", "at88rf020", "at88rf020", "write", "4", "0102030405060708", "--key", "@" + at88_key},
+       "orvex at88rf020 write"},
+      {{"--sim-card", "at88rf020", "at88rf020", "lock", "9", "--yes", "--key", "@" + at88_key},
+       "orvex at88rf020 lock"},
+      {{"--sim-card", "at88rf020", "at88rf020", "count", "010203040506", "--yes", "--key", "@" + at88_key},
+       "orvex at88rf020 count"},
       {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
       {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
       {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},

@@ -76,6 +76,17 @@ TEST_F(VicinityTest, BlocksReadWriteAndLock) {
   EXPECT_EQ(status::kCardRefused, Cmd(0x74, Addressed({27, 2})).status);  // past block 27
 }
 
+TEST_F(VicinityTest, ATagWithoutMultiBlockReadRefusesReadsOfSeveralBlocks) {
+  ASSERT_TRUE(tag->WriteBlock(3, {1, 2, 3, 4}));
+  tag->multi_block_read = false;
+  EXPECT_EQ(status::kCardRefused, Cmd(0x74, Addressed({2, 2})).status);
+  Reply r = Cmd(0x74, Addressed({3, 1}));
+  ASSERT_EQ(status::kOk, r.status);
+  EXPECT_EQ((Bytes{1, 2, 3, 4}), r.data);
+  // The block security status of several blocks is not a read.
+  EXPECT_EQ(status::kOk, Cmd(0x7C, Addressed({2, 2})).status);
+}
+
 TEST_F(VicinityTest, AfiAndDsfidLock) {
   ASSERT_EQ(status::kOk, Cmd(0x79, Addressed({0x07})).status);
   ASSERT_EQ(status::kOk, Cmd(0x7A, Addressed()).status);

@@ -192,3 +192,21 @@ TEST(SimTopaz, CommandsThroughTheReader) {
   auto all = cmd(Concat({0x00, 5, 0x00, 0x00, 0x00}, uid));
   EXPECT_EQ(123u, all.data.size());
 }
+
+TEST(SimTopaz, StaticLockBitsRefuseWritesToTheirBlocks) {
+  Simulator sim;
+  const Bytes uid = {0x11, 0x22, 0x33, 0x44};
+  auto tag = std::make_shared<Topaz>(uid);
+  sim.Place(tag);
+  auto cmd = [&](const Bytes& d) { return sim.Handle(1, 0xC0, d).value_or(Reply::Fail(0xFF)); };
+  sim.Handle(1, 0x22, {0x26});
+  // Bit 2 of lock byte 70 locks block 02, bit 1 of 71 block 09.
+  ASSERT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x53, 0x70, 0x04}, uid)).status);
+  ASSERT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x53, 0x71, 0x02}, uid)).status);
+  EXPECT_EQ(status::kCardRefused, cmd(Concat({0x00, 5, 0x53, 0x10, 0x5A}, uid)).status);
+  EXPECT_EQ(status::kCardRefused, cmd(Concat({0x00, 5, 0x54, 0x09, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+  EXPECT_EQ(Bytes(8, 0), Slice(tag->memory(), 0x48, 8));
+  // Blocks 03 and 08 still take writes.
+  EXPECT_EQ((Bytes{0x00, 0x18, 0x5A}), cmd(Concat({0x00, 5, 0x53, 0x18, 0x5A}, uid)).data);
+  EXPECT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x08, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+}

@@ -99,6 +99,10 @@ void AddCryptoCommands(CLI::App& app, Context& ctx);
 void AddNtagCommands(CLI::App& app, Context& ctx);
 void AddNdefCommands(CLI::App& app, Context& ctx);
 void AddVicinityCommands(CLI::App& app, Context& ctx);
+void AddFelicaCommands(CLI::App& app, Context& ctx);
+void AddTopazCommands(CLI::App& app, Context& ctx);
+void AddStCommands(CLI::App& app, Context& ctx);
+void AddAt88Commands(CLI::App& app, Context& ctx);
 void AddSamCommands(CLI::App& app, Context& ctx);
 void AddApduCommands(CLI::App& app, Context& ctx);
 void AddLcdCommands(CLI::App& app, Context& ctx);
@@ -111,6 +115,12 @@ void CheckReaderAnswers(Context& ctx, const std::string& what);
 // Switches the reader's field off and on again: every card in it powers up
 // afresh, idle, whatever an earlier command left it in (halted, selected).
 void ResetField(Context& ctx, const std::string& what);
+
+// After a write the card acknowledged: reads `what` ("block 5") back with
+// read and compares it with the bytes written. A failed read, or other
+// bytes, is a Failure that says the write itself was acknowledged. Returns
+// the bytes read.
+Bytes ReadBack(const std::string& what, const Bytes& written, const std::function<Bytes()>& read);
 
 // The APDUs of apdu and sam apdu: as arguments or from a script file (see
 // apdu_script.h for the grammar), and whether 61XX and 6CXX are left alone.

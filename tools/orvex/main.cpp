@@ -148,6 +148,10 @@ int main(int argc, char** argv) {
   AddNtagCommands(app, ctx);
   AddNdefCommands(app, ctx);
   AddVicinityCommands(app, ctx);
+  AddFelicaCommands(app, ctx);
+  AddTopazCommands(app, ctx);
+  AddStCommands(app, ctx);
+  AddAt88Commands(app, ctx);
   AddSamCommands(app, ctx);
   AddLcdCommands(app, ctx);
   AddListCommands(app, ctx);

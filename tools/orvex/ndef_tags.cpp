@@ -6,6 +6,7 @@
 #include "iso14443a.h"
 #include "mifare_access.h"
 #include "mifare_classic.h"
+#include "topaz.h"
 #include "ndef/forum/mad.h"
 #include "vicinity.h"
 
@@ -336,7 +337,7 @@ class Type1Memory : public ndef::TagMemory {
   size_t unit() const override { return 1; }
   long base() const override { return kStart; }
   Bytes Read(size_t offset, size_t length) override {
-    Bytes all = ReadAll(ctx_, uid_);
+    Bytes all = ReadTopazStatic(ctx_, uid_);
     return Bytes(all.begin() + static_cast<long>(kStart + offset),
                  all.begin() + static_cast<long>(kStart + offset + length));
   }
@@ -352,40 +353,18 @@ class Type1Memory : public ndef::TagMemory {
     }
   }
 
-  // Blocks 0 to 0E (120 bytes).
-  static Bytes ReadAll(Context& ctx, const Bytes& uid) {
-    unsigned char buf[ORVEX_MAX_ANSWER];
-    int len = 0;
-    Bytes u = uid;
-    CheckCard(ctx.ov.OV_TOPAZ_ReadAll(ctx.reader_id, u.data(), &len, buf), "reading the tag's memory (RALL)",
-              kTopazDeadlineMs, "the tag did not answer");
-    if (len < 120) throw Failure("reading the tag's memory (RALL): " + std::to_string(len) + " of 120 bytes came back");
-    return Bytes(buf, buf + 120);
-  }
-
   static constexpr size_t kStart = 12, kEnd = 0x0D * 8;
-  static constexpr int kTopazDeadlineMs = 100;
 
  private:
   Context& ctx_;
   Bytes uid_;
 };
 
-bool FindTopaz(Context& ctx, Bytes& uid) {
-  unsigned char hr0 = 0, hr1 = 0, buf[ORVEX_MAX_ANSWER];
-  int len = 0;
-  if (ctx.ov.OV_TOPAZ_ReadUID(ctx.reader_id, &hr0, &hr1, &len, buf) != 1 || len < 4) return false;
-  // The header ROM's high nibble 1: an NFC Forum Type 1 tag.
-  if ((hr0 & 0xF0) != 0x10) return false;
-  uid.assign(buf, buf + 4);
-  return true;
-}
-
 NdefTag OpenType1(Context& ctx, const Bytes& uid) {
   NdefTag tag;
   tag.kind = "Topaz";
   tag.uid = Hex(uid);
-  Bytes all = Type1Memory::ReadAll(ctx, uid);
+  Bytes all = ReadTopazStatic(ctx, uid);
   if (all[8] != 0xE1)
     throw Failure("the " + tag.Name() + " is not formatted for NDEF (capability container " + Hex(all.data() + 8, 4) + ")");
   if ((all[9] >> 4) != 1)

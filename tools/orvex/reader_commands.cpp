@@ -60,6 +60,17 @@ void ResetField(Context& ctx, const std::string& what) {
     CheckReader(-1, what + ": switching the field off and on", kReaderDeadlineMs);
 }
 
+Bytes ReadBack(const std::string& what, const Bytes& written, const std::function<Bytes()>& read) {
+  Bytes back;
+  try {
+    back = read();
+  } catch (const Failure& f) {
+    throw Failure(what + " was written, but reading it back failed: " + f.what());
+  }
+  if (back != written) throw Failure(what + " reads back as " + Hex(back) + ", not the " + Hex(written) + " written");
+  return back;
+}
+
 void AddReaderCommands(CLI::App& app, Context& ctx) {
   auto* info = app.add_subcommand("info", "reader number, firmware version, serial and product number");
   ctx.Register(info, [&ctx] { Info(ctx); });

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "commands.h"
 
@@ -19,6 +20,8 @@ constexpr int kVicinityWriteDeadlineMs = 400;
 struct VicinityTag {
   Bytes air_uid;  // as the tag sends it, least significant byte first
   unsigned char dsfid = 0;
+  int afi = -1;           // -1: the tag does not tell it
+  int ic_reference = -1;  // -1: the tag does not tell it
   int blocks = 0;
   int block_size = 0;
   // The UID as it is written, most significant byte (E0) first.
@@ -36,5 +39,7 @@ VicinityTag FindVicinityTag(Context& ctx);
 Bytes ReadVicinityBlocks(Context& ctx, const VicinityTag& tag, int first, int count);
 // One block (data: block_size bytes).
 void WriteVicinityBlock(Context& ctx, const VicinityTag& tag, int block, const Bytes& data);
+// The lock flags of blocks [first, first + count) from their security status.
+std::vector<bool> VicinityBlockLocks(Context& ctx, const VicinityTag& tag, int first, int count);
 
 }  // namespace orvextool
