@@ -57,6 +57,8 @@ class Context {
   }
   // The line speed of the open link in bit/s (0 on USB).
   int speed() const { return link_ ? link_->speed() : 0; }
+  // Moves the open serial link to another line speed.
+  void Reopen(int bits_per_second) { link_->Reopen(bits_per_second); }
   // True when the simulated reader answers (its results are no card's).
   bool simulated() const { return device.device == "sim"; }
   // At the end of a command: finishes the link (see Link::Finish) and closes it.
@@ -101,6 +103,9 @@ void AddVicinityCommands(CLI::App& app, Context& ctx);
 void AddSamCommands(CLI::App& app, Context& ctx);
 void AddLcdCommands(CLI::App& app, Context& ctx);
 void AddListCommands(CLI::App& app, Context& ctx);
+void AddSle4442Commands(CLI::App& app, Context& ctx);
+void AddIdCommands(CLI::App& app, Context& ctx);
+void AddMifarePlusCommands(CLI::App& app, Context& ctx);
 
 // Makes sure the reader answers at all (its number), so that a command
 // whose result cannot tell "no card" from "no reader" can say which.
