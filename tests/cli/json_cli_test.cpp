@@ -116,12 +116,15 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
   // Commands that share a document.
   const std::map<std::string, std::string> same = {
       {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"},
-      {"orvex mfc write", "orvex mfc read"}};
+      {"orvex mfc write", "orvex mfc read"}, {"orvex reader info", "orvex info"},
+      {"orvex reader param set", "orvex reader param get"}, {"orvex sle4442 protect", "orvex sle4442 write"},
+      {"orvex mfplus switch-level", "orvex mfplus commit"}};
   auto schema_of = [&](const std::string& command) {
     auto s = same.find(command);
     return schemas.find(s == same.end() ? command : s->second);
   };
   const std::string png = Path("lcd.png");
+  Write(Path("psc"), "FFFFFF\n");  // the simulated SLE4442's PSC
   struct Case {
     std::vector<std::string> args;  // the leaf command's words come first after the global options
     std::string command;
@@ -160,6 +163,26 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
       {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
       {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},
+      {{"reader", "info"}, "orvex reader info"},
+      {{"reader", "speed", "38400"}, "orvex reader speed"},
+      {{"reader", "number", "5"}, "orvex reader number"},
+      {{"reader", "antenna", "off"}, "orvex reader antenna"},
+      {{"reader", "param", "set", "1", "0102"}, "orvex reader param set"},
+      {{"reader", "memory", "read", "0", "4"}, "orvex reader memory read"},
+      {{"reader", "memory", "write", "0", "AABB"}, "orvex reader memory write"},
+      {{"--sim-card", "sle4442", "sle4442", "read"}, "orvex sle4442 read"},
+      {{"--sim-card", "sle4442", "sle4442", "protection"}, "orvex sle4442 protection"},
+      {{"--sim-card", "sle4442", "sle4442", "psc", "-p", "@" + Path("psc")}, "orvex sle4442 psc"},
+      {{"--sim-card", "sle4442", "sle4442", "write", "0x40", "0102", "-p", "@" + Path("psc")}, "orvex sle4442 write"},
+      {{"--sim-card", "sle4442", "sle4442", "change-psc", "-p", "@" + Path("psc"), "-n", "@" + Path("psc")},
+       "orvex sle4442 change-psc"},
+      {{"--sim-card", "sle4442", "sle4442", "protect", "4", "2", "-p", "@" + Path("psc"), "--yes"},
+       "orvex sle4442 protect"},
+      {{"--sim-card", "idcard", "idcard", "read"}, "orvex idcard read"},
+      {{"--sim-card", "lf", "lf", "read"}, "orvex lf read"},
+      {{"--sim-card", "mfplus", "mfplus", "info"}, "orvex mfplus info"},
+      {{"--sim-card", "mfplus", "mfplus", "perso", "9003", std::string(32, 'A')}, "orvex mfplus perso"},
+      {{"--sim-card", "mfplus", "mfplus", "commit", "--yes"}, "orvex mfplus commit"},
   };
   std::set<std::string> covered;
   for (const Case& c : cases) {
@@ -181,6 +204,42 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
     EXPECT_EQ(r.Json()["records"].size(), 2u);
     EXPECT_EQ(Violation(schemas.at("orvex ndef read"), r.Json(), "orvex ndef read"), "") << r.out;
     covered.insert("orvex ndef read");
+  }
+  // orvex mfplus switch-level, write and read, on a card taken to level 3
+  // in a field that lasts.
+  {
+    SimProcess sim("--card mfplus:B1020304", Path("sim.out"));
+    const std::string key = "@" + Path("aes");
+    Write(Path("aes"), std::string(32, 'A') + "\n");
+    for (const auto& args : std::vector<std::vector<std::string>>{
+             {"perso", "9003", std::string(32, 'A')}, {"perso", "4002", std::string(32, 'A')}, {"commit", "--yes"}}) {
+      std::vector<std::string> a = {"--device", sim.pty(), "mfplus"};
+      a.insert(a.end(), args.begin(), args.end());
+      ASSERT_EQ(Run(a).status, 0) << args[0];
+    }
+    const std::vector<Case> level3 = {
+        {{"switch-level", "3", "-k", key, "--yes"}, "orvex mfplus switch-level"},
+        {{"write", "4", std::string(32, 'B'), "-k", key}, "orvex mfplus write"},
+        {{"read", "4", "2", "-k", key}, "orvex mfplus read"},
+    };
+    for (const Case& c : level3) {
+      std::vector<std::string> args = {"--device", sim.pty(), "mfplus"};
+      args.insert(args.end(), c.args.begin(), c.args.end());
+      args.push_back("--json");
+      Result r = Run(args);
+      ASSERT_EQ(r.status, 0) << c.command << ": " << r.err;
+      EXPECT_EQ(Violation(schema_of(c.command)->second, r.Json(), c.command), "") << r.out;
+      covered.insert(c.command);
+    }
+  }
+  // orvex reader param get, of a parameter set before.
+  {
+    SimProcess sim("", Path("sim.out"));
+    ASSERT_EQ(Run({"--device", sim.pty(), "reader", "param", "set", "2", "0A"}).status, 0);
+    Result r = Run({"--device", sim.pty(), "reader", "param", "get", "2", "--json"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(Violation(schemas.at("orvex reader param get"), r.Json(), "orvex reader param get"), "") << r.out;
+    covered.insert("orvex reader param get");
   }
   // orvex watch: every line.
   {
