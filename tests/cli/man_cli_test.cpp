@@ -34,7 +34,13 @@ TEST_F(Cli, ManPageDocumentsEveryOptionOfEverySubcommand) {
       {"scan"},    {"watch"},         {"raw"},           {"mfc", "dump"},  {"mfc", "restore"}, {"mfc", "keys"}, {"mfc", "read"}, {"mfc", "write"}, {"apdu"},
       {"des"},     {"des3"},          {"des3-cbc"},     {"ntag", "dump"},  {"ndef", "write"},
       {"ndef", "read"}, {"iso15693", "read"}, {"iso15693", "write"}, {"sam", "apdu"},
-      {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"}};
+      {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"},
+      {"reader", "speed"}, {"reader", "number"}, {"reader", "antenna"}, {"reader", "param", "get"},
+      {"reader", "param", "set"}, {"reader", "memory", "read"}, {"reader", "memory", "write"},
+      {"sle4442", "read"}, {"sle4442", "protection"}, {"sle4442", "psc"}, {"sle4442", "write"},
+      {"sle4442", "change-psc"}, {"sle4442", "protect"}, {"idcard", "read"}, {"lf", "read"},
+      {"mfplus", "info"}, {"mfplus", "perso"}, {"mfplus", "commit"}, {"mfplus", "switch-level"},
+      {"mfplus", "read"}, {"mfplus", "write"}};
   for (const auto& c : commands) {
     std::vector<std::string> args = c;
     args.push_back("--help");
