@@ -3,6 +3,8 @@
 // subcommands and the reader group, against the simulated reader: exact
 // output, exit statuses and messages, the PSC's error counter going down,
 // refusals and interrupted writes.
+#include <map>
+
 #include "cli_support.h"
 
 namespace {
@@ -245,13 +247,6 @@ TEST_F(Contact, SleProtectNeedsYesAndProtectsForGood) {
   EXPECT_EQ(r.err, "orvex: sle4442 protect: only bytes 0 to 31 can be protected; 3 bytes from 30 do not fit\n");
 }
 
-TEST_F(Contact, SleHelpListsTheSubcommands) {
-  Result r = Run({"sle4442", "--help"});
-  ASSERT_EQ(r.status, 0);
-  for (const char* sub : {"read", "protection", "psc", "write", "change-psc", "protect"})
-    EXPECT_NE(r.out.find(std::string("\n  ") + sub + " "), std::string::npos) << sub << "\n" << r.out;
-}
-
 TEST_F(Contact, IdCardReadsTheNumber) {
   Result r = Run({"--sim-card", "idcard:1101020304050607", "idcard", "read"});
   ASSERT_EQ(r.status, 0) << r.err;
@@ -382,11 +377,19 @@ TEST_F(Contact, ReaderMemoryReadAndWrite) {
   EXPECT_EQ(r.err, "orvex: reader memory read: the reader's memory ends at 0xFFFF\n");
 }
 
-TEST_F(Contact, ReaderHelpListsTheGroup) {
-  Result r = Run({"reader", "--help"});
-  ASSERT_EQ(r.status, 0);
-  for (const char* sub : {"info", "speed", "number", "antenna", "param", "memory"})
-    EXPECT_NE(r.out.find(std::string("\n  ") + sub + " "), std::string::npos) << sub << "\n" << r.out;
+TEST_F(Contact, EachGroupsHelpListsItsSubcommands) {
+  const std::map<std::string, std::vector<std::string>> groups = {
+      {"reader", {"info", "speed", "number", "antenna", "param", "memory"}},
+      {"sle4442", {"read", "protection", "psc", "write", "change-psc", "protect"}},
+      {"mfplus", {"info", "perso", "commit", "switch-level", "read", "write"}},
+      {"idcard", {"read"}},
+      {"lf", {"read"}}};
+  for (const auto& [group, subs] : groups) {
+    Result r = Run({group, "--help"});
+    ASSERT_EQ(r.status, 0) << group;
+    for (const auto& sub : subs)
+      EXPECT_NE(r.out.find("\n  " + sub + " "), std::string::npos) << group << " " << sub << "\n" << r.out;
+  }
 }
 
 // A card through its whole life: personalised at level 0, committed to

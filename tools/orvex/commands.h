@@ -115,6 +115,10 @@ void CheckReaderAnswers(Context& ctx, const std::string& what);
 // afresh, idle, whatever an earlier command left it in (halted, selected).
 void ResetField(Context& ctx, const std::string& what);
 
+// Reads count bytes from addr in pieces of at most span bytes: read(at, n,
+// buf) puts the n bytes from at into buf, or throws.
+Bytes ReadInPieces(int addr, int count, int span, const std::function<void(int, int, unsigned char*)>& read);
+
 // Command APDUs from the command line, one per argument in hex: each at
 // least a 4-byte header and at most max bytes, else a usage Failure.
 std::vector<Bytes> ParseApdus(const std::vector<std::string>& args, const std::string& what, size_t max);

@@ -160,18 +160,13 @@ std::string Address(int a) {
 }
 
 Bytes ReadMemory(Context& ctx, int addr, int count) {
-  Bytes data;
   const int span = UnitsPerRead(ctx.speed(), kReaderDeadlineMs, 1, 512);
-  for (int at = addr; at < addr + count; at += span) {
-    int n = std::min(span, addr + count - at);
-    unsigned char buf[ORVEX_MAX_ANSWER];
+  return ReadInPieces(addr, count, span, [&ctx](int at, int n, unsigned char* buf) {
     std::string what = "reading reader memory " + Address(at) + "-" + Address(at + n - 1);
     CheckReader(ctx.ov.OV_ReadReaderMemory(ctx.reader_id, at, n, buf), what, kReaderDeadlineMs);
     if (LastAnswerLength() != n)
       throw Failure(what + ": " + std::to_string(LastAnswerLength()) + " bytes came back");
-    data.insert(data.end(), buf, buf + n);
-  }
-  return data;
+  });
 }
 
 void MemoryRead(Context& ctx, int addr, int count) {
@@ -228,6 +223,17 @@ void CheckReaderAnswers(Context& ctx, const std::string& what) {
 void ResetField(Context& ctx, const std::string& what) {
   if (ctx.ov.OV_AntennaStatus(ctx.reader_id, false) != 1 || ctx.ov.OV_AntennaStatus(ctx.reader_id, true) != 1)
     CheckReader(-1, what + ": switching the field off and on", kReaderDeadlineMs);
+}
+
+Bytes ReadInPieces(int addr, int count, int span, const std::function<void(int, int, unsigned char*)>& read) {
+  Bytes data;
+  for (int at = addr; at < addr + count; at += span) {
+    int n = std::min(span, addr + count - at);
+    unsigned char buf[ORVEX_MAX_ANSWER];
+    read(at, n, buf);
+    data.insert(data.end(), buf, buf + n);
+  }
+  return data;
 }
 
 std::vector<Bytes> ParseApdus(const std::vector<std::string>& args, const std::string& what, size_t max) {

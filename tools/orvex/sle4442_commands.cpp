@@ -94,19 +94,14 @@ std::vector<int> ProtectedBytes(Context& ctx, Bytes* raw = nullptr) {
 }
 
 Bytes ReadMain(Context& ctx, int addr, int count) {
-  Bytes data;
   const int span = UnitsPerRead(ctx.speed(), kSleDeadlineMs, 1, 255);
-  for (int at = addr; at < addr + count; at += span) {
-    int n = std::min(span, addr + count - at);
-    unsigned char buf[ORVEX_MAX_ANSWER];
+  return ReadInPieces(addr, count, span, [&ctx](int at, int n, unsigned char* buf) {
     int got = ctx.ov.OV_SLE_ReadMainMemory(ctx.reader_id, static_cast<unsigned char>(at),
                                            static_cast<unsigned char>(n), buf);
     std::string what = "reading bytes " + Range(at, n);
     if (got < 0) CheckCard(got, what, kSleDeadlineMs, kNoCardText);
     if (got != n) throw Failure(what + ": " + std::to_string(got) + " bytes came back");
-    data.insert(data.end(), buf, buf + got);
-  }
-  return data;
+  });
 }
 
 struct PscOptions {
