@@ -296,3 +296,43 @@ TEST_F(Cli, ScanWithAnStTagIdentifierOfNineBytes) {
 }
 
 }  // namespace
+
+namespace {
+
+constexpr uint8_t kLineSpeed = 0x01;
+
+// A reader that refuses the new line speed: the tool says so, and the link
+// stays where it was.
+TEST_F(Cli, ReaderSpeedTheReaderRefuses) {
+  AlteredReader reader("mfc1k", kLineSpeed, [](const orvex_test::Command&, orvexsim::Reply&) {
+    return orvex_test::Reply::Frame(0x02, {});
+  });
+  Result r = Run({"--device", reader.path(), "reader", "speed", "38400"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "orvex: the reader refused 38400 bit/s (status 0x02); it stays at 19200 bit/s\n");
+  r = Run({"--device", reader.path(), "info"});
+  EXPECT_EQ(r.status, 0) << r.err;
+}
+
+// A reader that takes the change and is not heard from again.
+TEST_F(Cli, ReaderSpeedTheReaderIsSilentAfter) {
+  // The speed change itself passes through; nothing after it is answered.
+  bool moved = false;
+  orvexsim::Simulator sim;
+  orvex_test::FakeReader fake;
+  fake.SetResponder([&](const orvex_test::Command& c) {
+    if (c.cmd == kLineSpeed) moved = true;
+    if (moved && c.cmd != kLineSpeed) return orvex_test::Reply::Silence();
+    auto answer = sim.Handle(c.reader, c.cmd, c.data);
+    if (!answer) return orvex_test::Reply::Silence();
+    return orvex_test::Reply::Frame(answer->status, answer->data);
+  });
+  Result r = Run({"--device", fake.path(), "reader", "speed", "9600"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: the reader took the change to 9600 bit/s but does not answer at it: try --baud 9600, then "
+            "--baud 19200\n");
+}
+
+}  // namespace
