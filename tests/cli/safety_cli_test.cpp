@@ -335,4 +335,20 @@ TEST_F(Cli, ReaderSpeedTheReaderIsSilentAfter) {
             "--baud 19200\n");
 }
 
+// The reader refuses the second piece of a memory write: the first piece
+// was written and read back, and the tool says so with exit status 3.
+TEST_F(Cli, ReaderMemoryWriteRefusedHalfway) {
+  int writes = 0;
+  AlteredReader reader("mfc1k", 0xB2, [&writes](const orvex_test::Command&, orvexsim::Reply& a) {
+    return ++writes == 2 ? orvex_test::Reply::Frame(0x01, {}) : orvex_test::Reply::Frame(a.status, a.data);
+  });
+  Result r = Run({"--device", reader.path(), "reader", "memory", "write", "0x1000", std::string(400, '7')});
+  EXPECT_EQ(r.status, 3);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err,
+            "orvex: writing reader memory 0x1080-0x10C7: the reader refused with status 0x01; 0x1000-0x107F were "
+            "written and read back, the rest may be partly written\n");
+  EXPECT_EQ(writes, 2);
+}
+
 }  // namespace
