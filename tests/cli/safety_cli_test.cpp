@@ -13,6 +13,7 @@
 
 #include "cli_support.h"
 #include "fake_reader.h"
+#include "orvexsim/mifare_plus.h"
 #include "orvexsim/card_kinds.h"
 #include "orvexsim/simulator.h"
 
@@ -349,6 +350,35 @@ TEST_F(Cli, ReaderMemoryWriteRefusedHalfway) {
             "orvex: writing reader memory 0x1080-0x10C7: the reader refused with status 0x01; 0x1000-0x107F were "
             "written and read back, the rest may be partly written\n");
   EXPECT_EQ(writes, 2);
+}
+
+// A MIFARE Plus at level 3 that leaves the field right after a block write:
+// the tool says the write reached the card and its read-back failed.
+TEST_F(Cli, MifarePlusCardLeavingMidWrite) {
+  orvexsim::Simulator sim;
+  auto card = std::make_shared<orvexsim::MifarePlus>(orvexsim::Bytes{0xB1, 2, 3, 4});
+  const orvexsim::Bytes key(16, 0x3C);
+  ASSERT_EQ(card->WritePerso(0x4002, key), orvexsim::status::kOk);
+  ASSERT_EQ(card->CommitPerso(), orvexsim::status::kOk);
+  ASSERT_EQ(card->SwitchLevel(3, orvexsim::Bytes(16, 0xFF)), orvexsim::status::kOk);
+  card->LeaveAfterWrites(1);
+  sim.Place(card);
+  orvex_test::FakeReader fake;
+  fake.SetResponder([&](const orvex_test::Command& c) {
+    auto answer = sim.Handle(c.reader, c.cmd, c.data);
+    if (!answer) return orvex_test::Reply::Silence();
+    return orvex_test::Reply::Frame(answer->status, answer->data);
+  });
+  Write(Path("key"), "3C3C3C3C3C3C3C3C3C3C3C3C3C3C3C3C\n");
+  Result r = Run({"--device", fake.path(), "mfplus", "write", "5", std::string(32, '5'), "-k", "@" + Path("key")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err.rfind("orvex: writing blocks 5 to 5: the card took them, but the read-back failed (reading blocks 5 "
+                        "to 5: the card refused",
+                        0),
+            0u)
+      << r.err;
+  EXPECT_EQ(orvexsim::Slice(card->memory(), 5 * 16, 16), orvexsim::Bytes(16, 0x55));
 }
 
 }  // namespace

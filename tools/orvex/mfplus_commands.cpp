@@ -164,7 +164,13 @@ void Write(Context& ctx, const BlockOptions& o, const std::string& hex) {
   std::string what = "writing blocks " + std::to_string(o.block) + " to " + std::to_string(o.block + count - 1);
   CheckCard(ctx.ov.OV_MFP_CommonWrite(ctx.reader_id, o.block, count, data.data()), what, kPlusDeadlineMs * count,
             Refusal("the card refused; nothing was written"));
-  if (ReadBlocks(ctx, o.block, count) != data) throw Failure(what + ": they read back otherwise");
+  Bytes back;
+  try {
+    back = ReadBlocks(ctx, o.block, count);
+  } catch (const Failure& f) {
+    throw Failure(what + ": the card took them, but the read-back failed (" + f.what() + ")");
+  }
+  if (back != data) throw Failure(what + ": they read back otherwise");
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.out().doc()["block"] = o.block;
   ctx.out().doc()["count"] = count;
