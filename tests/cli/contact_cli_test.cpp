@@ -334,6 +334,20 @@ TEST_F(Contact, ReaderAntenna) {
   EXPECT_EQ(r.Json()["cards"].size(), 0u) << r.out;
 }
 
+TEST_F(Contact, ReaderSearchMode) {
+  Result r = Run({"reader", "search-mode", "a"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "the reader searches for ISO 14443-A cards (simulated reader)\n");
+  r = Run({"reader", "search-mode", "B", "--json"});
+  EXPECT_EQ(r.Json(), nlohmann::json::parse(R"({"search_mode": "B"})"));
+  r = Run({"reader", "search-mode", "C"});
+  EXPECT_EQ(r.status, 2);
+  FakeLine silent;
+  r = Run({"--device", silent.path(), "reader", "search-mode", "A"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("orvex: setting the search mode: no answer from the reader on "), std::string::npos) << r.err;
+}
+
 TEST_F(Contact, ReaderParamGetAndSet) {
   SimProcess sim("", Path("sim.out"));
   Result r = Run({"--device", sim.pty(), "reader", "param", "get", "3"});
@@ -379,7 +393,7 @@ TEST_F(Contact, ReaderMemoryReadAndWrite) {
 
 TEST_F(Contact, EachGroupsHelpListsItsSubcommands) {
   const std::map<std::string, std::vector<std::string>> groups = {
-      {"reader", {"info", "speed", "number", "antenna", "param", "memory"}},
+      {"reader", {"info", "speed", "number", "antenna", "search-mode", "param", "memory"}},
       {"sle4442", {"read", "protection", "psc", "write", "change-psc", "protect"}},
       {"mfplus", {"info", "perso", "commit", "switch-level", "read", "write"}},
       {"idcard", {"read"}},

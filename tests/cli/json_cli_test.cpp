@@ -167,6 +167,7 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {{"reader", "speed", "38400"}, "orvex reader speed"},
       {{"reader", "number", "5"}, "orvex reader number"},
       {{"reader", "antenna", "off"}, "orvex reader antenna"},
+      {{"reader", "search-mode", "b"}, "orvex reader search-mode"},
       {{"reader", "param", "set", "1", "0102"}, "orvex reader param set"},
       {{"reader", "memory", "read", "0", "4"}, "orvex reader memory read"},
       {{"reader", "memory", "write", "0", "AABB"}, "orvex reader memory write"},

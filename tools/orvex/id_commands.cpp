@@ -60,7 +60,7 @@ void AddIdCommands(CLI::App& app, Context& ctx) {
   auto* idcard = app.add_subcommand("idcard", "the identity card (type B)");
   idcard->require_subcommand(1);
   auto* read = idcard->add_subcommand(
-      "read", "the card's 8-byte number (the reader is left searching for type B cards)");
+      "read", "the card's 8-byte number (the reader is left searching for type B cards: see reader search-mode)");
   ctx.Register(read, [&ctx] { IdCardRead(ctx); });
 
   auto* lf = app.add_subcommand("lf", "125 kHz identification cards");

@@ -113,6 +113,16 @@ void Antenna(Context& ctx, const std::string& state) {
   ctx.Done("antenna " + state);
 }
 
+// The card-search modes by the letter of their mode byte: 'A' (0x41) ISO
+// 14443-A, 'B' (0x42) ISO 14443-B, which idcard read leaves set.
+void SearchMode(Context& ctx, const std::string& mode) {
+  ctx.Open();
+  CheckReader(ctx.ov.OV_SearchCardMode(ctx.reader_id, mode == "A" ? 0x41 : 0x42), "setting the search mode",
+              kReaderDeadlineMs);
+  ctx.out().doc()["search_mode"] = mode;
+  ctx.Done("the reader searches for ISO 14443-" + mode + " cards");
+}
+
 // A reader parameter's value as the reader answers it, after a request
 // that carries `value` (empty: a plain read).
 Bytes Param(Context& ctx, int index, Bytes value) {
@@ -331,6 +341,13 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   auto* antenna = reader->add_subcommand("antenna", "switch the RF field on or off");
   antenna->add_option("STATE", antenna_state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
   ctx.Register(antenna, [&ctx] { Antenna(ctx, antenna_state); });
+
+  static std::string search_mode;
+  auto* search = reader->add_subcommand("search-mode", "the card type the reader searches for: A or B");
+  search->add_option("MODE", search_mode, "A (ISO 14443-A) or B (ISO 14443-B)")
+      ->required()
+      ->transform(CLI::IsMember({"A", "B"}, CLI::ignore_case));
+  ctx.Register(search, [&ctx] { SearchMode(ctx, search_mode); });
 
   auto* param = reader->add_subcommand("param", "the reader's numbered parameters");
   param->require_subcommand(1);
