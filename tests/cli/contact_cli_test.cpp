@@ -192,12 +192,12 @@ TEST_F(Contact, SleCardLeavingMidWriteSaysWhatWasWritten) {
   Result r = Run({"--sim-card", "sle4442", "--sim-leave-after", "2", "sle4442", "write", "0x40", data, "-p", Psc()});
   EXPECT_EQ(r.status, 3);
   EXPECT_EQ(r.err,
-            "orvex: writing bytes 0x50-0x5F: the reader refused with status 0x01; bytes 0x40-0x4F were written "
+            "orvex: writing bytes 0x50-0x5F: the card left the contact slot; bytes 0x40-0x4F were written "
             "and read back, bytes 0x50-0x5F may be partly written, bytes 0x60-0x67 were not written\n");
   r = Run({"--sim-card", "sle4442", "--sim-leave-after", "1", "sle4442", "write", "0x40", "AABB", "-p", Psc()});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err,
-            "orvex: writing bytes 0x40-0x41: the reader refused with status 0x01; bytes 0x40-0x41 may be partly "
+            "orvex: writing bytes 0x40-0x41: the card left the contact slot; bytes 0x40-0x41 may be partly "
             "written\n");
 }
 

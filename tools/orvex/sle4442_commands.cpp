@@ -207,8 +207,11 @@ void WriteCommand(Context& ctx, int addr, const std::string& hex, const PscOptio
                                            static_cast<unsigned char>(n), &data[static_cast<size_t>(at)]);
     if (rc == 1) continue;
     std::string why = rc == -2 ? "the bytes read back differ from those written"
-                               : (LastLinkFailure().empty() ? "the card did not take them or left the contact slot"
-                                                            : LastLinkFailure());
+                               : (LastLinkFailure().empty() ? "the card did not take them" : LastLinkFailure());
+    // Is the card still there? Reading the security memory changes nothing.
+    unsigned char counter = 0, shown[3];
+    if (rc == -1 && ctx.ov.OV_SLE_ReadSecurityLogic(ctx.reader_id, &counter, shown) == -3)
+      why = "the card left the contact slot";
     std::string state = "bytes " + Range(addr + at, n) + " may be partly written";
     if (at + n < count) state += ", bytes " + Range(addr + at + n, count - at - n) + " were not written";
     if (at == 0) throw Failure("writing bytes " + Range(addr, n) + ": " + why + "; " + state);
