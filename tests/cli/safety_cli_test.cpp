@@ -316,6 +316,22 @@ TEST_F(Cli, ReaderSpeedTheReaderRefuses) {
   EXPECT_EQ(r.status, 0) << r.err;
 }
 
+// The reader is told the new speed, and the tool's link moves to it.
+TEST_F(Cli, ReaderSpeedReachesTheReader) {
+  orvexsim::Simulator sim;
+  orvex_test::FakeReader fake;
+  fake.SetResponder([&](const orvex_test::Command& c) {
+    auto answer = sim.Handle(c.reader, c.cmd, c.data);
+    if (!answer) return orvex_test::Reply::Silence();
+    return orvex_test::Reply::Frame(answer->status, answer->data);
+  });
+  ASSERT_EQ(sim.line_speed(), 19200);
+  Result r = Run({"--device", fake.path(), "reader", "speed", "4800", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json(), nlohmann::json::parse(R"({"old_speed": 19200, "speed": 4800})"));
+  EXPECT_EQ(sim.line_speed(), 4800);
+}
+
 // A reader that takes the change and is not heard from again.
 TEST_F(Cli, ReaderSpeedTheReaderIsSilentAfter) {
   // The speed change itself passes through; nothing after it is answered.
