@@ -397,4 +397,23 @@ TEST_F(Cli, MifarePlusCardLeavingMidWrite) {
   EXPECT_EQ(orvexsim::Slice(card->memory(), 5 * 16, 16), orvexsim::Bytes(16, 0x55));
 }
 
+// The identity card's number read: the reader refusing type B search, and
+// refusing the read itself with a status byte.
+TEST_F(Cli, IdCardReadRefusals) {
+  AlteredReader no_search("idcard", 0x20, [](const orvex_test::Command&, orvexsim::Reply&) {
+    return orvex_test::Reply::Frame(0x01, {});
+  });
+  Result r = Run({"--device", no_search.path(), "idcard", "read"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: reading the identity card's number: the reader refused to search for type B cards\n");
+  AlteredReader no_read("idcard", 0xC2, [](const orvex_test::Command&, orvexsim::Reply&) {
+    return orvex_test::Reply::Frame(0x05, {});
+  });
+  r = Run({"--device", no_read.path(), "idcard", "read", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.Json()["error"],
+            "reading the identity card's number: the reader refused with status 0x05 (the card in the field is not "
+            "an identity card?)");
+}
+
 }  // namespace
