@@ -368,6 +368,21 @@ TEST_F(Contact, ReaderParamGetAndSet) {
   EXPECT_EQ(r.status, 2);
 }
 
+TEST_F(Contact, ReaderModule433) {
+  SimProcess sim("", Path("sim.out"));
+  Result r = Run({"--device", sim.pty(), "reader", "module433", "get"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "433 MHz module: 0000000000000000\n");
+  r = Run({"--device", sim.pty(), "reader", "module433", "set", "01 02 03 04 05 06 07 08", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json(), nlohmann::json::parse(R"({"module433": "0102030405060708"})"));
+  r = Run({"--device", sim.pty(), "reader", "module433", "get"});
+  EXPECT_EQ(r.out, "433 MHz module: 0102030405060708\n");
+  r = Run({"reader", "module433", "set", "0102"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: reader module433 set: the parameters are 8 bytes (16 hex digits)\n");
+}
+
 TEST_F(Contact, ReaderMemoryReadAndWrite) {
   SimProcess sim("", Path("sim.out"));
   std::string data;
@@ -394,7 +409,7 @@ TEST_F(Contact, ReaderMemoryReadAndWrite) {
 
 TEST_F(Contact, EachGroupsHelpListsItsSubcommands) {
   const std::map<std::string, std::vector<std::string>> groups = {
-      {"reader", {"info", "speed", "number", "antenna", "search-mode", "param", "memory"}},
+      {"reader", {"info", "speed", "number", "antenna", "search-mode", "param", "module433", "memory"}},
       {"sle4442", {"read", "protection", "psc", "write", "change-psc", "protect"}},
       {"mfplus", {"info", "perso", "commit", "switch-level", "read", "write"}},
       {"idcard", {"read"}},

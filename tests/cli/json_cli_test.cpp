@@ -117,7 +117,7 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
   const std::map<std::string, std::string> same = {
       {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"},
       {"orvex mfc write", "orvex mfc read"}, {"orvex reader info", "orvex info"},
-      {"orvex reader param set", "orvex reader param get"}, {"orvex sle4442 protect", "orvex sle4442 write"},
+      {"orvex reader param set", "orvex reader param get"}, {"orvex reader module433 set", "orvex reader module433 get"}, {"orvex sle4442 protect", "orvex sle4442 write"},
       {"orvex mfplus switch-level", "orvex mfplus commit"}};
   auto schema_of = [&](const std::string& command) {
     auto s = same.find(command);
@@ -168,6 +168,8 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {{"reader", "number", "5"}, "orvex reader number"},
       {{"reader", "antenna", "off"}, "orvex reader antenna"},
       {{"reader", "search-mode", "b"}, "orvex reader search-mode"},
+      {{"reader", "module433", "get"}, "orvex reader module433 get"},
+      {{"reader", "module433", "set", "0102030405060708"}, "orvex reader module433 set"},
       {{"reader", "param", "set", "1", "0102"}, "orvex reader param set"},
       {{"reader", "memory", "read", "0", "4"}, "orvex reader memory read"},
       {{"reader", "memory", "write", "0", "AABB"}, "orvex reader memory write"},

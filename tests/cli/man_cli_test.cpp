@@ -36,7 +36,7 @@ TEST_F(Cli, ManPageDocumentsEveryOptionOfEverySubcommand) {
       {"ndef", "read"}, {"iso15693", "read"}, {"iso15693", "write"}, {"sam", "apdu"},
       {"lcd", "text"}, {"lcd", "image"}, {"lcd", "clock"},
       {"reader", "speed"}, {"reader", "number"}, {"reader", "antenna"}, {"reader", "search-mode"}, {"reader", "param", "get"},
-      {"reader", "param", "set"}, {"reader", "memory", "read"}, {"reader", "memory", "write"},
+      {"reader", "param", "set"}, {"reader", "module433", "get"}, {"reader", "module433", "set"}, {"reader", "memory", "read"}, {"reader", "memory", "write"},
       {"sle4442", "read"}, {"sle4442", "protection"}, {"sle4442", "psc"}, {"sle4442", "write"},
       {"sle4442", "change-psc"}, {"sle4442", "protect"}, {"idcard", "read"}, {"lf", "read"},
       {"mfplus", "info"}, {"mfplus", "perso"}, {"mfplus", "commit"}, {"mfplus", "switch-level"},

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Subcommands on the reader itself: info, beep, led, display, raw, and the
-// reader group (line speed, reader number, antenna, parameters, memory).
+// reader group (line speed, reader number, antenna, search mode, parameters,
+// the 433 MHz module, memory).
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -157,6 +158,26 @@ void ParamSet(Context& ctx, int index, const std::string& hex) {
   ctx.out().doc()["index"] = index;
   ctx.out().doc()["value"] = Hex(now);
   ctx.Done("parameter " + std::to_string(index) + " set to " + Hex(now));
+}
+
+// The 433 MHz module's parameters: 8 bytes, read and written whole.
+void Module433(Context& ctx, const std::string& hex) {
+  Bytes value;
+  if (!hex.empty()) {
+    value = ParseHex(hex, "reader module433 set");
+    if (value.size() != 8) throw Failure("reader module433 set: the parameters are 8 bytes (16 hex digits)", 2);
+  }
+  ctx.Open();
+  if (!value.empty())
+    CheckReader(ctx.ov.OV_Set433ModuleParam(ctx.reader_id, value.data()), "setting the 433 MHz module's parameters",
+                kReaderDeadlineMs);
+  unsigned char now[8];
+  CheckReader(ctx.ov.OV_Get433ModuleParam(ctx.reader_id, now), "reading the 433 MHz module's parameters",
+              kReaderDeadlineMs);
+  Bytes got(now, now + sizeof now);
+  if (!value.empty() && got != value)
+    throw Failure("setting the 433 MHz module's parameters: they read back as " + Hex(got) + ", not " + Hex(value));
+  ctx.out().Field("module433", "433 MHz module", Hex(got), Hex(got));
 }
 
 constexpr int kReaderMemory = 0x10000;
@@ -360,6 +381,18 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   param_set->add_option("INDEX", param_index, "0 to 255")->required()->check(CLI::Range(0, 255));
   param_set->add_option("HEX", param_value, "1 to 64 bytes, in hex")->required();
   ctx.Register(param_set, [&ctx] { ParamSet(ctx, param_index, param_value); });
+
+  auto* module = reader->add_subcommand("module433", "the 433 MHz module's 8 parameter bytes");
+  module->require_subcommand(1);
+  static std::string module_hex;
+  auto* module_get = module->add_subcommand("get", "read the parameters");
+  ctx.Register(module_get, [&ctx] { Module433(ctx, ""); });
+  auto* module_set = module->add_subcommand("set", "set the parameters to HEX, read them back");
+  module_set->add_option("HEX", module_hex, "8 bytes, in hex")->required();
+  ctx.Register(module_set, [&ctx] {
+    if (module_hex.empty()) throw Failure("reader module433 set: the parameters are 8 bytes (16 hex digits)", 2);
+    Module433(ctx, module_hex);
+  });
 
   auto* memory = reader->add_subcommand("memory", "the reader's 64 KiB user memory");
   memory->require_subcommand(1);
