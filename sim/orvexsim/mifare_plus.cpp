@@ -68,6 +68,7 @@ uint8_t MifarePlus::Write(int block, const Bytes& data) {
   if (data.empty() || data.size() % 16) return status::kBadParameter;
   if (!Usable(block, count) || block == 0) return status::kNotAuthenticated;
   std::copy(data.begin(), data.end(), mem_.begin() + block * 16);
+  Wrote();
   return status::kOk;
 }
 

@@ -78,6 +78,7 @@ std::optional<Reply> Simulator::Handle(uint16_t reader, uint8_t cmd, const Bytes
   // gone from the field for every command after it.
   for (const auto& card : std::vector<std::shared_ptr<Card>>(ctx_.field))
     if (card->left()) Remove(card);
+  if (ctx_.contact && ctx_.contact->left()) ctx_.contact.reset();
   NotifyDisplay();
   return reply;
 }

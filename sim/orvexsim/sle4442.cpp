@@ -28,6 +28,15 @@ void Sle4442::UpdateMain(int addr, uint8_t v) {
   main_[static_cast<size_t>(addr)] = v;
 }
 
+void Sle4442::WriteCommand(int addr, const Bytes& data, bool protect) {
+  for (size_t i = 0; i < data.size(); ++i) {
+    int at = addr + static_cast<int>(i);
+    UpdateMain(at, data[i]);
+    if (protect) WriteProtection(at, data[i]);
+  }
+  Wrote();
+}
+
 Bytes Sle4442::ReadProtection() const {
   return {static_cast<uint8_t>(protection_), static_cast<uint8_t>(protection_ >> 8),
           static_cast<uint8_t>(protection_ >> 16), static_cast<uint8_t>(protection_ >> 24)};
@@ -93,7 +102,7 @@ class SleSlot : public Family {
         break;
       case 0x03:  // start, data: a byte the card does not take stays as it was
         if (p.empty() || p[0] + p.size() - 1 > 256) break;
-        for (size_t i = 1; i < p.size(); ++i) card->UpdateMain(p[0] + static_cast<int>(i) - 1, p[i]);
+        card->WriteCommand(p[0], Slice(p, 1), false);
         out = Bytes{};
         break;
       case 0x04:
@@ -102,11 +111,7 @@ class SleSlot : public Family {
         break;
       case 0x05:  // start, data: written, then protected as written
         if (p.empty() || p[0] + p.size() - 1 > 256) break;
-        for (size_t i = 1; i < p.size(); ++i) {
-          int addr = p[0] + static_cast<int>(i) - 1;
-          card->UpdateMain(addr, p[i]);
-          card->WriteProtection(addr, p[i]);
-        }
+        card->WriteCommand(p[0], Slice(p, 1), true);
         out = Bytes{};
         break;
       case 0x06:

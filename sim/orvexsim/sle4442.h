@@ -26,6 +26,10 @@ class Sle4442 : public ContactCard {
   Bytes ReadMain(int addr, int len) const;
   // Writes only after the PSC was presented, and never to a protected byte.
   void UpdateMain(int addr, uint8_t value);
+  // One write command of the reader: data from addr, each byte as
+  // UpdateMain takes it, and with protect each byte then protected as
+  // written. It counts as one write (a card may leave right after it).
+  void WriteCommand(int addr, const Bytes& data, bool protect);
   Bytes ReadProtection() const;
   // Protects byte addr (below 32) when value equals what it holds.
   void WriteProtection(int addr, uint8_t value);

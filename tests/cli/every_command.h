@@ -4,6 +4,7 @@
 // the hostile-reader test runs each against a reader that lies.
 #pragma once
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -21,11 +22,11 @@ struct CommandCase {
 inline std::vector<CommandCase> EveryCommand(const std::string& dir) {
   auto Path = [&dir](const std::string& name) { return dir + "/" + name; };
   const std::string png = Path("lcd.png");
-  // The files a user brings: the AT88RF020's key.
-  const std::string at88_key = Path("at88.key");
+  // The files a user brings: the AT88RF020's key, the SLE4442's PSC.
+  const std::string at88_key = Path("at88.key"), psc = Path("psc");
   {
-    std::ofstream f(at88_key);
-    f << "FFFFFFFFFFFFFFFF\n";
+    std::ofstream(at88_key) << "FFFFFFFFFFFFFFFF\n";
+    std::ofstream(psc) << "FFFFFF\n";
   }
   return {
       {{"info"}, "orvex info"},
@@ -100,6 +101,27 @@ inline std::vector<CommandCase> EveryCommand(const std::string& dir) {
        "orvex at88rf020 lock"},
       {{"--sim-card", "at88rf020", "at88rf020", "count", "010203040506", "--yes", "--key", "@" + at88_key},
        "orvex at88rf020 count"},
+      {{"reader", "info"}, "orvex reader info"},
+      {{"reader", "speed", "38400"}, "orvex reader speed"},
+      {{"reader", "number", "5"}, "orvex reader number"},
+      {{"reader", "antenna", "off"}, "orvex reader antenna"},
+      {{"reader", "search-mode", "b"}, "orvex reader search-mode"},
+      {{"reader", "module433", "get"}, "orvex reader module433 get"},
+      {{"reader", "module433", "set", "0102030405060708"}, "orvex reader module433 set"},
+      {{"reader", "param", "set", "1", "0102"}, "orvex reader param set"},
+      {{"reader", "memory", "read", "0", "4"}, "orvex reader memory read"},
+      {{"reader", "memory", "write", "0", "AABB"}, "orvex reader memory write"},
+      {{"--sim-card", "sle4442", "sle4442", "read"}, "orvex sle4442 read"},
+      {{"--sim-card", "sle4442", "sle4442", "protection"}, "orvex sle4442 protection"},
+      {{"--sim-card", "sle4442", "sle4442", "psc", "-p", "@" + psc}, "orvex sle4442 psc"},
+      {{"--sim-card", "sle4442", "sle4442", "write", "0x40", "0102", "-p", "@" + psc}, "orvex sle4442 write"},
+      {{"--sim-card", "sle4442", "sle4442", "change-psc", "-p", "@" + psc, "-n", "@" + psc}, "orvex sle4442 change-psc"},
+      {{"--sim-card", "sle4442", "sle4442", "protect", "4", "2", "-p", "@" + psc, "--yes"}, "orvex sle4442 protect"},
+      {{"--sim-card", "idcard", "idcard", "read"}, "orvex idcard read"},
+      {{"--sim-card", "lf", "lf", "read"}, "orvex lf read"},
+      {{"--sim-card", "mfplus", "mfplus", "info"}, "orvex mfplus info"},
+      {{"--sim-card", "mfplus", "mfplus", "perso", "9003", std::string(32, 'A')}, "orvex mfplus perso"},
+      {{"--sim-card", "mfplus", "mfplus", "commit", "--yes"}, "orvex mfplus commit"},
       {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
       {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
       {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},

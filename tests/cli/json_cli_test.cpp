@@ -119,7 +119,10 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {"orvex des3", "orvex des"}, {"orvex des3-cbc", "orvex des"}, {"orvex ndef erase", "orvex ndef write"},
       {"orvex mfc write", "orvex mfc read"}, {"orvex mfc value init", "orvex mfc value get"},
       {"orvex mfc value dec", "orvex mfc value inc"}, {"orvex mfc value restore", "orvex mfc value inc"},
-      {"orvex mfc value transfer", "orvex mfc value inc"}};
+      {"orvex mfc value transfer", "orvex mfc value inc"}, {"orvex reader info", "orvex info"},
+      {"orvex reader param set", "orvex reader param get"},
+      {"orvex reader module433 set", "orvex reader module433 get"}, {"orvex sle4442 protect", "orvex sle4442 write"},
+      {"orvex mfplus switch-level", "orvex mfplus commit"}};
   auto schema_of = [&](const std::string& command) {
     auto s = same.find(command);
     return schemas.find(s == same.end() ? command : s->second);
@@ -145,6 +148,42 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
     json part = json::parse(Slurp(Path("part.json")));
     EXPECT_EQ(part["unknown_blocks"].size(), 64u);
     EXPECT_EQ(Violation(schemas.at("orvex mfc dump file"), part, "part.json"), "");
+  }
+  // orvex mfplus switch-level, write and read, on a card taken to level 3
+  // in a field that lasts.
+  {
+    SimProcess sim("--card mfplus:B1020304", Path("sim.out"));
+    const std::string key = "@" + Path("aes");
+    Write(Path("aes"), std::string(32, 'A') + "\n");
+    for (const auto& args : std::vector<std::vector<std::string>>{
+             {"perso", "9003", std::string(32, 'A')}, {"perso", "4002", std::string(32, 'A')}, {"commit", "--yes"}}) {
+      std::vector<std::string> a = {"--device", sim.pty(), "mfplus"};
+      a.insert(a.end(), args.begin(), args.end());
+      ASSERT_EQ(Run(a).status, 0) << args[0];
+    }
+    const std::vector<CommandCase> level3 = {
+        {{"switch-level", "3", "-k", key, "--yes"}, "orvex mfplus switch-level"},
+        {{"write", "4", std::string(32, 'B'), "-k", key}, "orvex mfplus write"},
+        {{"read", "4", "2", "-k", key}, "orvex mfplus read"},
+    };
+    for (const CommandCase& c : level3) {
+      std::vector<std::string> args = {"--device", sim.pty(), "mfplus"};
+      args.insert(args.end(), c.args.begin(), c.args.end());
+      args.push_back("--json");
+      Result r = Run(args);
+      ASSERT_EQ(r.status, 0) << c.command << ": " << r.err;
+      EXPECT_EQ(Violation(schema_of(c.command)->second, r.Json(), c.command), "") << r.out;
+      covered.insert(c.command);
+    }
+  }
+  // orvex reader param get, of a parameter set before.
+  {
+    SimProcess sim("", Path("sim.out"));
+    ASSERT_EQ(Run({"--device", sim.pty(), "reader", "param", "set", "2", "0A"}).status, 0);
+    Result r = Run({"--device", sim.pty(), "reader", "param", "get", "2", "--json"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(Violation(schemas.at("orvex reader param get"), r.Json(), "orvex reader param get"), "") << r.out;
+    covered.insert("orvex reader param get");
   }
   // orvex ndef read, on the tag written above in a field that lasts.
   {

@@ -13,6 +13,7 @@
 
 #include "cli_support.h"
 #include "fake_reader.h"
+#include "orvexsim/mifare_plus.h"
 #include "orvexsim/card_kinds.h"
 #include "orvexsim/simulator.h"
 
@@ -293,6 +294,126 @@ TEST_F(Cli, ScanWithAnStTagIdentifierOfNineBytes) {
       EXPECT_EQ(c["uid"].get<std::string>().find("99"), std::string::npos);
     }
   EXPECT_TRUE(st) << r.out;
+}
+
+}  // namespace
+
+namespace {
+
+constexpr uint8_t kLineSpeed = 0x01;
+
+// A reader that refuses the new line speed: the tool says so, and the link
+// stays where it was.
+TEST_F(Cli, ReaderSpeedTheReaderRefuses) {
+  AlteredReader reader("mfc1k", kLineSpeed, [](const orvex_test::Command&, orvexsim::Reply&) {
+    return orvex_test::Reply::Frame(0x02, {});
+  });
+  Result r = Run({"--device", reader.path(), "reader", "speed", "38400"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "orvex: the reader refused 38400 bit/s (status 0x02); it stays at 19200 bit/s\n");
+  r = Run({"--device", reader.path(), "info"});
+  EXPECT_EQ(r.status, 0) << r.err;
+}
+
+// The reader is told the new speed, and the tool's link moves to it.
+TEST_F(Cli, ReaderSpeedReachesTheReader) {
+  orvexsim::Simulator sim;
+  orvex_test::FakeReader fake;
+  fake.SetResponder([&](const orvex_test::Command& c) {
+    auto answer = sim.Handle(c.reader, c.cmd, c.data);
+    if (!answer) return orvex_test::Reply::Silence();
+    return orvex_test::Reply::Frame(answer->status, answer->data);
+  });
+  ASSERT_EQ(sim.line_speed(), 19200);
+  Result r = Run({"--device", fake.path(), "reader", "speed", "4800", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json(), nlohmann::json::parse(R"({"old_speed": 19200, "speed": 4800})"));
+  EXPECT_EQ(sim.line_speed(), 4800);
+}
+
+// A reader that takes the change and is not heard from again.
+TEST_F(Cli, ReaderSpeedTheReaderIsSilentAfter) {
+  // The speed change itself passes through; nothing after it is answered.
+  bool moved = false;
+  orvexsim::Simulator sim;
+  orvex_test::FakeReader fake;
+  fake.SetResponder([&](const orvex_test::Command& c) {
+    if (c.cmd == kLineSpeed) moved = true;
+    if (moved && c.cmd != kLineSpeed) return orvex_test::Reply::Silence();
+    auto answer = sim.Handle(c.reader, c.cmd, c.data);
+    if (!answer) return orvex_test::Reply::Silence();
+    return orvex_test::Reply::Frame(answer->status, answer->data);
+  });
+  Result r = Run({"--device", fake.path(), "reader", "speed", "9600"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: the reader took the change to 9600 bit/s but does not answer at it: try --baud 9600, then "
+            "--baud 19200\n");
+}
+
+// The reader refuses the second piece of a memory write: the first piece
+// was written and read back, and the tool says so with exit status 3.
+TEST_F(Cli, ReaderMemoryWriteRefusedHalfway) {
+  int writes = 0;
+  AlteredReader reader("mfc1k", 0xB2, [&writes](const orvex_test::Command&, orvexsim::Reply& a) {
+    return ++writes == 2 ? orvex_test::Reply::Frame(0x01, {}) : orvex_test::Reply::Frame(a.status, a.data);
+  });
+  Result r = Run({"--device", reader.path(), "reader", "memory", "write", "0x1000", std::string(400, '7')});
+  EXPECT_EQ(r.status, 3);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err,
+            "orvex: writing reader memory 0x1080-0x10C7: the reader refused with status 0x01; 0x1000-0x107F were "
+            "written and read back, the rest may be partly written\n");
+  EXPECT_EQ(writes, 2);
+}
+
+// A MIFARE Plus at level 3 that leaves the field right after a block write:
+// the tool says the write reached the card and its read-back failed.
+TEST_F(Cli, MifarePlusCardLeavingMidWrite) {
+  orvexsim::Simulator sim;
+  auto card = std::make_shared<orvexsim::MifarePlus>(orvexsim::Bytes{0xB1, 2, 3, 4});
+  const orvexsim::Bytes key(16, 0x3C);
+  ASSERT_EQ(card->WritePerso(0x4002, key), orvexsim::status::kOk);
+  ASSERT_EQ(card->CommitPerso(), orvexsim::status::kOk);
+  ASSERT_EQ(card->SwitchLevel(3, orvexsim::Bytes(16, 0xFF)), orvexsim::status::kOk);
+  card->LeaveAfterWrites(1);
+  sim.Place(card);
+  orvex_test::FakeReader fake;
+  fake.SetResponder([&](const orvex_test::Command& c) {
+    auto answer = sim.Handle(c.reader, c.cmd, c.data);
+    if (!answer) return orvex_test::Reply::Silence();
+    return orvex_test::Reply::Frame(answer->status, answer->data);
+  });
+  Write(Path("key"), "3C3C3C3C3C3C3C3C3C3C3C3C3C3C3C3C\n");
+  Result r = Run({"--device", fake.path(), "mfplus", "write", "5", std::string(32, '5'), "-k", "@" + Path("key")});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err.rfind("orvex: writing blocks 5 to 5: the card took them, but the read-back failed (reading blocks 5 "
+                        "to 5: the card refused",
+                        0),
+            0u)
+      << r.err;
+  EXPECT_EQ(orvexsim::Slice(card->memory(), 5 * 16, 16), orvexsim::Bytes(16, 0x55));
+}
+
+// The identity card's number read: the reader refusing type B search, and
+// refusing the read itself with a status byte.
+TEST_F(Cli, IdCardReadRefusals) {
+  AlteredReader no_search("idcard", 0x20, [](const orvex_test::Command&, orvexsim::Reply&) {
+    return orvex_test::Reply::Frame(0x01, {});
+  });
+  Result r = Run({"--device", no_search.path(), "idcard", "read"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: reading the identity card's number: the reader refused to search for type B cards\n");
+  AlteredReader no_read("idcard", 0xC2, [](const orvex_test::Command&, orvexsim::Reply&) {
+    return orvex_test::Reply::Frame(0x05, {});
+  });
+  r = Run({"--device", no_read.path(), "idcard", "read", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.Json()["error"],
+            "reading the identity card's number: the reader refused with status 0x05 (the card in the field is not "
+            "an identity card?)");
 }
 
 }  // namespace

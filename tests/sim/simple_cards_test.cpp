@@ -136,6 +136,23 @@ TEST_F(Cards, FelicaPollReadWrite) {
   EXPECT_EQ((Bytes{0x02, 0x00, 0x00, 0xFF, 0xFF}), Slice(Cmd(0xC1, rs).data, 11, 5));
 }
 
+TEST_F(Cards, MifarePlusLeavesAfterABlockWrite) {
+  auto card = std::make_shared<MifarePlus>(Bytes{0xB1, 2, 3, 4});
+  sim.Place(card);
+  ASSERT_EQ(status::kOk, Cmd(0x22, {0x26}).status);
+  ASSERT_EQ(status::kOk, Cmd(0x24, {0}).status);
+  const Bytes ff(16, 0xFF);
+  ASSERT_EQ(status::kOk, Cmd(0x91).status);
+  ASSERT_EQ(status::kOk, Cmd(0x92, Concat({3}, ff)).status);
+  ASSERT_EQ(status::kOk, Cmd(0x9B, Concat({0x40, 0x02}, ff)).status);
+  card->LeaveAfterWrites(1);
+  // The write lands and is answered; the card is gone for the next command.
+  ASSERT_EQ(status::kOk, Cmd(0x9F, Concat({0x00, 0x05, 0x01}, Bytes(16, 0x55))).status);
+  EXPECT_TRUE(sim.cards().empty());
+  EXPECT_EQ(status::kNoCard, Cmd(0x9E, {0x00, 0x05, 0x01}).status);
+  EXPECT_EQ(Bytes(16, 0x55), Slice(card->memory(), 5 * 16, 16));
+}
+
 TEST_F(Cards, MifarePlusLevelsAndBlocks) {
   sim.Place(std::make_shared<MifarePlus>(Bytes{0xB1, 2, 3, 4}));
   ASSERT_EQ(status::kOk, Cmd(0x22, {0x26}).status);

@@ -89,3 +89,16 @@ TEST_F(SleTest, EmptySlotAndBadRequests) {
   sim.InsertContact(nullptr);
   EXPECT_EQ(status::kNoCard, Sle({0x01}).status);
 }
+
+TEST_F(SleTest, ACardLeavingAfterAWriteIsGoneFromTheSlot) {
+  ASSERT_EQ(status::kOk, Sle({0x08, 0x12, 0x34, 0x56}).status);
+  card->LeaveAfterWrites(2);
+  // Each write command counts once, however many bytes it carries.
+  ASSERT_EQ(status::kOk, Sle({0x03, 0x40, 0x01, 0x02, 0x03}).status);
+  EXPECT_EQ(sim.contact(), card);
+  ASSERT_EQ(status::kOk, Sle({0x05, 0x10, 0xFF}).status);  // lands and is answered
+  EXPECT_EQ(sim.contact(), nullptr);
+  EXPECT_EQ(status::kNoCard, Sle({0x02, 0x40, 0x03}).status);
+  EXPECT_EQ((Bytes{0x01, 0x02, 0x03}), card->ReadMain(0x40, 3));
+  EXPECT_TRUE(card->Protected(0x10));
+}

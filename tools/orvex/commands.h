@@ -58,6 +58,8 @@ class Context {
   }
   // The line speed of the open link in bit/s (0 on USB).
   int speed() const { return link_ ? link_->speed() : 0; }
+  // Moves the open serial link to another line speed.
+  void Reopen(int bits_per_second) { link_->Reopen(bits_per_second); }
   // True when the simulated reader answers (its results are no card's).
   bool simulated() const { return device.device == "sim"; }
   // At the end of a command: finishes the link (see Link::Finish) and closes it.
@@ -107,6 +109,9 @@ void AddSamCommands(CLI::App& app, Context& ctx);
 void AddApduCommands(CLI::App& app, Context& ctx);
 void AddLcdCommands(CLI::App& app, Context& ctx);
 void AddListCommands(CLI::App& app, Context& ctx);
+void AddSle4442Commands(CLI::App& app, Context& ctx);
+void AddIdCommands(CLI::App& app, Context& ctx);
+void AddMifarePlusCommands(CLI::App& app, Context& ctx);
 
 // Makes sure the reader answers at all (its number), so that a command
 // whose result cannot tell "no card" from "no reader" can say which.
@@ -121,6 +126,10 @@ void ResetField(Context& ctx, const std::string& what);
 // bytes, is a Failure that says the write itself was acknowledged. Returns
 // the bytes read.
 Bytes ReadBack(const std::string& what, const Bytes& written, const std::function<Bytes()>& read);
+
+// Reads count bytes from addr in pieces of at most span bytes: read(at, n,
+// buf) puts the n bytes from at into buf, or throws.
+Bytes ReadInPieces(int addr, int count, int span, const std::function<void(int, int, unsigned char*)>& read);
 
 // The APDUs of apdu and sam apdu: as arguments or from a script file (see
 // apdu_script.h for the grammar), and whether 61XX and 6CXX are left alone.

@@ -111,8 +111,10 @@ void PlaceCards(orvexsim::Simulator& sim, const DeviceOptions& o) {
     // Only when the simulator knows the kind; otherwise the field stays empty.
     place(kDefaultSimCard, false);
   }
-  if (o.sim_leave_after > 0)
+  if (o.sim_leave_after > 0) {
     for (const auto& card : sim.cards()) card->LeaveAfterWrites(o.sim_leave_after);
+    if (sim.contact()) sim.contact()->LeaveAfterWrites(o.sim_leave_after);
+  }
 }
 
 }  // namespace
@@ -179,10 +181,23 @@ Link::Link(const DeviceOptions& o) {
   g_open = this;
   size_t at = connection.rfind('@');
   speed_ = usb ? 0 : std::atoi(connection.substr(at + 1).c_str());
+  if (!usb) line_ = connection.substr(0, at);
   if (sim_)
     description_ = "simulated reader on " + sim_->server.path();
   else
     description_ = usb ? "USB reader (" + o.device + ")" : connection.substr(0, at);
+}
+
+void Link::Reopen(int bits_per_second) {
+  if (line_.empty()) throw Failure("a USB link has no line speed");
+  scope_.reset();
+  link_.Close();
+  std::string connection = line_ + "@" + std::to_string(bits_per_second);
+  if (link_.Open(connection.c_str()) != 1)
+    throw Failure("reopening " + description_ + " at " + std::to_string(bits_per_second) +
+                  " bit/s: " + link_.LastFailureText());
+  scope_ = std::make_unique<OrvexLinkScope>(link_);
+  speed_ = bits_per_second;
 }
 
 std::string LastLinkFailure() {

@@ -70,6 +70,9 @@ class Link {
   OrvexLink& link() { return link_; }
   // The line speed in bit/s (0 on USB).
   int speed() const { return speed_; }
+  // Closes the serial line and opens it again at bits_per_second (after the
+  // reader was told to switch to it).
+  void Reopen(int bits_per_second);
 
  private:
   void SaveScreen();
@@ -85,6 +88,8 @@ class Link {
   std::string sim_save_;
   std::string sim_screen_;
   std::string description_;
+  std::string line_;  // the serial connection without its speed
+
 };
 
 }  // namespace orvextool

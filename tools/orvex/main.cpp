@@ -155,6 +155,9 @@ int main(int argc, char** argv) {
   AddSamCommands(app, ctx);
   AddLcdCommands(app, ctx);
   AddListCommands(app, ctx);
+  AddSle4442Commands(app, ctx);
+  AddIdCommands(app, ctx);
+  AddMifarePlusCommands(app, ctx);
 
   try {
     app.parse(argc, argv);
