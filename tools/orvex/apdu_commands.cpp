@@ -102,8 +102,6 @@ void ExchangeApdus(Context& ctx, const std::vector<orvexformats::ApduLine>& line
 }
 
 namespace {
-
-constexpr int kApduDeadlineMs = 400;
 // What the reader's APDU channel to a contactless card carries at most.
 constexpr size_t kMaxCardApdu = 180;
 
@@ -119,14 +117,13 @@ void CardApdu(Context& ctx, const CardApduOptions& o) {
   unsigned char answer[ORVEX_MAX_ANSWER];
   if (o.type_b) {
     // 'S': the reader wakes the type B card and activates it (ATTRIB).
-    CheckCard(ctx.ov.OV_TypeB_Reset(ctx.reader_id, 0x53, &len, answer), "activating the type B CPU card",
-              kApduDeadlineMs, "no type B CPU card in the field");
+    CheckCard(ctx.ov.OV_TypeB_Reset(ctx.reader_id, 0x53, &len, answer), "activating the type B CPU card", "no type B CPU card in the field");
     if (len < 0 || len > ORVEX_MAX_ANSWER)
       throw Failure("activating the type B CPU card: the answer's length is " + std::to_string(len));
     ctx.out().doc()["atqb"] = Hex(answer, static_cast<size_t>(len));
     ctx.out().Line("ATQB " + Hex(answer, static_cast<size_t>(len)));
   } else {
-    CheckCard(ctx.ov.OV_TypeA_Reset(ctx.reader_id, 0x52, 0, &len, answer), "activating the CPU card", kApduDeadlineMs,
+    CheckCard(ctx.ov.OV_TypeA_Reset(ctx.reader_id, 0x52, 0, &len, answer), "activating the CPU card",
               "no CPU card in the field");
     if (len < 0 || len > ORVEX_MAX_ANSWER)
       throw Failure("activating the CPU card: the answer's length is " + std::to_string(len));
@@ -139,7 +136,7 @@ void CardApdu(Context& ctx, const CardApduOptions& o) {
     unsigned char r[ORVEX_MAX_ANSWER];
     int rc = o.type_b ? ctx.ov.OV_TypeB_COS(ctx.reader_id, static_cast<int>(c.size()), c.data(), &n, r)
                       : ctx.ov.OV_TypeA_COS(ctx.reader_id, static_cast<int>(c.size()), c.data(), &n, r);
-    CheckCard(rc, "APDU " + Hex(c), kApduDeadlineMs, "the reader could not deliver it to the card");
+    CheckCard(rc, "APDU " + Hex(c), "the reader could not deliver it to the card");
     if (n < 0 || n > ORVEX_MAX_ANSWER)
       throw Failure("APDU " + Hex(c) + ": the answer's length is " + std::to_string(n));
     return Bytes(r, r + n);

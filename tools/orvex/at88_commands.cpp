@@ -10,8 +10,6 @@
 namespace orvextool {
 
 namespace {
-
-constexpr int kAt88DeadlineMs = 300;
 constexpr int kPages = 32, kPageBytes = 8;
 constexpr int kFirstWritablePage = 2;
 
@@ -37,27 +35,26 @@ Bytes Open(Context& ctx, const KeyOption& k) {
     int len = 0;
     int rc = ctx.ov.OV_TypeB_Request(ctx.reader_id, 0x00, attrib, &len, atqb);
     if (rc == -3) break;
-    CheckCard(rc, "activating the tag", 400, "");
+    CheckCard(rc, "activating the tag", "");
     if (len < 5) throw Failure("activating the tag: the answer has " + std::to_string(len) + " bytes, not an ATQB");
     if (ctx.uid().empty() || ctx.uid() == Bytes(atqb + 1, atqb + 5)) {
       pupi.assign(atqb + 1, atqb + 5);
       if (!ctx.uid().empty()) ctx.Note("acting on tag " + Hex(pupi) + ", chosen by --uid");
     } else {
-      CheckCard(ctx.ov.OV_TypeB_Halt(ctx.reader_id, atqb + 1), "halting card " + Hex(atqb + 1, 4), 400, "");
+      CheckCard(ctx.ov.OV_TypeB_Halt(ctx.reader_id, atqb + 1), "halting card " + Hex(atqb + 1, 4), "");
     }
   }
   if (pupi.empty())
     throw Failure(ctx.uid().empty() ? "no ISO 14443-B tag in the field"
                                     : "no ISO 14443-B tag with PUPI " + Hex(ctx.uid()) + " in the field");
-  CheckCard(ctx.ov.OV_AT88RF020_Check(ctx.reader_id, key.data()), "presenting the key to tag " + Hex(pupi),
-            kAt88DeadlineMs, "the tag refused the key (wrong key, or no AT88RF020)");
+  CheckCard(ctx.ov.OV_AT88RF020_Check(ctx.reader_id, key.data()), "presenting the key to tag " + Hex(pupi), "the tag refused the key (wrong key, or no AT88RF020)");
   return pupi;
 }
 
 Bytes ReadPage(Context& ctx, int page) {
   unsigned char data[ORVEX_MAX_ANSWER];
   const std::string what = "reading page " + std::to_string(page);
-  CheckCard(ctx.ov.OV_AT88RF020_Read(ctx.reader_id, page, data), what, kAt88DeadlineMs,
+  CheckCard(ctx.ov.OV_AT88RF020_Read(ctx.reader_id, page, data), what,
             "the tag refused (or left the field)");
   if (LastAnswerLength() != kPageBytes)
     throw Failure(what + ": " + std::to_string(LastAnswerLength()) + " bytes came back, not 8");
@@ -104,7 +101,7 @@ void WriteCommand(Context& ctx, const WriteOptions& o) {
   Bytes pupi = Open(ctx, o);
   const std::string pg = "page " + std::to_string(o.page);
   Bytes before = ReadPage(ctx, o.page), copy = data;
-  CheckCard(ctx.ov.OV_AT88RF020_Write(ctx.reader_id, o.page, copy.data()), "writing " + pg, kAt88DeadlineMs,
+  CheckCard(ctx.ov.OV_AT88RF020_Write(ctx.reader_id, o.page, copy.data()), "writing " + pg,
             "the tag refused the write (is the page locked?) or left the field; the page may hold its old bytes " +
                 Hex(before) + ", the new ones or neither");
   Bytes back = ReadBack(pg, data, [&] { return ReadPage(ctx, o.page); });
@@ -141,8 +138,7 @@ void LockCommand(Context& ctx, const LockOptions& o) {
   Bytes pupi = Open(ctx, o);
   unsigned char lock[4] = {static_cast<unsigned char>(bits), static_cast<unsigned char>(bits >> 8),
                            static_cast<unsigned char>(bits >> 16), static_cast<unsigned char>(bits >> 24)};
-  CheckCard(ctx.ov.OV_AT88RF020_Lock(ctx.reader_id, lock), "locking page" + std::string(o.pages.size() > 1 ? "s " : " ") + list,
-            kAt88DeadlineMs, "the tag refused (or left the field); the pages may or may not be locked");
+  CheckCard(ctx.ov.OV_AT88RF020_Lock(ctx.reader_id, lock), "locking page" + std::string(o.pages.size() > 1 ? "s " : " ") + list, "the tag refused (or left the field); the pages may or may not be locked");
   Json& d = ctx.out().doc();
   d["pupi"] = Hex(pupi);
   d["locked_pages"] = o.pages;
@@ -167,7 +163,7 @@ void CountCommand(Context& ctx, const CountOptions& o) {
   if (!o.yes)
     throw Failure("at88rf020 count: the tag's counter counts down for good; nothing was sent (give --yes to count)", 2);
   Bytes pupi = Open(ctx, o);
-  CheckCard(ctx.ov.OV_AT88RF020_Count(ctx.reader_id, signature.data()), "counting", kAt88DeadlineMs,
+  CheckCard(ctx.ov.OV_AT88RF020_Count(ctx.reader_id, signature.data()), "counting",
             "the tag refused (counter at its end?) or left the field; it may or may not have counted");
   Json& d = ctx.out().doc();
   d["pupi"] = Hex(pupi);

@@ -92,7 +92,6 @@ class Context {
 constexpr int kPartialExit = 3;
 
 // Answer deadlines, in milliseconds, of the command groups the tool uses.
-constexpr int kReaderDeadlineMs = 100;
 
 void AddReaderCommands(CLI::App& app, Context& ctx);
 void AddCardCommands(CLI::App& app, Context& ctx);

@@ -9,8 +9,6 @@
 namespace orvextool {
 
 namespace {
-
-constexpr int kFelicaDeadlineMs = 100;
 constexpr int kBlockBytes = 16;
 // Blocks one read or write without encryption carries here: its answer
 // (12 bytes of header and 16 a block) stays far below the reader's frame.
@@ -47,7 +45,7 @@ FelicaCard Poll(Context& ctx, unsigned system_code) {
   const std::string which = system_code == 0xFFFF ? "" : " with system code " + CodeText(system_code);
   if (rc == -2) throw Failure("polling: no FeliCa card" + which + " in the field");
   if (rc == 0) throw Failure("polling: the reader's answer does not begin with 00");
-  CheckCard(rc, "polling", kFelicaDeadlineMs, "the reader refused");
+  CheckCard(rc, "polling", "the reader refused");
   FelicaCard c;
   c.idm.assign(idm, idm + 8);
   c.pmm.assign(pmm, pmm + 8);
@@ -67,7 +65,7 @@ void CheckFelica(int rc, const std::string& what) {
   constexpr int kShortestResponse = 1 + 1 + 1 + 8 + 2;
   if (rc == 1 && LastAnswerLength() >= kShortestResponse) return;
   if (rc == 1) throw Failure(what + ": the card did not answer (has it left the field?)");
-  if (rc == -1) CheckCard(rc, what, kFelicaDeadlineMs, "");
+  if (rc == -1) CheckCard(rc, what, "");
   if (rc == 0) throw Failure(what + ": the reader's answer does not begin with 00");
   throw Failure(what + ": the card did not answer (reader status " + std::to_string(rc) + "; has it left the field?)");
 }

@@ -7,10 +7,6 @@ namespace orvextool {
 
 namespace {
 
-// The identity card's number read runs three exchanges of 100 ms each.
-constexpr int kIdCardDeadlineMs = 300;
-constexpr int kLfDeadlineMs = kReaderDeadlineMs;
-
 void IdCardRead(Context& ctx) {
   ctx.Open();
   unsigned char length = 0;
@@ -21,7 +17,7 @@ void IdCardRead(Context& ctx) {
     case 1: break;
     case -5: throw Failure(what + ": the reader refused to search for type B cards");
     case -4: CheckReaderAnswers(ctx, what); throw Failure("no identity card in the field");
-    case -1: CheckCard(-1, what, kIdCardDeadlineMs, "");
+    case -1: CheckCard(-1, what, "");
     [[fallthrough]];
     case 0: throw Failure(what + ": the reader's answer did not echo the read");
     default: {
@@ -44,7 +40,7 @@ void LfRead(Context& ctx) {
   if (rc != 1) {
     // The read cannot tell "no card" from "no reader": ask the reader.
     CheckReaderAnswers(ctx, "reading the 125 kHz card");
-    if (!LastLinkFailure().empty() || rc != -1) CheckCard(rc, "reading the 125 kHz card", kLfDeadlineMs, "");
+    if (!LastLinkFailure().empty() || rc != -1) CheckCard(rc, "reading the 125 kHz card", "");
     throw Failure("no 125 kHz card in the field");
   }
   int n = LastAnswerLength();

@@ -23,7 +23,7 @@ bool SelectTypeA(Context& ctx, int request_code, TypeACardInfo& card) {
   unsigned char sak = 0, len = 0, uid[ORVEX_MAX_ANSWER];
   int rc = ctx.ov.OV_RequestAntiandSelect(ctx.reader_id, request_code, 0, &atqa, &sak, &len, uid);
   if (rc == -3) return false;
-  CheckCard(rc, "selecting an ISO 14443-A card", kReaderDeadlineMs, "");
+  CheckCard(rc, "selecting an ISO 14443-A card", "");
   card.uid.assign(uid, uid + len);
   card.atqa = atqa;
   card.sak = sak;

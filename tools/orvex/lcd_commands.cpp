@@ -15,8 +15,6 @@ namespace orvextool {
 namespace {
 
 constexpr int kWidth = 128, kHeight = 64, kLines = kHeight / 8;
-constexpr int kDisplayDeadlineMs = 100;
-constexpr int kImageDeadlineMs = 5000;
 // Characters of one text command, and the width of one in the small font.
 constexpr size_t kCharsPerCommand = 16;
 constexpr int kCharWidth = 6;
@@ -24,11 +22,13 @@ constexpr int kCharWidth = 6;
 constexpr unsigned char kInvert = 0x01, kClearLine = 0x02;
 
 // The display reader's results: 1 done, 0 no echo, others refusals.
-void CheckDisplay(int rc, const std::string& what, int deadline_ms) {
+void CheckDisplay(int rc, const std::string& what) {
   if (rc == 1) return;
   if (rc == -1)
-    throw Failure(what + ": the reader did not answer within " + std::to_string(deadline_ms) +
-                  " ms, or its answer was malformed (is it the display reader? see --sim-display)");
+    throw Failure(what + ": " +
+                  (LastLinkFailure().empty() ? "the reader's answer was not one the command takes"
+                                             : LastLinkFailure()) +
+                  " (is it the display reader? see --sim-display)");
   if (rc == 0) throw Failure(what + ": the reader answered without echoing the command");
   if (rc == -2) throw Failure(what + ": too large for the display");
   throw Failure(what + ": the reader refused it (status " + std::to_string(rc) + ")");
@@ -46,7 +46,7 @@ bool IsBcd(uint8_t b, int lo, int hi) {
 // else, or refuse it in a way that reads as done with a zeroed record.
 Bytes ReadClock(Context& ctx) {
   unsigned char clock[ORVEX_MAX_ANSWER] = {};
-  CheckDisplay(ctx.ov.OV_Config_Clock_Get(ctx.reader_id, clock), "reading the clock", kDisplayDeadlineMs);
+  CheckDisplay(ctx.ov.OV_Config_Clock_Get(ctx.reader_id, clock), "reading the clock");
   if (!IsBcd(clock[0], 0, 99) || !IsBcd(clock[1], 1, 12) || !IsBcd(clock[2], 1, 31) ||
       !IsBcd(clock[3], 0, 23) || !IsBcd(clock[4], 0, 59) || !IsBcd(clock[5], 0, 59) || clock[6] < 1 ||
       clock[6] > 7)
@@ -73,15 +73,14 @@ void Text(Context& ctx, const TextOptions& o) {
                   std::to_string(o.line) + "; the display has " + std::to_string(kLines), 2);
   ctx.Open();
   ReadClock(ctx);
-  if (!o.keep) CheckDisplay(ctx.ov.OV_ClearLCDByLine(ctx.reader_id, 0xFF), "clearing the display",
-                            kDisplayDeadlineMs);
+  if (!o.keep) CheckDisplay(ctx.ov.OV_ClearLCDByLine(ctx.reader_id, 0xFF), "clearing the display");
   unsigned char config = static_cast<unsigned char>(kClearLine | (o.invert ? kInvert : 0));
   for (size_t i = 0; i < pieces.size(); ++i) {
     Bytes bytes(pieces[i].begin(), pieces[i].end());
     CheckDisplay(ctx.ov.OV_ShowEnText(ctx.reader_id, config, static_cast<unsigned char>(o.line + i),
                                       static_cast<unsigned char>(o.column),
                                       static_cast<unsigned char>(bytes.size()), bytes.data()),
-                 "showing text on line " + std::to_string(o.line + i), kDisplayDeadlineMs);
+                 "showing text on line " + std::to_string(o.line + i));
   }
   ctx.out().doc()["shown"] = o.text;
   ctx.out().doc()["lines"] = pieces.size();
@@ -175,7 +174,7 @@ void Image(Context& ctx, const ImageOptions& o) {
   ctx.Open();
   ReadClock(ctx);
   CheckDisplay(ctx.ov.OV_ShowImage(ctx.reader_id, o.invert ? kInvert : 0, 0, 0, kWidth, kHeight, bitmap.data()),
-               "showing the image", kImageDeadlineMs);
+               "showing the image");
   Json& d = ctx.out().doc();
   d["file"] = o.file;
   d["source_width"] = g.width;
@@ -237,8 +236,7 @@ void Clock(Context& ctx, const ClockOptions& o) {
   ctx.Open();
   if (!record.empty()) {
     ReadClock(ctx);  // is it the display reader at all?
-    CheckDisplay(ctx.ov.OV_Config_Clock_Set(ctx.reader_id, record.data()), "setting the clock",
-                 kDisplayDeadlineMs);
+    CheckDisplay(ctx.ov.OV_Config_Clock_Set(ctx.reader_id, record.data()), "setting the clock");
   }
   Bytes clock = ReadClock(ctx);
   char text[32];

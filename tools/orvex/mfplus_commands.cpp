@@ -12,8 +12,6 @@
 namespace orvextool {
 
 namespace {
-
-constexpr int kPlusDeadlineMs = 500;
 constexpr int kBlocks = 256;
 // The AES key of sector S: key A at 0x4000 + 2 S, key B one after.
 constexpr int kSectorKeys = 0x4000;
@@ -68,7 +66,7 @@ void Perso(Context& ctx, const std::string& addr_text, const std::string& hex) {
   TypeACardInfo card = SelectPlus(ctx);
   int address = addr[0] << 8 | addr[1];
   CheckCard(ctx.ov.OV_MFP_L0_WritePerso(ctx.reader_id, address, data.data()),
-            "writing " + Hex(addr) + " at security level 0", kPlusDeadlineMs,
+            "writing " + Hex(addr) + " at security level 0",
             Refusal("the card refused (not at security level 0?)"));
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.out().doc()["address"] = Hex(addr);
@@ -82,7 +80,7 @@ void Commit(Context& ctx, bool yes) {
                       " from security level 0 to level 1 for good (its personalisation can no longer change); "
                       "add --yes to commit",
                   2);
-  CheckCard(ctx.ov.OV_MFP_L0_CommitPerso(ctx.reader_id), "committing the personalisation", kPlusDeadlineMs,
+  CheckCard(ctx.ov.OV_MFP_L0_CommitPerso(ctx.reader_id), "committing the personalisation",
             Refusal("the card refused (not at security level 0?)"));
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.out().doc()["level"] = 1;
@@ -97,7 +95,7 @@ void SwitchLevel(Context& ctx, int level, const std::string& key_text, bool yes)
                       Hex(card.uid) + " to level " + std::to_string(level),
                   2);
   CheckCard(ctx.ov.OV_MFP_SwitchToLevel(ctx.reader_id, level, key.data()),
-            "switching to security level " + std::to_string(level), kPlusDeadlineMs,
+            "switching to security level " + std::to_string(level),
             Refusal("the card refused (wrong switch key, or not at a lower level)"));
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.out().doc()["level"] = level;
@@ -123,7 +121,7 @@ TypeACardInfo Authenticated(Context& ctx, const BlockOptions& o, int count, cons
   int sector = SectorOf(o.block);
   CheckCard(ctx.ov.OV_MFP_Authorization_First(ctx.reader_id, kSectorKeys + 2 * sector + (o.key_b ? 1 : 0),
                                              key.data()),
-            "authenticating sector " + std::to_string(sector), kPlusDeadlineMs,
+            "authenticating sector " + std::to_string(sector),
             Refusal(std::string("wrong key ") + (o.key_b ? "B" : "A") + ", or the card is not at level 2 or 3"));
   return card;
 }
@@ -132,7 +130,7 @@ Bytes ReadBlocks(Context& ctx, int block, int count) {
   int len = 0;
   unsigned char buf[ORVEX_MAX_ANSWER];
   std::string what = "reading blocks " + std::to_string(block) + " to " + std::to_string(block + count - 1);
-  CheckCard(ctx.ov.OV_MFP_CommonRead(ctx.reader_id, block, count, &len, buf), what, kPlusDeadlineMs * count,
+  CheckCard(ctx.ov.OV_MFP_CommonRead(ctx.reader_id, block, count, &len, buf), what,
             Refusal("the card refused"));
   if (len != 16 * count) throw Failure(what + ": " + std::to_string(len) + " bytes came back");
   return Bytes(buf, buf + len);
@@ -162,7 +160,7 @@ void Write(Context& ctx, const BlockOptions& o, const std::string& hex) {
   if (o.block == 0) throw Failure("mfplus write: block 0 holds the UID and the manufacturer's data; it cannot be written", 2);
   TypeACardInfo card = Authenticated(ctx, o, count, "write");
   std::string what = "writing blocks " + std::to_string(o.block) + " to " + std::to_string(o.block + count - 1);
-  CheckCard(ctx.ov.OV_MFP_CommonWrite(ctx.reader_id, o.block, count, data.data()), what, kPlusDeadlineMs * count,
+  CheckCard(ctx.ov.OV_MFP_CommonWrite(ctx.reader_id, o.block, count, data.data()), what,
             Refusal("the card refused; nothing was written"));
   Bytes back;
   try {

@@ -11,9 +11,6 @@
 #include "mifare_dump.h"
 
 namespace orvextool {
-
-constexpr int kAuthDeadlineMs = 500;
-constexpr int kReadDeadlineMs = 1000;
 constexpr unsigned char kKeyA = 0x60, kKeyB = 0x61;
 using Key = std::array<uint8_t, 6>;
 
@@ -50,7 +47,7 @@ class Classic {
         return true;
       }
       if (rc == -1 || rc == -2)
-        CheckCard(-1, "authenticating sector " + std::to_string(sector), kAuthDeadlineMs, "");
+        CheckCard(-1, "authenticating sector " + std::to_string(sector), "");
       Reselect();
     }
     return false;
@@ -60,7 +57,7 @@ class Classic {
     Key copy = key;
     int rc = ctx_.ov.OV_KeyAuthorization(ctx_.reader_id, mode, FirstBlock(sector), copy.data());
     if (rc == -1 || rc == -2)
-      CheckCard(-1, "authenticating sector " + std::to_string(sector), kAuthDeadlineMs, "");
+      CheckCard(-1, "authenticating sector " + std::to_string(sector), "");
     return rc == 1;
   }
 
@@ -70,7 +67,7 @@ class Classic {
     uint8_t got[16];
     int rc = ctx_.ov.OV_ReadaBlock(ctx_.reader_id, block, 16, got);
     if (rc == -3) return false;
-    CheckCard(rc, "reading block " + std::to_string(block), kReadDeadlineMs, "");
+    CheckCard(rc, "reading block " + std::to_string(block), "");
     if (LastAnswerLength() >= 0 && LastAnswerLength() < 16)
       throw Failure("reading block " + std::to_string(block) + ": the reader's answer was cut short (" +
                     std::to_string(LastAnswerLength()) + " of 16 bytes); nothing was written");
@@ -102,7 +99,7 @@ class Classic {
     Bytes copy(data, data + 16);
     int rc = ctx_.ov.OV_WriteaBlock(ctx_.reader_id, block, 16, copy.data());
     if (rc == -3) return false;
-    CheckCard(rc, "writing block " + std::to_string(block), kReaderDeadlineMs, "");
+    CheckCard(rc, "writing block " + std::to_string(block), "");
     return true;
   }
 

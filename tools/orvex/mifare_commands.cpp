@@ -614,7 +614,7 @@ void Value(Context& ctx, ValueOp op, const ValueOptions& o) {
         if (op == ValueOp::kInit) {
           const int rc = ctx.ov.OV_Purse_Initial(ctx.reader_id, o.block, static_cast<int>(o.amount));
           if (rc == -3) return false;
-          CheckCard(rc, "formatting block " + std::to_string(o.block), kReaderDeadlineMs, "");
+          CheckCard(rc, "formatting block " + std::to_string(o.block), "");
           return true;
         }
         if (!mfc.Read(o.block, data)) return false;
@@ -637,13 +637,13 @@ void Value(Context& ctx, ValueOp op, const ValueOptions& o) {
           refusal = std::string("the card refused the ") + (op == ValueOp::kInc ? "increment" : op == ValueOp::kDec ? "decrement" : "restore");
           return false;
         }
-        CheckCard(rc, what + " of block " + std::to_string(o.block), kReaderDeadlineMs, "");
+        CheckCard(rc, what + " of block " + std::to_string(o.block), "");
         rc = ctx.ov.OV_Transfer(ctx.reader_id, to);
         if (rc == -3) {
           refusal = "the card refused the transfer to block " + std::to_string(to);
           return false;
         }
-        CheckCard(rc, "transferring to block " + std::to_string(to), kReaderDeadlineMs, "");
+        CheckCard(rc, "transferring to block " + std::to_string(to), "");
         return true;
       },
       permitted, mode, key);

@@ -309,7 +309,7 @@ struct FormatOptions {
 // can never be cleared again) and an empty message.
 void FormatType2(Context& ctx, const TypeACardInfo& card, bool yes) {
   unsigned char version[ORVEX_MAX_ANSWER] = {};
-  CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, version), "reading the tag's version", 500,
+  CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, version), "reading the tag's version",
             "the card " + Hex(card.uid) + " is not an NTAG21x (no answer to GET_VERSION)");
   unsigned char size = 0;
   std::string kind;
@@ -321,7 +321,7 @@ void FormatType2(Context& ctx, const TypeACardInfo& card, bool yes) {
   }
   unsigned char cc[ORVEX_MAX_ANSWER];
   int len = 0;
-  CheckCard(ctx.ov.OV_NTag_Read(ctx.reader_id, 3, &len, cc), "reading the capability container", 500,
+  CheckCard(ctx.ov.OV_NTag_Read(ctx.reader_id, 3, &len, cc), "reading the capability container",
             "the tag refused the read");
   if (len < 8) throw Failure("reading the capability container: " + std::to_string(len) + " bytes came back");
   const std::string name = kind + " " + Hex(card.uid);
@@ -335,8 +335,8 @@ void FormatType2(Context& ctx, const TypeACardInfo& card, bool yes) {
   ctx.out().Line("page 4 (an empty NDEF message): " + Hex(empty, 4));
   if (!yes) throw Failure("nothing was written: add --yes to write these pages to the " + name, 2);
   // The message first: until the container is written, the tag is not NDEF.
-  CheckCard(ctx.ov.OV_NTag_Write(ctx.reader_id, 4, empty), "writing page 4", 500, "the tag refused the write");
-  CheckCard(ctx.ov.OV_NTag_Write(ctx.reader_id, 3, new_cc), "writing page 3", 500, "the tag refused the write");
+  CheckCard(ctx.ov.OV_NTag_Write(ctx.reader_id, 4, empty), "writing page 4", "the tag refused the write");
+  CheckCard(ctx.ov.OV_NTag_Write(ctx.reader_id, 3, new_cc), "writing page 3", "the tag refused the write");
   ctx.out().doc()["tag"] = kind;
   ctx.out().doc()["uid"] = Hex(card.uid);
   ctx.Done("formatted the " + name + " for NDEF (" + std::to_string(size * 8) + " bytes)");

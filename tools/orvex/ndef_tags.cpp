@@ -9,15 +9,13 @@
 #include "topaz.h"
 #include "ndef/forum/mad.h"
 #include "vicinity.h"
+#include "link/deadlines.h"
 
 namespace orvextool {
 
 namespace {
 
 namespace ndef = orvex::ndef;
-
-constexpr int kNtagDeadlineMs = 500;
-constexpr int kFastReadDeadlineMs = 100;
 constexpr int kMaxPagesPerRead = 51;
 
 // ---- Type 2: NTAG and Ultralight ---------------------------------------------
@@ -34,13 +32,13 @@ class Type2Memory : public ndef::TagMemory {
     Bytes out;
     const int first = kFirstPage + static_cast<int>(offset / 4);
     const int pages = static_cast<int>((length + 3) / 4);
-    const int span = UnitsPerRead(ctx_.speed(), kFastReadDeadlineMs, 4, kMaxPagesPerRead);
+    const int span = UnitsPerRead(ctx_.speed(), orvex::deadline::Ms(orvex::deadline::kNtag), 4, kMaxPagesPerRead);
     for (int p = first; p < first + pages; p += span) {
       const int last = std::min(p + span, first + pages) - 1;
       unsigned char buf[ORVEX_MAX_ANSWER];
       int len = 0;
       const std::string what = "reading pages " + std::to_string(p) + " to " + std::to_string(last);
-      CheckCard(ctx_.ov.OV_NTag_FastRead(ctx_.reader_id, p, last, &len, buf), what, kFastReadDeadlineMs,
+      CheckCard(ctx_.ov.OV_NTag_FastRead(ctx_.reader_id, p, last, &len, buf), what,
                 "the tag refused the read (is it protected by a password?)");
       if (len != (last - p + 1) * 4)
         throw Failure(what + ": " + std::to_string(len) + " bytes came back, not " +
@@ -60,7 +58,7 @@ class Type2Memory : public ndef::TagMemory {
       const int rc = ctx_.ov.OV_NTag_Write(ctx_.reader_id, page, bytes);
       TypeACardInfo still;
       if (rc == -3 && !SelectTypeA(ctx_, 0x52, still)) throw Failure(what + ": the tag left the field");
-      CheckCard(rc, what, kNtagDeadlineMs, "the tag refused the write (is the page locked?)");
+      CheckCard(rc, what, "the tag refused the write (is the page locked?)");
     }
   }
 
@@ -74,8 +72,7 @@ class Type2Memory : public ndef::TagMemory {
 NdefTag OpenType2(Context& ctx, const TypeACardInfo& card) {
   unsigned char buf[ORVEX_MAX_ANSWER];
   int len = 0;
-  CheckCard(ctx.ov.OV_NTag_Read(ctx.reader_id, 3, &len, buf), "reading the capability container (page 3)",
-            kNtagDeadlineMs, "the tag refused the read");
+  CheckCard(ctx.ov.OV_NTag_Read(ctx.reader_id, 3, &len, buf), "reading the capability container (page 3)", "the tag refused the read");
   if (len < 4) throw Failure("reading the capability container (page 3): " + std::to_string(len) + " bytes came back");
   NdefTag tag;
   tag.kind = "NFC Forum Type 2 tag";
@@ -349,7 +346,7 @@ class Type1Memory : public ndef::TagMemory {
       const std::string what = "writing byte " + std::to_string(address);
       CheckCard(ctx_.ov.OV_TOPAZ_WriteByteAfterErase(ctx_.reader_id, uid.data(), static_cast<unsigned char>(address / 8),
                                                      static_cast<unsigned char>(address % 8), data[i], &back),
-                what, kTopazDeadlineMs, "the tag refused the write (or left the field)");
+                what, "the tag refused the write (or left the field)");
     }
   }
 

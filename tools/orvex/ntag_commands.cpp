@@ -17,15 +17,13 @@
 
 #include "commands.h"
 #include "iso14443a.h"
+#include "link/deadlines.h"
 
 namespace orvextool {
 
 namespace {
-
-constexpr int kNtagDeadlineMs = 500;
 // A FAST_READ's answer must arrive within 100 ms; the reader reads at most
 // 51 pages at once.
-constexpr int kFastReadDeadlineMs = 100;
 constexpr int kMaxPagesPerRead = 51;
 constexpr size_t kSignatureBytes = 32;
 
@@ -127,7 +125,7 @@ class Tag {
     Select();
     // Zeroed: a short answer leaves the type and size bytes 0, unknown.
     unsigned char v[ORVEX_MAX_ANSWER] = {};
-    CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, v), "reading the tag's version", kNtagDeadlineMs,
+    CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, v), "reading the tag's version",
               "the card " + Hex(card.uid) + " is not an NTAG or Ultralight EV1 tag (no answer to GET_VERSION)");
     version.assign(v, v + 8);
     known = ModelOf(v, model);
@@ -184,7 +182,7 @@ class Tag {
   // afresh).
   // How many pages one read asks for now.
   int Span() {
-    if (span_ == 0) span_ = UnitsPerRead(ctx_.speed(), kFastReadDeadlineMs, 4, kMaxPagesPerRead, false);
+    if (span_ == 0) span_ = UnitsPerRead(ctx_.speed(), orvex::deadline::Ms(orvex::deadline::kNtag), 4, kMaxPagesPerRead, false);
     return span_;
   }
 
@@ -194,7 +192,7 @@ class Tag {
     // of their bytes is escaped; should the pages hold so many escaped bytes
     // that an answer is cut off, the reads go on in pieces that fit in any
     // case.
-    const int safe_span = UnitsPerRead(ctx_.speed(), kFastReadDeadlineMs, 4, kMaxPagesPerRead);
+    const int safe_span = UnitsPerRead(ctx_.speed(), orvex::deadline::Ms(orvex::deadline::kNtag), 4, kMaxPagesPerRead);
     for (int page = first; page <= last;) {
       int end = std::min(page + Span() - 1, last), len = 0;
       unsigned char buf[ORVEX_MAX_ANSWER];
@@ -213,7 +211,7 @@ class Tag {
         return std::nullopt;
       }
       const std::string what = "reading pages " + std::to_string(page) + " to " + std::to_string(end);
-      CheckCard(rc, what, kNtagDeadlineMs, "the tag refused");
+      CheckCard(rc, what, "the tag refused");
       if (len != (end - page + 1) * 4) throw Failure(what + ": " + std::to_string(len) + " bytes came back");
       memory.insert(memory.end(), buf, buf + len);
       page = end + 1;
@@ -235,8 +233,7 @@ class Tag {
   // WRITE of one page, or a Failure.
   void Write(int page, const uint8_t* data) {
     Bytes d(data, data + 4);
-    CheckCard(ctx_.ov.OV_NTag_Write(ctx_.reader_id, page, d.data()), "writing page " + std::to_string(page),
-              kNtagDeadlineMs, "the tag did not take it (it left the field, or the page is locked or protected)");
+    CheckCard(ctx_.ov.OV_NTag_Write(ctx_.reader_id, page, d.data()), "writing page " + std::to_string(page), "the tag did not take it (it left the field, or the page is locked or protected)");
   }
 
   // The locked pages, from the static lock bits (page 2 bytes 2 and 3) and
@@ -283,7 +280,7 @@ class Tag {
     if (rc == -3)
       throw Failure("the " + Name() + " refused the password (wrong password); nothing was read or written");
     if (rc != 1 && !(rc == -1 && LastLinkFailure().empty()))
-      CheckCard(rc, "authenticating with the password", kNtagDeadlineMs, "the tag refused");
+      CheckCard(rc, "authenticating with the password", "the tag refused");
     pack.assign(answer, answer + 2);
     if (!pack_expected_.empty() && pack != pack_expected_)
       throw Failure("the " + Name() + " answered the password with PACK " + Hex(pack) + ", not " + Hex(pack_expected_) +
@@ -380,7 +377,7 @@ void Info(Context& ctx, const PasswordOptions& pw) {
       text = "enabled, its reads need the password (give --password)";
     } else {
       int n = 0;
-      CheckCard(ctx.ov.OV_NTag_ReadCounter(ctx.reader_id, &n), "reading the NFC counter", kNtagDeadlineMs,
+      CheckCard(ctx.ov.OV_NTag_ReadCounter(ctx.reader_id, &n), "reading the NFC counter",
                 "the tag refused");
       state = "enabled";
       counter = n;
@@ -392,7 +389,7 @@ void Info(Context& ctx, const PasswordOptions& pw) {
 
   // Originality signature.
   unsigned char sig[ORVEX_MAX_ANSWER] = {};
-  CheckCard(ctx.ov.OV_NTag_ReadSignature(ctx.reader_id, sig), "reading the originality signature", kNtagDeadlineMs,
+  CheckCard(ctx.ov.OV_NTag_ReadSignature(ctx.reader_id, sig), "reading the originality signature",
             "the tag refused");
   const int sig_len = LastAnswerLength();
   if (sig_len < 0 || static_cast<size_t>(sig_len) < kSignatureBytes)

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "commands.h"
+#include "link/deadlines.h"
 
 namespace orvextool {
 
@@ -25,11 +26,11 @@ void Info(Context& ctx) {
   Output& out = ctx.out();
 
   int number = ctx.ov.OV_GetReaderID(id);
-  if (number < 0) CheckReader(-1, "reading the reader number", kReaderDeadlineMs);
+  if (number < 0) CheckReader(-1, "reading the reader number");
   out.Field("reader_number", "reader number", number, std::to_string(number));
 
   int version = ctx.ov.OV_GetReaderVersion(id);
-  if (version < 0) CheckReader(-1, "reading the firmware version", kReaderDeadlineMs);
+  if (version < 0) CheckReader(-1, "reading the firmware version");
   char v[16];
   std::snprintf(v, sizeof v, "%d.%02d", version >> 8, version & 0xFF);
   out.Field("version", "version", v, v);
@@ -41,12 +42,12 @@ void Info(Context& ctx) {
   };
   unsigned char buf[ORVEX_MAX_ANSWER];
   int n = ctx.ov.OV_GetReaderSerial(id, buf);
-  if (n < 0) CheckReader(-1, "reading the serial number", kReaderDeadlineMs);
+  if (n < 0) CheckReader(-1, "reading the serial number");
   refused(n, "reading the serial number");
   out.Field("serial", "serial", Hex(buf, static_cast<size_t>(n)), Hex(buf, static_cast<size_t>(n)));
 
   n = ctx.ov.OV_GetReaderNo(id, buf);
-  if (n < 0) CheckReader(-1, "reading the product number", kReaderDeadlineMs);
+  if (n < 0) CheckReader(-1, "reading the product number");
   refused(n, "reading the product number");
   std::string product = Printable(buf, static_cast<size_t>(n));
   out.Field("product", "product", product, product);
@@ -74,7 +75,7 @@ void Speed(Context& ctx, int bps) {
     return;
   }
   int rc = ctx.ov.OV_ComNewBound(ctx.reader_id, bps);
-  if (rc < 0) CheckReader(rc, "switching the line speed", kReaderDeadlineMs);
+  if (rc < 0) CheckReader(rc, "switching the line speed");
   if (rc != 0) {
     char status[8];
     std::snprintf(status, sizeof status, "0x%02X", rc & 0xFF);
@@ -93,10 +94,10 @@ void Speed(Context& ctx, int bps) {
 void Number(Context& ctx, int number) {
   ctx.Open();
   int old = ctx.ov.OV_GetReaderID(ctx.reader_id);
-  if (old < 0) CheckReader(-1, "reading the reader number", kReaderDeadlineMs);
-  CheckReader(ctx.ov.OV_SetReaderID(ctx.reader_id, number), "setting the reader number", kReaderDeadlineMs);
+  if (old < 0) CheckReader(-1, "reading the reader number");
+  CheckReader(ctx.ov.OV_SetReaderID(ctx.reader_id, number), "setting the reader number");
   int now = ctx.ov.OV_GetReaderID(number);
-  if (now < 0) CheckReader(-1, "reading the new reader number", kReaderDeadlineMs);
+  if (now < 0) CheckReader(-1, "reading the new reader number");
   if (now != number)
     throw Failure("setting the reader number: the reader still answers with number " + std::to_string(now));
   ctx.out().doc()["old_number"] = old;
@@ -108,8 +109,8 @@ void Number(Context& ctx, int number) {
 void Antenna(Context& ctx, const std::string& state) {
   ctx.Open();
   int rc = ctx.ov.OV_AntennaStatus(ctx.reader_id, state == "on");
-  if (rc == -2) CheckReader(-1, "switching the antenna " + state, kReaderDeadlineMs);
-  CheckReader(rc, "switching the antenna " + state, kReaderDeadlineMs);
+  if (rc == -2) CheckReader(-1, "switching the antenna " + state);
+  CheckReader(rc, "switching the antenna " + state);
   ctx.out().doc()["antenna"] = state;
   ctx.Done("antenna " + state);
 }
@@ -118,8 +119,7 @@ void Antenna(Context& ctx, const std::string& state) {
 // 14443-A, 'B' (0x42) ISO 14443-B, which idcard read leaves set.
 void SearchMode(Context& ctx, const std::string& mode) {
   ctx.Open();
-  CheckReader(ctx.ov.OV_SearchCardMode(ctx.reader_id, mode == "A" ? 0x41 : 0x42), "setting the search mode",
-              kReaderDeadlineMs);
+  CheckReader(ctx.ov.OV_SearchCardMode(ctx.reader_id, mode == "A" ? 0x41 : 0x42), "setting the search mode");
   ctx.out().doc()["search_mode"] = mode;
   ctx.Done("the reader searches for ISO 14443-" + mode + " cards");
 }
@@ -133,7 +133,7 @@ Bytes Param(Context& ctx, int index, Bytes value) {
   int rc = ctx.ov.OV_GetParam(ctx.reader_id, index, static_cast<int>(value.size()), value.data(), &len, answer);
   if (rc != 1 && LastLinkFailure().find("refused") != std::string::npos)
     throw Failure(what + ": the reader refused (no such parameter, or never set)");
-  CheckReader(rc, what, kReaderDeadlineMs);
+  CheckReader(rc, what);
   if (len < 0 || len > ORVEX_MAX_ANSWER) throw Failure(what + ": the reader gave a length of " + std::to_string(len));
   return Bytes(answer, answer + len);
 }
@@ -150,7 +150,7 @@ void ParamSet(Context& ctx, int index, const std::string& hex) {
   if (value.empty() || value.size() > 64) throw Failure("reader param set: a value is 1 to 64 bytes", 2);
   ctx.Open();
   CheckReader(ctx.ov.OV_SetParam(ctx.reader_id, index, static_cast<int>(value.size()), value.data()),
-              "setting parameter " + std::to_string(index), kReaderDeadlineMs);
+              "setting parameter " + std::to_string(index));
   Bytes now = Param(ctx, index, {});
   if (now != value)
     throw Failure("setting parameter " + std::to_string(index) + ": it reads back as " + Hex(now) + ", not " +
@@ -169,11 +169,9 @@ void Module433(Context& ctx, const std::string& hex) {
   }
   ctx.Open();
   if (!value.empty())
-    CheckReader(ctx.ov.OV_Set433ModuleParam(ctx.reader_id, value.data()), "setting the 433 MHz module's parameters",
-                kReaderDeadlineMs);
+    CheckReader(ctx.ov.OV_Set433ModuleParam(ctx.reader_id, value.data()), "setting the 433 MHz module's parameters");
   unsigned char now[8];
-  CheckReader(ctx.ov.OV_Get433ModuleParam(ctx.reader_id, now), "reading the 433 MHz module's parameters",
-              kReaderDeadlineMs);
+  CheckReader(ctx.ov.OV_Get433ModuleParam(ctx.reader_id, now), "reading the 433 MHz module's parameters");
   Bytes got(now, now + sizeof now);
   if (!value.empty() && got != value)
     throw Failure("setting the 433 MHz module's parameters: they read back as " + Hex(got) + ", not " + Hex(value));
@@ -191,10 +189,10 @@ std::string Address(int a) {
 }
 
 Bytes ReadMemory(Context& ctx, int addr, int count) {
-  const int span = UnitsPerRead(ctx.speed(), kReaderDeadlineMs, 1, 512);
+  const int span = UnitsPerRead(ctx.speed(), orvex::deadline::Ms(orvex::deadline::kReader), 1, 512);
   return ReadInPieces(addr, count, span, [&ctx](int at, int n, unsigned char* buf) {
     std::string what = "reading reader memory " + Address(at) + "-" + Address(at + n - 1);
-    CheckReader(ctx.ov.OV_ReadReaderMemory(ctx.reader_id, at, n, buf), what, kReaderDeadlineMs);
+    CheckReader(ctx.ov.OV_ReadReaderMemory(ctx.reader_id, at, n, buf), what);
     if (LastAnswerLength() != n)
       throw Failure(what + ": " + std::to_string(LastAnswerLength()) + " bytes came back");
   });
@@ -228,7 +226,7 @@ void MemoryWrite(Context& ctx, int addr, const std::string& hex) {
     std::string range = Address(addr + at) + "-" + Address(addr + at + n - 1);
     try {
       CheckReader(ctx.ov.OV_WriteReaderMemory(ctx.reader_id, addr + at, n, &data[static_cast<size_t>(at)]),
-                  "writing reader memory " + range, kReaderDeadlineMs);
+                  "writing reader memory " + range);
       if (ReadMemory(ctx, addr + at, n) != Bytes(data.begin() + at, data.begin() + at + n))
         throw Failure("writing reader memory " + range + ": it reads back otherwise");
     } catch (const Failure& f) {
@@ -248,12 +246,12 @@ void MemoryWrite(Context& ctx, int addr, const std::string& hex) {
 
 void CheckReaderAnswers(Context& ctx, const std::string& what) {
   // Is anybody there? Tells "no reader" from "no card".
-  if (ctx.ov.OV_GetReaderID(ctx.reader_id) < 0) CheckReader(-1, what, kReaderDeadlineMs);
+  if (ctx.ov.OV_GetReaderID(ctx.reader_id) < 0) CheckReader(-1, what);
 }
 
 void ResetField(Context& ctx, const std::string& what) {
   if (ctx.ov.OV_AntennaStatus(ctx.reader_id, false) != 1 || ctx.ov.OV_AntennaStatus(ctx.reader_id, true) != 1)
-    CheckReader(-1, what + ": switching the field off and on", kReaderDeadlineMs);
+    CheckReader(-1, what + ": switching the field off and on");
 }
 
 Bytes ReadInPieces(int addr, int count, int span, const std::function<void(int, int, unsigned char*)>& read) {
@@ -289,8 +287,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   beep->add_option("-n,--count", beep_count, "how many times (default 1)")->check(CLI::Range(0, 255));
   ctx.Register(beep, [&ctx] {
     ctx.Open();
-    CheckReader(ctx.ov.OV_Buzzer(ctx.reader_id, beep_on, beep_off, beep_count), "sounding the buzzer",
-                kReaderDeadlineMs);
+    CheckReader(ctx.ov.OV_Buzzer(ctx.reader_id, beep_on, beep_off, beep_count), "sounding the buzzer");
     ctx.out().doc()["beeps"] = beep_count;
     ctx.Done("beeped " + std::to_string(beep_count) + " time(s)");
   });
@@ -305,7 +302,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   ctx.Register(led, [&ctx] {
     ctx.Open();
     CheckReader(ctx.ov.OV_Led(ctx.reader_id, led_lamp, led_on, led_off, led_count, led_lit),
-                "blinking lamp " + std::to_string(led_lamp), kReaderDeadlineMs);
+                "blinking lamp " + std::to_string(led_lamp));
     ctx.out().doc()["lamp"] = led_lamp;
     ctx.out().doc()["blinks"] = led_count;
     ctx.out().doc()["lit"] = led_lit;
@@ -325,8 +322,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
     ctx.Open();
     std::vector<char> text(display_text.begin(), display_text.end());
     text.push_back('\0');
-    CheckReader(ctx.ov.OV_LEDDisplay(ctx.reader_id, align, text.data()), "showing the text",
-                kReaderDeadlineMs);
+    CheckReader(ctx.ov.OV_LEDDisplay(ctx.reader_id, align, text.data()), "showing the text");
     ctx.out().doc()["shown"] = display_text;
     ctx.Done("display shows \"" + display_text + "\"");
   });
@@ -415,7 +411,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
     unsigned char answer[ORVEX_MAX_ANSWER];
     CheckReader(OV_SendCMD(ctx.reader_id, raw_mode, raw_timeout, static_cast<int>(param.size()),
                            param.data(), &len, answer),
-                "pass-through command", raw_timeout * 100);
+                "pass-through command");
     std::string hex = Hex(answer, static_cast<size_t>(len));
     ctx.out().doc()["answer"] = hex;
     ctx.out().Line(hex);

@@ -5,9 +5,6 @@
 namespace orvextool {
 
 namespace {
-
-constexpr int kResetDeadlineMs = 700;
-constexpr int kApduDeadlineMs = 1000;
 // The SAM channel carries command APDUs of at most 100 bytes.
 constexpr size_t kMaxSamApdu = 100;
 
@@ -22,7 +19,7 @@ void Apdu(Context& ctx, const ApduOptions& o) {
   std::string slot = "slot " + std::to_string(o.slot);
   int len = 0;
   unsigned char answer[ORVEX_MAX_ANSWER];
-  CheckCard(ctx.ov.OV_SAM_Reset(ctx.reader_id, o.slot, &len, answer), "resetting the SAM in " + slot, kResetDeadlineMs,
+  CheckCard(ctx.ov.OV_SAM_Reset(ctx.reader_id, o.slot, &len, answer), "resetting the SAM in " + slot,
             "no SAM in " + slot + ", or it did not answer the reset");
   if (len < 0 || len > ORVEX_MAX_ANSWER)
     throw Failure("resetting the SAM in " + slot + ": the answer's length is " + std::to_string(len));
@@ -35,7 +32,7 @@ void Apdu(Context& ctx, const ApduOptions& o) {
     int n = 0;
     unsigned char r[ORVEX_MAX_ANSWER];
     CheckCard(ctx.ov.OV_SAM_COS(ctx.reader_id, o.slot, static_cast<int>(c.size()), c.data(), &n, r),
-              "APDU " + Hex(c) + " to the SAM in " + slot, kApduDeadlineMs,
+              "APDU " + Hex(c) + " to the SAM in " + slot,
               "the reader could not deliver it to the SAM");
     if (n < 0 || n > ORVEX_MAX_ANSWER)
       throw Failure("APDU " + Hex(c) + ": the answer's length is " + std::to_string(n));

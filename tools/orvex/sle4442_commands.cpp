@@ -10,13 +10,12 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "link/deadlines.h"
 
 namespace orvextool {
 
 namespace {
 
-// The reader gets 500 ms for each exchange with the card.
-constexpr int kSleDeadlineMs = 500;
 // The family's success value.
 constexpr int kSleDone = 1000;
 constexpr int kMainBytes = 256;
@@ -65,13 +64,13 @@ void ResetCard(Context& ctx) {
   unsigned char atr[ORVEX_MAX_ANSWER];
   int rc = ctx.ov.OV_SLE_Reset(ctx.reader_id, atr);
   if (rc == kSleDone) return;
-  CheckCard(rc == -3 ? -3 : -1, "resetting the card", kSleDeadlineMs, kNoCardText);
+  CheckCard(rc == -3 ? -3 : -1, "resetting the card", kNoCardText);
 }
 
 uint8_t ReadCounter(Context& ctx, const std::string& what) {
   unsigned char counter = 0, psc[3];
   int rc = ctx.ov.OV_SLE_ReadSecurityLogic(ctx.reader_id, &counter, psc);
-  if (rc != kSleDone) CheckCard(rc == -3 ? -3 : -1, what, kSleDeadlineMs, kNoCardText);
+  if (rc != kSleDone) CheckCard(rc == -3 ? -3 : -1, what, kNoCardText);
   return counter;
 }
 
@@ -81,7 +80,7 @@ std::vector<int> ProtectedBytes(Context& ctx, Bytes* raw = nullptr) {
   unsigned char prom[ORVEX_MAX_ANSWER];
   int rc = ctx.ov.OV_SLE_ReadPROM(ctx.reader_id, prom);
   if (rc != kSleDone)
-    CheckCard(rc == -3 ? -3 : -1, "reading the protection memory", kSleDeadlineMs, kNoCardText);
+    CheckCard(rc == -3 ? -3 : -1, "reading the protection memory", kNoCardText);
   int n = LastAnswerLength() - 1;  // less the sub-function's echo
   if (n < 4)
     throw Failure("reading the protection memory: " + std::to_string(std::max(n, 0)) +
@@ -94,12 +93,12 @@ std::vector<int> ProtectedBytes(Context& ctx, Bytes* raw = nullptr) {
 }
 
 Bytes ReadMain(Context& ctx, int addr, int count) {
-  const int span = UnitsPerRead(ctx.speed(), kSleDeadlineMs, 1, 255);
+  const int span = UnitsPerRead(ctx.speed(), orvex::deadline::Ms(orvex::deadline::kSle4442), 1, 255);
   return ReadInPieces(addr, count, span, [&ctx](int at, int n, unsigned char* buf) {
     int got = ctx.ov.OV_SLE_ReadMainMemory(ctx.reader_id, static_cast<unsigned char>(at),
                                            static_cast<unsigned char>(n), buf);
     std::string what = "reading bytes " + Range(at, n);
-    if (got < 0) CheckCard(got, what, kSleDeadlineMs, kNoCardText);
+    if (got < 0) CheckCard(got, what, kNoCardText);
     if (got != n) throw Failure(what + ": " + std::to_string(got) + " bytes came back");
   });
 }
@@ -132,7 +131,7 @@ void Present(Context& ctx, const Bytes& psc_given, bool last_attempt) {
   unsigned char failure = 0;
   int rc = ctx.ov.OV_SLE_VerifyPSC(ctx.reader_id, psc.data(), &failure);
   if (rc != 1) {
-    if (failure != 0xFD) CheckCard(-1, "presenting the PSC", kSleDeadlineMs, "");
+    if (failure != 0xFD) CheckCard(-1, "presenting the PSC", "");
     unsigned char counter = 0, shown[3];
     if (ctx.ov.OV_SLE_ReadSecurityLogic(ctx.reader_id, &counter, shown) != kSleDone)
       throw Failure("presenting the PSC: the card refused it or left the contact slot");

@@ -11,8 +11,6 @@
 namespace orvextool {
 
 namespace {
-
-constexpr int kStDeadlineMs = 100;
 constexpr int kMaxTags = 16;
 // The system block of the SRI512 and SRIX4K: the lock bits.
 constexpr int kSystemBlock = 255;
@@ -61,13 +59,13 @@ StTag FindTag(Context& ctx) {
     StTag t;
     int rc = ctx.ov.OV_ST_Active(ctx.reader_id, &t.chip_id);
     if (rc == -3) break;
-    CheckCard(rc, "activating an ST memory tag", kStDeadlineMs, "");
+    CheckCard(rc, "activating an ST memory tag", "");
     if (!Identify(ctx, t)) throw Failure("the tag with chip id " + Hex(&t.chip_id, 1) + " answers no identifier read");
     if (ctx.uid().empty() || ctx.uid() == t.uid) {
       if (passed_over) ctx.Note("acting on tag " + Hex(t.uid) + ", chosen by --uid");
       return t;
     }
-    CheckCard(ctx.ov.OV_ST_DeActive(ctx.reader_id), "deactivating tag " + Hex(t.uid), kStDeadlineMs, "");
+    CheckCard(ctx.ov.OV_ST_DeActive(ctx.reader_id), "deactivating tag " + Hex(t.uid), "");
     passed_over = true;
   }
   throw Failure(ctx.uid().empty() ? "no SR176, SRI512 or SRIX4K tag in the field"
@@ -88,13 +86,13 @@ Locks ReadLocks(Context& ctx, const StTag& t) {
   l.locked.assign(static_cast<size_t>(t.blocks()), false);
   if (t.chip == Chip::kSr176) {
     unsigned char b = 0;
-    CheckCard(ctx.ov.OV_SR176_LockStatus(ctx.reader_id, &b), "reading the lock byte", kStDeadlineMs,
+    CheckCard(ctx.ov.OV_SR176_LockStatus(ctx.reader_id, &b), "reading the lock byte",
               "the tag did not answer");
     l.value = b;
     for (int i = 0; i < t.blocks(); ++i) l.locked[static_cast<size_t>(i)] = i < 4 || ((b >> (i / 2)) & 1);
   } else {
     unsigned short w = 0;
-    CheckCard(ctx.ov.OV_SR512_LockStatus(ctx.reader_id, &w), "reading the system block", kStDeadlineMs,
+    CheckCard(ctx.ov.OV_SR512_LockStatus(ctx.reader_id, &w), "reading the system block",
               "the tag did not answer");
     l.value = w;
     for (int i = 0; i < t.blocks(); ++i) l.locked[static_cast<size_t>(i)] = i < 16 ? (w & 0xFF) != 0 : (w >> 8) != 0;
@@ -107,7 +105,7 @@ Bytes ReadBlock(Context& ctx, const StTag& t, int block) {
   const std::string what = "reading block " + std::to_string(block);
   int rc = t.chip == Chip::kSr176 ? ctx.ov.OV_SR176_Read(ctx.reader_id, block, data)
                                   : ctx.ov.OV_SR512_Read(ctx.reader_id, block, data);
-  CheckCard(rc, what, kStDeadlineMs, "the tag refused (or left the field)");
+  CheckCard(rc, what, "the tag refused (or left the field)");
   if (LastAnswerLength() != t.block_size())
     throw Failure(what + ": " + std::to_string(LastAnswerLength()) + " bytes came back, not " +
                   std::to_string(t.block_size()));
@@ -192,7 +190,7 @@ void WriteCommand(Context& ctx, const WriteOptions& o) {
                                                                      ", the new ones or neither");
   int rc = t.chip == Chip::kSr176 ? ctx.ov.OV_SR176_Write(ctx.reader_id, o.block, data.data())
                                   : ctx.ov.OV_SR512_Write(ctx.reader_id, o.block, data.data());
-  CheckCard(rc, "writing " + blk, kStDeadlineMs, cautious);
+  CheckCard(rc, "writing " + blk, cautious);
   Bytes back = ReadBack(blk, data, [&] { return ReadBlock(ctx, t, o.block); });
   Describe(ctx, t);
   Json& d = ctx.out().doc();

@@ -8,7 +8,6 @@
 namespace orvextool {
 
 // Answer deadline of the library's Topaz commands.
-constexpr int kTopazDeadlineMs = 100;
 
 // The tag's identification (RID): its 4-byte UID and header ROM bytes. False
 // when no Type 1 tag answers (or the one that answers is no Type 1 tag).

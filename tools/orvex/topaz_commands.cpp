@@ -25,8 +25,7 @@ Bytes ReadTopazStatic(Context& ctx, const Bytes& uid) {
   unsigned char buf[ORVEX_MAX_ANSWER];
   int len = 0;
   Bytes u = uid;
-  CheckCard(ctx.ov.OV_TOPAZ_ReadAll(ctx.reader_id, u.data(), &len, buf), "reading the tag's memory (RALL)",
-            kTopazDeadlineMs, "the tag did not answer");
+  CheckCard(ctx.ov.OV_TOPAZ_ReadAll(ctx.reader_id, u.data(), &len, buf), "reading the tag's memory (RALL)", "the tag did not answer");
   if (len < 120) throw Failure("reading the tag's memory (RALL): " + std::to_string(len) + " of 120 bytes came back");
   return Bytes(buf, buf + 120);
 }
@@ -105,7 +104,7 @@ unsigned char ReadByte(Context& ctx, const TopazTag& tag, int address) {
   const std::string what = "reading byte " + Hex1(static_cast<unsigned char>(address));
   CheckCard(ctx.ov.OV_TOPAZ_ReadByte(ctx.reader_id, uid.data(), static_cast<unsigned char>(address / 8),
                                      static_cast<unsigned char>(address % 8), &value),
-            what, kTopazDeadlineMs, "the tag did not answer");
+            what, "the tag did not answer");
   // The reader's answer: its echo 00, then the tag's address and byte; any
   // other answer leaves the byte unread.
   if (LastAnswerLength() != 3)
@@ -117,8 +116,7 @@ Bytes ReadBlock(Context& ctx, const TopazTag& tag, int block) {
   Bytes uid = tag.uid;
   unsigned char data[8];
   const std::string what = "reading block " + Hex1(static_cast<unsigned char>(block));
-  CheckCard(ctx.ov.OV_TOPAZ_ReadBlock(ctx.reader_id, uid.data(), static_cast<unsigned char>(block), data), what,
-            kTopazDeadlineMs, "the tag did not answer");
+  CheckCard(ctx.ov.OV_TOPAZ_ReadBlock(ctx.reader_id, uid.data(), static_cast<unsigned char>(block), data), what, "the tag did not answer");
   // The reader's echo 00, the block number and the block's 8 bytes.
   if (LastAnswerLength() != 10)
     throw Failure(what + ": the answer has " + std::to_string(LastAnswerLength() - 1) + " bytes after the reader's echo, not block and 8 bytes");
@@ -147,7 +145,7 @@ void ReadAllCommand(Context& ctx) {
       int len = 0;
       const std::string what = "reading segment " + std::to_string(s);
       CheckCard(ctx.ov.OV_TOPAZ_ReadSegment(ctx.reader_id, uid.data(), static_cast<unsigned char>(s), &len, buf),
-                what, kTopazDeadlineMs, "the tag did not answer");
+                what, "the tag did not answer");
       if (len != kSegmentBytes)
         throw Failure(what + ": " + std::to_string(len) + " of " + std::to_string(kSegmentBytes) + " bytes came back");
       memory.insert(memory.end(), buf, buf + len);
@@ -209,7 +207,7 @@ void WriteByteCommand(Context& ctx, const ByteOptions& o) {
   Bytes uid = tag.uid;
   CheckCard(ctx.ov.OV_TOPAZ_WriteByteAfterErase(ctx.reader_id, uid.data(), static_cast<unsigned char>(o.address / 8),
                                                 static_cast<unsigned char>(o.address % 8), value[0], &echoed),
-            "writing byte " + addr, kTopazDeadlineMs,
+            "writing byte " + addr,
             "the tag refused the write or left the field; the byte may hold its old value " + Hex1(before) +
                 ", the new one or neither");
   const unsigned char back = ReadBack("byte " + addr, value, [&] { return Bytes{ReadByte(ctx, tag, o.address)}; })[0];
@@ -251,7 +249,7 @@ void WriteBlockCommand(Context& ctx, const BlockOptions& o) {
   unsigned char echoed[8];
   CheckCard(ctx.ov.OV_TOPAZ_WriteBlockAfterErase(ctx.reader_id, uid.data(), static_cast<unsigned char>(o.block),
                                                  data.data(), echoed),
-            "writing block " + blk, kTopazDeadlineMs,
+            "writing block " + blk,
             "the tag refused the write or left the field; the block may hold its old bytes " + Hex(before) +
                 ", the new ones or neither");
   Bytes back = ReadBack("block " + blk, data, [&] { return ReadBlock(ctx, tag, o.block); });

@@ -88,22 +88,18 @@ Bytes KeyFromOption(const std::string& given, const std::string& what) {
   throw Failure(what + ": " + (path == "-" ? std::string("standard input") : path) + " holds no key", 2);
 }
 
-void CheckReader(int rc, const std::string& what, int deadline_ms) {
+void CheckReader(int rc, const std::string& what) {
   if (rc == 1) return;
   // What the link saw of the last exchange names the real cause.
   if (rc == -1 && !LastLinkFailure().empty()) throw Failure(what + ": " + LastLinkFailure());
-  if (rc == -1)
-    throw Failure(what + ": the reader did not answer within " + std::to_string(deadline_ms) +
-                  " ms, its answer was malformed, or it refused the command");
+  if (rc == -1) throw Failure(what + ": the reader refused the command, or its answer was not one the command takes");
   throw Failure(what + ": failed (result " + std::to_string(rc) + ")");
 }
 
-void CheckCard(int rc, const std::string& what, int deadline_ms, const std::string& refused) {
+void CheckCard(int rc, const std::string& what, const std::string& refused) {
   if (rc == 1) return;
   if (rc == -1 && !LastLinkFailure().empty()) throw Failure(what + ": " + LastLinkFailure());
-  if (rc == -1)
-    throw Failure(what + ": the reader did not answer within " + std::to_string(deadline_ms) +
-                  " ms, or its answer was malformed");
+  if (rc == -1) throw Failure(what + ": the reader's answer was not one the command takes (malformed or refused)");
   if (rc == -3) throw Failure(what + ": " + refused);
   throw Failure(what + ": failed (result " + std::to_string(rc) + ")");
 }

@@ -35,9 +35,12 @@ inline void Warn(const std::string& text) { Say(Severity::kWarning, text); }
 bool ColourOnStderr();
 
 // Turns a library result into a Failure, in words. `what` names the step
-// ("reading the version"); deadline_ms is the answer deadline it had.
-// Commands on the reader itself give -1 for a refusal too.
-void CheckReader(int rc, const std::string& what, int deadline_ms);
+// ("reading the version"). When the link saw the exchange fail (no answer
+// within the command's deadline, a malformed frame), its words say so, with
+// the time it waited; a -1 the link did not see is the reader's refusal or
+// an answer the command could not use. Commands on the reader itself give
+// -1 for a refusal too.
+void CheckReader(int rc, const std::string& what);
 
 // How many units (pages, blocks) of unit_bytes one read may ask for, at most
 // max_units, so that its answer crosses the line within 90 % of the read's
@@ -80,9 +83,11 @@ class OutputFile {
   std::string path_, what_, temp_;
   int fd_ = -1;
 };
-// Card commands: -1 link failure, -3 the reader refused (no card, wrong key).
-// `refused` words the refusal for this step.
-void CheckCard(int rc, const std::string& what, int deadline_ms, const std::string& refused);
+
+// Card commands, as CheckReader: -1 a failed exchange (the link's words) or
+// an answer the command could not use, -3 the reader refused (no card,
+// wrong key); `refused` words the refusal for this step.
+void CheckCard(int rc, const std::string& what, const std::string& refused);
 
 // Where results go: text lines on standard output, or one JSON document.
 class Output {

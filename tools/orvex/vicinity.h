@@ -13,9 +13,6 @@ namespace orvextool {
 // Request flags byte of ISO 15693: the command names its tag by UID.
 constexpr unsigned char kVicinityAddressed = 0x20;
 // Answer deadlines of the library's ISO 15693 commands.
-constexpr int kVicinityQueryDeadlineMs = 100;
-constexpr int kVicinityReadDeadlineMs = 200;
-constexpr int kVicinityWriteDeadlineMs = 400;
 
 struct VicinityTag {
   Bytes air_uid;  // as the tag sends it, least significant byte first

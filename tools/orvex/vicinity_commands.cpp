@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "vicinity.h"
+#include "link/deadlines.h"
 
 namespace orvextool {
 
@@ -147,7 +148,7 @@ void Lock(Context& ctx, const LockOptions& o) {
   Bytes uid = tag.air_uid;
   CheckCard(ctx.ov.OV_ISO15693_Lock_Block(ctx.reader_id, kVicinityAddressed, uid.data(),
                                           static_cast<unsigned char>(o.block)),
-            "locking " + BlockWords(o.block), kVicinityWriteDeadlineMs,
+            "locking " + BlockWords(o.block),
             "the tag refused (or left the field); the block may or may not be locked");
   if (!VicinityBlockLocks(ctx, tag, o.block, 1)[0])
     throw Failure("locking " + BlockWords(o.block) + ": the tag acknowledged, but the block's security status says unlocked");
@@ -179,7 +180,7 @@ void WriteByte(Context& ctx, const ByteOptions& o, bool afi) {
   Bytes uid = tag.air_uid;
   CheckCard(afi ? ctx.ov.OV_ISO15693_Write_AFI(ctx.reader_id, kVicinityAddressed, uid.data(), v[0])
                 : ctx.ov.OV_ISO15693_Write_DSFID(ctx.reader_id, kVicinityAddressed, uid.data(), v[0]),
-            "writing the " + name, kVicinityWriteDeadlineMs, "the tag refused (is the " + name + " locked?)");
+            "writing the " + name, "the tag refused (is the " + name + " locked?)");
   VicinityTag now;
   if (!FindVicinityTag(ctx, now) || now.air_uid != tag.air_uid)
     throw Failure("the " + name + " was written, but the tag " + tag.Uid() + " did not answer afterwards");
@@ -189,7 +190,7 @@ void WriteByte(Context& ctx, const ByteOptions& o, bool afi) {
   if (o.lock) {
     CheckCard(afi ? ctx.ov.OV_ISO15693_Lock_AFI(ctx.reader_id, kVicinityAddressed, uid.data())
                   : ctx.ov.OV_ISO15693_Lock_DSFID(ctx.reader_id, kVicinityAddressed, uid.data()),
-              "locking the " + name + " (it was written: " + Hex(v) + ")", kVicinityWriteDeadlineMs,
+              "locking the " + name + " (it was written: " + Hex(v) + ")",
               "the tag refused (or left the field); the " + name + " may or may not be locked");
   }
   Json& d = ctx.out().doc();
@@ -207,7 +208,7 @@ bool FindChosenVicinityTag(Context& ctx, VicinityTag& t) {
   unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
   int rc = ctx.ov.OV_ISO15693_Multi_Inventory(ctx.reader_id, 0, 0, answer, &len);
   if (rc == -3) return false;
-  CheckCard(rc, "inventory", kVicinityQueryDeadlineMs, "");
+  CheckCard(rc, "inventory", "");
   const Bytes air(ctx.uid().rbegin(), ctx.uid().rend());
   for (int i = 0; len >= 1 && i < answer[0] && 1 + (i + 1) * 9 <= len; ++i) {
     const unsigned char* rec = answer + 1 + i * 9;
@@ -230,7 +231,7 @@ bool FindVicinityTag(Context& ctx, VicinityTag& tag) {
     unsigned char answer[ORVEX_MAX_ANSWER], len = 0;
     int rc = ctx.ov.OV_ISO15693_Inventory(ctx.reader_id, answer, &len);
     if (rc == -3) return false;
-    CheckCard(rc, "inventory", kVicinityQueryDeadlineMs, "");
+    CheckCard(rc, "inventory", "");
     if (len < 9) throw Failure("inventory: the reader's answer has " + std::to_string(len) +
                                " bytes, not DSFID and UID");
     t.dsfid = answer[0];
@@ -239,7 +240,7 @@ bool FindVicinityTag(Context& ctx, VicinityTag& tag) {
   unsigned char info[ORVEX_MAX_ANSWER], len = 0;
   CheckCard(ctx.ov.OV_ISO15693_Get_System_Information(ctx.reader_id, kVicinityAddressed, t.air_uid.data(),
                                                       info, &len),
-            "reading the system information of tag " + t.Uid(), kVicinityQueryDeadlineMs,
+            "reading the system information of tag " + t.Uid(),
             "the tag " + t.Uid() + " did not answer");
   // Information flags, UID, then DSFID, AFI, the memory size (blocks - 1,
   // block size - 1) and the IC reference, each when the flags say it is
@@ -270,7 +271,7 @@ Bytes ReadVicinityBlocks(Context& ctx, const VicinityTag& tag, int first, int co
   // The read reports its length in one byte: a read of large blocks asks
   // for fewer; and its answer must cross the line within its deadline.
   constexpr int kBlocksPerRead = 32, kMaxReadBytes = 255;
-  int per_read = UnitsPerRead(ctx.speed(), kVicinityReadDeadlineMs, tag.block_size,
+  int per_read = UnitsPerRead(ctx.speed(), orvex::deadline::Ms(orvex::deadline::kVicinityRead), tag.block_size,
                               std::min(kBlocksPerRead, kMaxReadBytes / tag.block_size));
   Bytes out, uid = tag.air_uid;
   for (int b = first; b < first + count;) {
@@ -286,7 +287,7 @@ Bytes ReadVicinityBlocks(Context& ctx, const VicinityTag& tag, int first, int co
       per_read = 1;
       continue;
     }
-    CheckCard(rc, what, kVicinityReadDeadlineMs, "the tag refused the read");
+    CheckCard(rc, what, "the tag refused the read");
     if (len != n * tag.block_size)
       throw Failure(what + ": " + std::to_string(len) + " bytes came back, not " +
                     std::to_string(n * tag.block_size));
@@ -309,7 +310,7 @@ std::vector<bool> VicinityBlockLocks(Context& ctx, const VicinityTag& tag, int f
     CheckCard(ctx.ov.OV_ISO15693_Get_Block_Security(ctx.reader_id, kVicinityAddressed, uid.data(),
                                                     static_cast<unsigned char>(b), static_cast<unsigned char>(n), data,
                                                     &len),
-              what, kVicinityQueryDeadlineMs, "the tag refused");
+              what, "the tag refused");
     if (len != n) throw Failure(what + ": " + std::to_string(len) + " bytes came back, not " + std::to_string(n));
     for (int i = 0; i < n; ++i) locked.push_back((data[i] & 0x01) != 0);
   }
@@ -321,7 +322,7 @@ void WriteVicinityBlock(Context& ctx, const VicinityTag& tag, int block, const B
   CheckCard(ctx.ov.OV_ISO15693_Write(ctx.reader_id, kVicinityAddressed, uid.data(),
                                      static_cast<unsigned char>(block),
                                      static_cast<unsigned char>(copy.size()), copy.data()),
-            "writing block " + std::to_string(block), kVicinityWriteDeadlineMs,
+            "writing block " + std::to_string(block),
             "the tag refused it (is the block locked?)");
 }
 
