@@ -15,8 +15,6 @@ namespace {
 constexpr int kBlocks = 256;
 // The AES key of sector S: key A at 0x4000 + 2 S, key B one after.
 constexpr int kSectorKeys = 0x4000;
-// The keys that switch the card to level 2 and to level 3.
-constexpr int kLevel2Key = 0x9001, kLevel3Key = 0x9003;
 
 int SectorOf(int block) { return block < 128 ? block / 4 : 32 + (block - 128) / 16; }
 int SectorEnd(int block) { return block < 128 ? (block / 4 + 1) * 4 : 128 + ((block - 128) / 16 + 1) * 16; }

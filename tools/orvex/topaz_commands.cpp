@@ -36,7 +36,6 @@ namespace {
 // reserved, 0E holds the lock bytes (70, 71) and the one-time programmable
 // bytes (72 to 77). Bit i of lock byte 70 locks block i, bit i of 71 block
 // 8 + i; a set lock bit can never be cleared.
-constexpr int kStaticBlocks = 0x0F;  // 00 to 0E, what RALL reads
 constexpr int kLockBlock = 0x0E;
 constexpr int kLock0 = 0x70, kLock1 = 0x71;
 // A header ROM byte 0 of 12 (Topaz 512): 64 blocks, dynamic memory from block
