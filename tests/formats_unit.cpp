@@ -163,6 +163,20 @@ TEST(MifareDump, TheKeyRecordSaysWhatWasNotRead) {
   EXPECT_TRUE(bare.BlockKnown(9));  // zeros, and nothing says they are not data
 }
 
+// A .mfd whose record says blocks or keys were not read: whatever bytes the
+// file holds there, the dump knows them as zeros (as .eml and .json say).
+TEST(MifareDump, BytesTheRecordCallsUnknownReadAsZeros) {
+  std::vector<uint8_t> mfd(1024, 0xAB);
+  const std::string record = "0 - FFFFFFFFFFFF\nunknown 1 2\n";
+  const ClassicDump d = ParseDump(mfd, DumpFormat::kMfd, &record);
+  EXPECT_FALSE(d.KeyKnown(0, false));
+  EXPECT_FALSE(d.BlockKnown(1));
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(d.block(1)[i], 0) << i;
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(d.block(3)[i], 0) << i;
+  EXPECT_EQ(d.block(3)[10], 0xAB);  // key B, known
+  EXPECT_EQ(d.block(4)[0], 0xAB);
+}
+
 TEST(MifareDump, EmlMarksUnknownBytes) {
   const std::string eml = ToEml(Partial1K());
   std::vector<std::string> lines;

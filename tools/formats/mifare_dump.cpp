@@ -65,6 +65,13 @@ void CheckBlockCount(size_t n, const std::string& what) {
     throw DumpError(what + " " + std::to_string(n) + " blocks; a MIFARE Classic dump holds 64 (1K) or 256 (4K)");
 }
 
+// What a dump does not know reads as zeros, whatever the file held there.
+ClassicDump& ZeroUnknown(ClassicDump& d) {
+  for (size_t i = 0; i < d.data.size(); ++i)
+    if (!d.known[i]) d.data[i] = 0;
+  return d;
+}
+
 ClassicDump ParseMfd(const std::vector<uint8_t>& file, const std::string* record) {
   if (file.size() != 1024 && file.size() != 4096)
     throw DumpError("a MIFARE Classic dump holds 1024 or 4096 bytes, not " + std::to_string(file.size()));
@@ -81,7 +88,7 @@ ClassicDump ParseMfd(const std::vector<uint8_t>& file, const std::string* record
         if (std::equal(zeros, zeros + 6, d.block(t) + at))
           for (int i = 0; i < 6; ++i) d.known[static_cast<size_t>(16 * t + at + i)] = false;
     }
-    return d;
+    return ZeroUnknown(d);
   }
   std::vector<std::pair<bool, bool>> keys(static_cast<size_t>(sectors), {false, false});
   std::vector<bool> unread(static_cast<size_t>(blocks), false);
@@ -118,7 +125,7 @@ ClassicDump ParseMfd(const std::vector<uint8_t>& file, const std::string* record
       if (!keys[static_cast<size_t>(s)].second) d.known[static_cast<size_t>(16 * t + 10 + i)] = false;
     }
   }
-  return d;
+  return ZeroUnknown(d);
 }
 
 ClassicDump ParseEml(const std::vector<uint8_t>& file) {
