@@ -164,3 +164,27 @@ TEST_F(Cli, ErrorsAndWarningsAreColouredOnATerminalOnly) {
 }
 
 }  // namespace
+
+namespace {
+
+using namespace clitest;
+
+// A number with a leading zero is decimal (block 10, not octal 8); 0x
+// gives hexadecimal.
+TEST_F(Cli, NumbersWithALeadingZeroAreDecimal) {
+  Result r = Run({"mfc", "read", "010"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.rfind("block  10: ", 0), 0u) << r.out;
+  r = Run({"mfc", "read", "0x0A"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.rfind("block  10: ", 0), 0u) << r.out;
+  r = Run({"mfc", "read", "000"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out.rfind("block   0: ", 0), 0u) << r.out;
+  // 0300 is 300 (octal would have been 192, a block of a 4K card).
+  r = Run({"--sim-card", "mfc4k", "mfc", "read", "0300"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: block 300: the MIFARE Classic 4K has blocks 0 to 255\n");
+}
+
+}  // namespace

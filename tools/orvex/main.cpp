@@ -84,6 +84,29 @@ std::string UnknownSubcommand(CLI::App& root, int argc, char** argv) {
   return "";
 }
 
+// Numbers on the command line are decimal, or hexadecimal after 0x: a
+// leading zero does not make one octal ("010" is block 10, as a person
+// writing it means, not block 8). Every integer option and argument of
+// every subcommand gets the leading zeros of a decimal number taken off
+// before anything else looks at it.
+void DecimalNumbers(CLI::App* app) {
+  for (CLI::Option* o : app->get_options()) {
+    const std::string type = o->get_type_name();
+    if (type.rfind("INT", 0) != 0 && type.rfind("UINT", 0) != 0) continue;
+    o->transform(CLI::Validator(
+        [](std::string& text) {
+          size_t digits = text.size() > 1 && (text[0] == '-' || text[0] == '+') ? 1 : 0;
+          if (text.find_first_not_of("0123456789", digits) != std::string::npos) return std::string();
+          size_t first = text.find_first_not_of('0', digits);
+          if (first == std::string::npos) first = text.size() - 1;  // "000" is 0
+          text.erase(digits, first - digits);
+          return std::string();
+        },
+        ""));
+  }
+  for (CLI::App* sub : app->get_subcommands([](CLI::App*) { return true; })) DecimalNumbers(sub);
+}
+
 void ReportError(const Context& ctx, const std::string& message) {
   Say(Severity::kError, message);
   if (ctx.json) {
@@ -155,6 +178,7 @@ int main(int argc, char** argv) {
   AddSamCommands(app, ctx);
   AddLcdCommands(app, ctx);
   AddListCommands(app, ctx);
+  DecimalNumbers(&app);
   AddSle4442Commands(app, ctx);
   AddIdCommands(app, ctx);
   AddMifarePlusCommands(app, ctx);
