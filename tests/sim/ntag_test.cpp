@@ -283,3 +283,21 @@ TEST(SimTopaz, StaticLockBitsRefuseWritesToTheirBlocks) {
   EXPECT_EQ((Bytes{0x00, 0x18, 0x5A}), cmd(Concat({0x00, 5, 0x53, 0x18, 0x5A}, uid)).data);
   EXPECT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x08, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
 }
+
+TEST(SimTopaz, DynamicLockBitsRefuseWritesToTheirBlocks) {
+  Simulator sim;
+  const Bytes uid = {0x11, 0x22, 0x33, 0x44};
+  auto tag = std::make_shared<Topaz>(uid);
+  sim.Place(tag);
+  auto cmd = [&](const Bytes& d) { return sim.Handle(1, 0xC0, d).value_or(Reply::Fail(0xFF)); };
+  sim.Handle(1, 0x22, {0x26});
+  // Block 0F: bytes 78 and 79 reserved, 7A to 7F the dynamic lock bytes,
+  // whose bits are only set (even by WRITE-E8). Bit 1 of 7A locks block 11.
+  ASSERT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x0F, 9, 9, 0x02, 0, 0, 0, 0, 0}, uid)).status);
+  ASSERT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x53, 0x7A, 0x00}, uid)).status);
+  EXPECT_EQ((Bytes{0, 0, 0x02, 0, 0, 0, 0, 0}), Slice(tag->memory(), 0x78, 8));
+  EXPECT_EQ(status::kCardRefused, cmd(Concat({0x00, 5, 0x54, 0x11, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+  EXPECT_EQ(Bytes(8, 0), Slice(tag->memory(), 0x88, 8));
+  EXPECT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x10, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+  EXPECT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x12, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+}
