@@ -58,6 +58,18 @@ const std::map<std::string, Kind>& Kinds() {
       {"ntag216",
        {{7}, [](int i) { return DefaultId({0x04}, 7, 3 * i + 2); },
         [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::k216, id); }}},
+      {"ntag210",
+       {{7}, [](int i) { return DefaultId({0x04}, 7, 200 + i); },
+        [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::k210, id); }}},
+      {"ntag212",
+       {{7}, [](int i) { return DefaultId({0x04}, 7, 210 + i); },
+        [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::k212, id); }}},
+      {"ulev1-48",
+       {{7}, [](int i) { return DefaultId({0x04}, 7, 220 + i); },
+        [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::kUltralight48, id); }}},
+      {"ulev1-128",
+       {{7}, [](int i) { return DefaultId({0x04}, 7, 230 + i); },
+        [](const Bytes& id) { return std::make_shared<Ntag>(Ntag::Model::kUltralight128, id); }}},
       {"topaz",
        {{4}, [](int i) { return DefaultId({0x92}, 4, i); },
         [](const Bytes& id) { return std::make_shared<Topaz>(id); }}},
@@ -74,6 +86,15 @@ const std::map<std::string, Kind>& Kinds() {
       {"mfplus",
        {{4, 7}, [](int i) { return DefaultId({0xB1}, 4, i); },
         [](const Bytes& id) { return std::make_shared<MifarePlus>(id); }}},
+      {"mfplus-sl3",
+       {{4, 7}, [](int i) { return DefaultId({0xB3}, 4, i); },
+        [](const Bytes& id) {
+          // Committed and switched with the unpersonalised switch key: every AES key FF x 16.
+          auto c = std::make_shared<MifarePlus>(id);
+          c->CommitPerso();
+          c->SwitchLevel(3, Bytes(16, 0xFF));
+          return c;
+        }}},
       {"typeb",
        {{4}, [](int i) { return DefaultId({0x5B}, 4, i); },
         [](const Bytes& id) { return std::make_shared<CpuCardB>(id); }}},
@@ -148,12 +169,15 @@ const char* CardKindsHelp() {
          "  ntag213[:UID7]        NTAG213 (144 bytes of user memory)\n"
          "  ntag215[:UID7]        NTAG215 (504 bytes)\n"
          "  ntag216[:UID7]        NTAG216 (888 bytes)\n"
+         "  ntag210[:UID7] ntag212[:UID7]   NTAG210 (48 bytes), NTAG212 (128 bytes)\n"
+         "  ulev1-48[:UID7] ulev1-128[:UID7]   Ultralight EV1, 48 or 128 bytes, unformatted\n"
          "  cpu[:UID4|UID7]       ISO 14443-4 CPU card, FMCOS-style, with the purse application\n"
          "  cpu-blank[:UID4|UID7] the same with an empty MF\n"
          "  topaz[:UID4]          Topaz 512 (NFC Forum Type 1)\n"
          "  iso15693[:UID8]       ISO 15693 tag, 28 blocks of 4 bytes (UID as written, E0 first)\n"
          "  sle4442               SLE4442 in the contact slot (PSC FF FF FF)\n"
          "  mfplus[:UID4|UID7]    MIFARE Plus 4K at security level 0\n"
+         "  mfplus-sl3[:UID4|UID7]   MIFARE Plus 4K at security level 3, every AES key FF x 16\n"
          "  typeb[:PUPI4]         ISO 14443-B CPU card, same system as cpu\n"
          "  idcard[:NUMBER8]      identity card (type B) whose number the reader reads\n"
          "  sr176[:UID8] sr512[:UID8] srix4k[:UID8]   ST memory tags\n"

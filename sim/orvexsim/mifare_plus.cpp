@@ -2,6 +2,8 @@
 // The MIFARE Plus model and the reader's commands 0x90 to 0x9F.
 #include "orvexsim/mifare_plus.h"
 
+#include <cstdint>
+
 #include "orvexsim/families.h"
 #include "orvexsim/mifare_classic.h"
 
@@ -141,8 +143,10 @@ class Plus : public Family {
         Bytes b;
         uint8_t s = ReadValue(c, d[0], v, b);
         if (s != status::kOk) return Reply::Fail(s);
-        uint32_t delta = Le32(d, 1), nv = static_cast<uint32_t>(v);
-        nv = cmd == 0x98 ? nv + delta : nv - delta;
+        // A result outside the signed 32-bit range is refused, the block unchanged.
+        const int64_t delta = static_cast<int32_t>(Le32(d, 1));
+        const int64_t nv = cmd == 0x98 ? int64_t{v} + delta : int64_t{v} - delta;
+        if (nv < INT32_MIN || nv > INT32_MAX) return Reply::Fail(status::kCardRefused);
         return Of(c.Write(d[0], mfc::ValueBlock(static_cast<int32_t>(nv), b[12])));
       }
       case 0x9A: {  // copies the value block to another block

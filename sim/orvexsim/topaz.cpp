@@ -16,6 +16,15 @@ Topaz::Topaz(Bytes uid) : TypeACard(std::move(uid)) {
   std::copy(cc, cc + 7, mem_.begin() + 8);
 }
 
+void Topaz::Put(int address, uint8_t value, bool erase) {
+  uint8_t& b = mem_[static_cast<size_t>(address)];
+  if (address >> 3 == 0x0F) {
+    if (address >= kDynamicLock) b = static_cast<uint8_t>(b | value);
+    return;
+  }
+  b = erase ? value : static_cast<uint8_t>(b | value);
+}
+
 bool Topaz::ForMe(const Bytes& f, size_t uid_at) const {
   return f.size() == uid_at + 4 && std::equal(uid_.begin(), uid_.end(), f.begin() + static_cast<long>(uid_at));
 }
@@ -37,7 +46,7 @@ std::optional<Bytes> Topaz::Command(const Bytes& f) {
       int block = add >> 3;
       if (f[0] != 0x01) {
         if (!Writable(block)) return std::nullopt;
-        mem_[add] = f[0] == 0x53 ? f[2] : static_cast<uint8_t>(mem_[add] | f[2]);
+        Put(add, f[2], f[0] == 0x53);
         Wrote();
       }
       return Bytes{add, mem_[add]};
@@ -55,10 +64,7 @@ std::optional<Bytes> Topaz::Command(const Bytes& f) {
       if (block >= 64) return std::nullopt;
       if (f[0] != 0x02) {
         if (!Writable(block)) return std::nullopt;
-        for (int i = 0; i < 8; ++i) {
-          uint8_t& b = mem_[static_cast<size_t>(block * 8 + i)];
-          b = f[0] == 0x54 ? f[2 + i] : static_cast<uint8_t>(b | f[2 + i]);
-        }
+        for (int i = 0; i < 8; ++i) Put(block * 8 + i, f[2 + i], f[0] == 0x54);
         Wrote();
       }
       return Concat({f[1]}, Slice(mem_, static_cast<size_t>(block) * 8, 8));

@@ -27,13 +27,23 @@ class Topaz : public TypeACard {
 
  private:
   bool ForMe(const Bytes& frame, size_t uid_at) const;
-  // Blocks 01 to 0C of the static memory, the lock block 0E and the
-  // dynamic memory from block 10 on take writes, unless a lock bit of the
-  // static memory (bytes 70 and 71: bit i locks block i, resp. 8 + i) is set.
+  // Blocks 01 to 0C of the static memory, the lock block 0E, the dynamic
+  // lock bytes in block 0F and the dynamic memory from block 10 on take
+  // writes, unless a lock bit is set: of the static memory (bytes 70 and
+  // 71: bit i locks block i, resp. 8 + i), or a dynamic one (bytes 7A to
+  // 7F: bit i locks block 10 + i).
   bool Writable(int block) const {
     if (block < 16 && ((mem_[block < 8 ? 0x70 : 0x71] >> (block % 8)) & 1)) return false;
-    return (block > 0 && block < 0x0D) || block == 0x0E || (block >= 0x10 && block < 64);
+    if (block >= 0x10 && block < 64 && ((mem_[static_cast<size_t>(kDynamicLock + (block - 0x10) / 8)] >> ((block - 0x10) % 8)) & 1))
+      return false;
+    return (block > 0 && block < 0x0D) || block == 0x0E || block == 0x0F || (block >= 0x10 && block < 64);
   }
+  // One byte of a write (erase: WRITE-E, else bits only set). In block 0F
+  // bytes 78 and 79 are reserved and keep their value; the dynamic lock
+  // bytes only ever get bits set.
+  void Put(int address, uint8_t value, bool erase);
+
+  static constexpr int kDynamicLock = 0x7A;
 
   Bytes mem_;  // 512 bytes
 };

@@ -411,7 +411,7 @@ TEST_F(Contact, EachGroupsHelpListsItsSubcommands) {
   const std::map<std::string, std::vector<std::string>> groups = {
       {"reader", {"info", "speed", "number", "antenna", "search-mode", "param", "module433", "memory"}},
       {"sle4442", {"read", "protection", "psc", "write", "change-psc", "protect"}},
-      {"mfplus", {"info", "perso", "commit", "switch-level", "read", "write"}},
+      {"mfplus", {"info", "perso", "commit", "switch-level", "read", "write", "value"}},
       {"idcard", {"read"}},
       {"lf", {"read"}}};
   for (const auto& [group, subs] : groups) {

@@ -212,6 +212,83 @@ TEST_F(Field, TopazRefusesLockedAndProtectedBlocks) {
   EXPECT_NE(r.out.find("block 02: 0000000000000000  locked\n"), std::string::npos) << r.out;
 }
 
+// The Topaz 512's dynamic lock bits (bytes 7A-7F, bit i locking block
+// 10 + i) refuse a write before anything is sent, on the tag too.
+TEST_F(Field, TopazDynamicLockBitsRefuseTheirBlocks) {
+  auto tag = std::make_shared<orvexsim::Topaz>(orvexsim::Bytes{0x92, 0x0C, 0x82, 0xAE});
+  tag->memory()[0x7A] = 0x04;  // block 12 locked
+  tag->memory()[0x7F] = 0x80;  // block 3F locked
+  Serve({tag});
+  Result r = On({"topaz", "write-block", "0x12", "0102030405060708"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: writing block 12: block 12 of tag 920C82AE is locked (dynamic lock bytes 7A-7F: 040000000080); "
+            "nothing was written\n");
+  EXPECT_EQ(r.out, "");
+  r = On({"topaz", "write-block", "0x3F", "0102030405060708", "--force", "--json"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.Json()["error"],
+            "writing block 3F: block 3F of tag 920C82AE is locked (dynamic lock bytes 7A-7F: 040000000080); "
+            "nothing was written");
+  EXPECT_EQ(orvexsim::Slice(tag->memory(), 0x12 * 8, 8), orvexsim::Bytes(8, 0));
+  EXPECT_EQ(orvexsim::Slice(tag->memory(), 0x3F * 8, 8), orvexsim::Bytes(8, 0));
+  // The blocks next to them take writes.
+  r = On({"topaz", "write-block", "0x13", "0102030405060708"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "wrote block 13 of Topaz 920C82AE: 0102030405060708 (read back)\n");
+  EXPECT_EQ(orvexsim::Slice(tag->memory(), 0x13 * 8, 8), (orvexsim::Bytes{1, 2, 3, 4, 5, 6, 7, 8}));
+  r = On({"topaz", "read", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["locked_blocks"], nlohmann::json::parse("[18, 63]"));
+  r = On({"topaz", "read"});
+  EXPECT_NE(r.out.find("block 0F: 0000040000000080  dynamic lock\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("block 12: 0000000000000000  locked\n"), std::string::npos) << r.out;
+  // Block 0F: the dynamic lock bits only take --force, and only get set.
+  r = On({"topaz", "write-byte", "0x7B", "01"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err,
+            "orvex: writing byte 7B: block 0F holds the dynamic lock bits (bytes 7A-7F); set bits there cannot be "
+            "cleared; nothing was written (give --force to write it anyway)\n");
+  EXPECT_EQ(tag->memory()[0x7B], 0x00);
+}
+
+// The simulated tag itself refuses a write to a dynamically locked block.
+TEST_F(Field, TopazTagKeepsADynamicallyLockedBlock) {
+  auto tag = std::make_shared<orvexsim::Topaz>(orvexsim::Bytes{0x92, 0x0C, 0x82, 0xAE});
+  Serve({tag});
+  // Bit 0 of byte 7A set through the tool (forced): block 10 locked for good.
+  Result r = On({"topaz", "write-byte", "0x7A", "01", "--force"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(tag->memory()[0x7A], 0x01);
+  r = On({"topaz", "write-byte", "0x7A", "00", "--force"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(tag->memory()[0x7A], 0x01);
+  r = On({"topaz", "write-block", "0x10", "0102030405060708"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: writing block 10: block 10 of tag 920C82AE is locked (dynamic lock bytes 7A-7F: 010000000000); "
+            "nothing was written\n");
+  EXPECT_EQ(orvexsim::Slice(tag->memory(), 0x80, 8), orvexsim::Bytes(8, 0));
+}
+
+// The tool looks for the dynamic lock bits where the tag's Lock Control TLV
+// puts them (here at byte 68, not where the simulated tag keeps its own).
+TEST_F(Field, TopazLockControlTlvPlacesTheDynamicLockBits) {
+  auto tag = std::make_shared<orvexsim::Topaz>(orvexsim::Bytes{0x92, 0x0C, 0x82, 0xAE});
+  // After the capability container: Lock Control TLV 01 03 D0 30 33 (byte
+  // D x 8 + 0 = 68, 48 bits, 8 bytes a bit), then the NDEF message TLV.
+  const orvexsim::Bytes tlvs = {0x01, 0x03, 0xD0, 0x30, 0x33, 0x03, 0x00, 0xFE};
+  std::copy(tlvs.begin(), tlvs.end(), tag->memory().begin() + 12);
+  tag->memory()[0x68] = 0x02;  // block 11
+  Serve({tag});
+  Result r = On({"topaz", "write-block", "0x11", "0102030405060708"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err,
+            "orvex: writing block 11: block 11 of tag 920C82AE is locked (dynamic lock bytes 68-6D: 020000000000, "
+            "where its Lock Control TLV puts them); nothing was written\n");
+  EXPECT_EQ(orvexsim::Slice(tag->memory(), 0x11 * 8, 8), orvexsim::Bytes(8, 0));
+}
+
 TEST_F(Cli, TopazFailuresInWords) {
   Result r = Run({"topaz", "read"});
   EXPECT_EQ(r.status, 1);

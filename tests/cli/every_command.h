@@ -22,11 +22,13 @@ struct CommandCase {
 inline std::vector<CommandCase> EveryCommand(const std::string& dir) {
   auto Path = [&dir](const std::string& name) { return dir + "/" + name; };
   const std::string png = Path("lcd.png");
-  // The files a user brings: the AT88RF020's key, the SLE4442's PSC.
-  const std::string at88_key = Path("at88.key"), psc = Path("psc");
+  // The files a user brings: the AT88RF020's key, the SLE4442's PSC, the
+  // AES key of the MIFARE Plus at level 3.
+  const std::string at88_key = Path("at88.key"), psc = Path("psc"), aes_key = Path("aes.key");
   {
     std::ofstream(at88_key) << "FFFFFFFFFFFFFFFF\n";
     std::ofstream(psc) << "FFFFFF\n";
+    std::ofstream(aes_key) << "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF\n";
   }
   return {
       {{"info"}, "orvex info"},
@@ -122,6 +124,8 @@ inline std::vector<CommandCase> EveryCommand(const std::string& dir) {
       {{"--sim-card", "mfplus", "mfplus", "info"}, "orvex mfplus info"},
       {{"--sim-card", "mfplus", "mfplus", "perso", "9003", std::string(32, 'A')}, "orvex mfplus perso"},
       {{"--sim-card", "mfplus", "mfplus", "commit", "--yes"}, "orvex mfplus commit"},
+      {{"--sim-card", "mfplus-sl3", "mfplus", "value", "init", "5", "100", "-k", "@" + aes_key},
+       "orvex mfplus value init"},
       {{"--sim-display", "--sim-screen", png, "lcd", "text", "Welcome"}, "orvex lcd text"},
       {{"--sim-display", "lcd", "image", png}, "orvex lcd image"},
       {{"--sim-display", "lcd", "clock"}, "orvex lcd clock"},

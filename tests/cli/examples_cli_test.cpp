@@ -179,6 +179,7 @@ class Examples : public Cli {
           "00A40000021001 = 9000\n00B0950040 = 9000\n0084000008 = 9000\n");
     Write(Path("psc.txt"), "FFFFFF\n");
     Write(Path("at88.key"), "FFFFFFFFFFFFFFFF\n");
+    Write(Path("aes.key"), "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF\n");
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     image.width = 64;

@@ -122,7 +122,8 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
       {"orvex mfc value transfer", "orvex mfc value inc"}, {"orvex reader info", "orvex info"},
       {"orvex reader param set", "orvex reader param get"},
       {"orvex reader module433 set", "orvex reader module433 get"}, {"orvex sle4442 protect", "orvex sle4442 write"},
-      {"orvex mfplus switch-level", "orvex mfplus commit"}};
+      {"orvex mfplus switch-level", "orvex mfplus commit"}, {"orvex mfplus value init", "orvex mfplus value get"},
+      {"orvex mfplus value dec", "orvex mfplus value inc"}, {"orvex mfplus value backup", "orvex mfplus value inc"}};
   auto schema_of = [&](const std::string& command) {
     auto s = same.find(command);
     return schemas.find(s == same.end() ? command : s->second);
@@ -165,6 +166,11 @@ TEST_F(Json, JsonOutputOfEveryCommandFollowsItsSchema) {
         {{"switch-level", "3", "-k", key, "--yes"}, "orvex mfplus switch-level"},
         {{"write", "4", std::string(32, 'B'), "-k", key}, "orvex mfplus write"},
         {{"read", "4", "2", "-k", key}, "orvex mfplus read"},
+        {{"value", "init", "5", "100", "-k", key}, "orvex mfplus value init"},
+        {{"value", "get", "5", "-k", key}, "orvex mfplus value get"},
+        {{"value", "inc", "5", "7", "-k", key}, "orvex mfplus value inc"},
+        {{"value", "dec", "5", "2", "-k", key}, "orvex mfplus value dec"},
+        {{"value", "backup", "5", "--to", "6", "-k", key}, "orvex mfplus value backup"},
     };
     for (const CommandCase& c : level3) {
       std::vector<std::string> args = {"--device", sim.pty(), "mfplus"};

@@ -144,6 +144,79 @@ TEST(SimNtag, NfcCounterCountsTheFirstReadOfEachPowerUp) {
   EXPECT_EQ((Bytes{2, 0, 0}), t->Transceive({0x39, 0x02}).value());
 }
 
+TEST(SimNtag, SmallerNtagsAndUltralightEv1) {
+  struct Row {
+    Ntag::Model m;
+    const char* kind;
+    Bytes version;
+    int pages, user, dynlock, cfg0;
+    Bytes page3;
+  } rows[] = {
+      {Ntag::Model::k210, "ntag210", {0x00, 0x04, 0x04, 0x01, 0x01, 0x00, 0x0B, 0x03}, 20, 48, -1, 16, {0xE1, 0x10, 0x06, 0x00}},
+      {Ntag::Model::k212, "ntag212", {0x00, 0x04, 0x04, 0x01, 0x01, 0x00, 0x0E, 0x03}, 41, 128, 36, 37, {0xE1, 0x10, 0x10, 0x00}},
+      {Ntag::Model::kUltralight48, "ulev1-48", {0x00, 0x04, 0x03, 0x01, 0x01, 0x00, 0x0B, 0x03}, 20, 48, -1, 16, {0, 0, 0, 0}},
+      {Ntag::Model::kUltralight128, "ulev1-128", {0x00, 0x04, 0x03, 0x01, 0x01, 0x00, 0x0E, 0x03}, 41, 128, 36, 37, {0, 0, 0, 0}},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(r.kind);
+    auto t = Active(r.m);
+    EXPECT_EQ(r.kind, t->kind());
+    EXPECT_EQ(r.version, t->Transceive({0x60}).value());
+    EXPECT_EQ(r.pages, t->pages());
+    EXPECT_EQ(static_cast<size_t>(r.pages) * 4, t->memory().size());
+    EXPECT_EQ(r.user, t->user_bytes());
+    EXPECT_EQ(r.dynlock, t->dynlock_page());
+    EXPECT_EQ(r.cfg0, t->cfg_page());
+    EXPECT_EQ(r.page3, Slice(t->memory(), 12, 4));
+    EXPECT_EQ(0xFF, t->memory()[static_cast<size_t>(r.cfg0) * 4 + 3]);  // AUTH0: no page protected
+    // The last user page takes writes; the page after it is no user page.
+    const int last = r.cfg0 - (r.dynlock < 0 ? 1 : 2);
+    EXPECT_TRUE(t->Transceive({0xA2, static_cast<uint8_t>(last), 1, 2, 3, 4}).has_value());
+    EXPECT_EQ((Bytes{1, 2, 3, 4}), Slice(t->memory(), static_cast<size_t>(last) * 4, 4));
+    EXPECT_EQ(32u, t->Transceive({0x3C, 0x00}).value().size());
+    // Password protection from page 4: writes refused until PWD_AUTH.
+    const uint8_t pwd = static_cast<uint8_t>(r.cfg0 + 2), pack = static_cast<uint8_t>(r.cfg0 + 3);
+    ASSERT_TRUE(t->Transceive({0xA2, pwd, 0x11, 0x22, 0x33, 0x44}).has_value());
+    ASSERT_TRUE(t->Transceive({0xA2, pack, 0xAB, 0xCD, 0, 0}).has_value());
+    ASSERT_TRUE(t->Transceive({0xA2, static_cast<uint8_t>(r.cfg0), 0, 0, 0, 4}).has_value());
+    EXPECT_FALSE(t->Transceive({0xA2, 4, 9, 9, 9, 9}).has_value());
+    EXPECT_EQ((Bytes{0xAB, 0xCD}), t->Transceive({0x1B, 0x11, 0x22, 0x33, 0x44}).value());
+    EXPECT_TRUE(t->Transceive({0xA2, 4, 9, 9, 9, 9}).has_value());
+  }
+}
+
+TEST(SimNtag, DynamicLockBitsOfTheNtag212LockTwoPagesEach) {
+  auto t = Active(Ntag::Model::k212);
+  // Bit 1 of the first dynamic lock byte: pages 18 and 19; the bits only get set.
+  ASSERT_TRUE(t->Transceive({0xA2, 36, 0x02, 0, 0, 0}).has_value());
+  ASSERT_TRUE(t->Transceive({0xA2, 36, 0x00, 0, 0, 0}).has_value());
+  EXPECT_EQ((Bytes{0x02, 0x00, 0x00, 0xBD}), Slice(t->memory(), 36 * 4, 4));
+  EXPECT_TRUE(t->Transceive({0xA2, 17, 1, 1, 1, 1}).has_value());
+  EXPECT_FALSE(t->Transceive({0xA2, 18, 1, 1, 1, 1}).has_value());
+  EXPECT_FALSE(t->Transceive({0xA2, 19, 1, 1, 1, 1}).has_value());
+  EXPECT_TRUE(t->Transceive({0xA2, 20, 1, 1, 1, 1}).has_value());
+  // No NFC counter on the NTAG212.
+  EXPECT_FALSE(t->Transceive({0x39, 0x02}).has_value());
+}
+
+TEST(SimNtag, UltralightEv1OneWayCounters) {
+  auto t = Active(Ntag::Model::kUltralight48);
+  EXPECT_EQ((Bytes{0, 0, 0}), t->Transceive({0x39, 0x00}).value());
+  EXPECT_EQ((Bytes{Ntag::kAck}), t->Transceive({0xA5, 0x01, 0x05, 0x01, 0x00, 0x00}).value());
+  EXPECT_EQ((Bytes{0x05, 0x01, 0x00}), t->Transceive({0x39, 0x01}).value());
+  EXPECT_EQ(0x105u, t->counter(1));
+  EXPECT_EQ(0u, t->counter(0));
+  // Past FFFFFF: refused, the counter as it was.
+  EXPECT_TRUE(t->Transceive({0xA5, 0x02, 0xFF, 0xFF, 0xFF, 0x00}).has_value());
+  EXPECT_FALSE(t->Transceive({0xA5, 0x02, 0x01, 0x00, 0x00, 0x00}).has_value());
+  EXPECT_EQ((Bytes{0xFF, 0xFF, 0xFF}), t->Transceive({0x39, 0x02}).value());
+  EXPECT_FALSE(t->Transceive({0x39, 0x03}).has_value());
+  EXPECT_EQ((Bytes{0xBD}), t->Transceive({0x3E, 0x00}).value());
+  // Reads do not count on an Ultralight EV1.
+  t->Transceive({0x30, 4});
+  EXPECT_EQ(0u, t->counter(0));
+}
+
 TEST(SimNtag, ThroughTheReader) {
   Simulator sim;
   sim.Place(std::make_shared<Ntag>(Ntag::Model::k215, kUid));
@@ -209,4 +282,22 @@ TEST(SimTopaz, StaticLockBitsRefuseWritesToTheirBlocks) {
   // Blocks 03 and 08 still take writes.
   EXPECT_EQ((Bytes{0x00, 0x18, 0x5A}), cmd(Concat({0x00, 5, 0x53, 0x18, 0x5A}, uid)).data);
   EXPECT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x08, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+}
+
+TEST(SimTopaz, DynamicLockBitsRefuseWritesToTheirBlocks) {
+  Simulator sim;
+  const Bytes uid = {0x11, 0x22, 0x33, 0x44};
+  auto tag = std::make_shared<Topaz>(uid);
+  sim.Place(tag);
+  auto cmd = [&](const Bytes& d) { return sim.Handle(1, 0xC0, d).value_or(Reply::Fail(0xFF)); };
+  sim.Handle(1, 0x22, {0x26});
+  // Block 0F: bytes 78 and 79 reserved, 7A to 7F the dynamic lock bytes,
+  // whose bits are only set (even by WRITE-E8). Bit 1 of 7A locks block 11.
+  ASSERT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x0F, 9, 9, 0x02, 0, 0, 0, 0, 0}, uid)).status);
+  ASSERT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x53, 0x7A, 0x00}, uid)).status);
+  EXPECT_EQ((Bytes{0, 0, 0x02, 0, 0, 0, 0, 0}), Slice(tag->memory(), 0x78, 8));
+  EXPECT_EQ(status::kCardRefused, cmd(Concat({0x00, 5, 0x54, 0x11, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+  EXPECT_EQ(Bytes(8, 0), Slice(tag->memory(), 0x88, 8));
+  EXPECT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x10, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
+  EXPECT_EQ(status::kOk, cmd(Concat({0x00, 5, 0x54, 0x12, 1, 2, 3, 4, 5, 6, 7, 8}, uid)).status);
 }

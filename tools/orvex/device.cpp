@@ -51,8 +51,21 @@ std::string Joined(const std::vector<std::string>& v, const char* sep) {
 
 // A card from a memory image: a MIFARE Classic 1K or 4K (.mfd, 1024 or
 // 4096 bytes, or a dump in .eml or .json) or an NTAG213, 215 or 216 (180, 540 or 924 bytes, its UID in
-// pages 0 and 1).
-std::shared_ptr<orvexsim::Card> LoadImage(const std::string& path, std::string& error) {
+// pages 0 and 1). The NTAG210 and NTAG212 share their sizes (80 and 164
+// bytes) with the Ultralight EV1: their images are named with the kind,
+// "ntag210:FILE" (any NTAG or Ultralight EV1 kind may be named so).
+std::shared_ptr<orvexsim::Card> LoadImage(const std::string& text, std::string& error) {
+  using Model = orvexsim::Ntag::Model;
+  const std::map<std::string, Model> kinds = {
+      {"ntag210", Model::k210}, {"ntag212", Model::k212},         {"ntag213", Model::k213},
+      {"ntag215", Model::k215}, {"ntag216", Model::k216},         {"ulev1-48", Model::kUltralight48},
+      {"ulev1-128", Model::kUltralight128}};
+  std::string path = text;
+  auto named = kinds.end();
+  if (text.find(':') != std::string::npos) {
+    named = kinds.find(text.substr(0, text.find(':')));
+    if (named != kinds.end()) path = text.substr(text.find(':') + 1);
+  }
   std::ifstream in(path, std::ios::binary);
   if (!in) {
     error = "cannot read " + path;
@@ -60,7 +73,15 @@ std::shared_ptr<orvexsim::Card> LoadImage(const std::string& path, std::string& 
   }
   orvexsim::Bytes image((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   const orvexformats::DumpFormat format = orvexformats::FormatOfName(path);
-  if (format != orvexformats::DumpFormat::kMfd) {
+  if (named != kinds.end()) {
+    auto card = std::make_shared<orvexsim::Ntag>(named->second, orvexsim::Bytes{4, 0, 0, 0, 0, 0, 0});
+    if (image.size() != card->memory().size()) {
+      error = "the memory of an " + named->first + " has " + std::to_string(card->memory().size()) + " bytes; " + path +
+              " holds " + std::to_string(image.size());
+      return nullptr;
+    }
+  }
+  if (format != orvexformats::DumpFormat::kMfd && named == kinds.end()) {
     // A MIFARE Classic dump as text, read as mfc restore reads it; a card
     // needs every byte of it.
     try {
@@ -77,12 +98,17 @@ std::shared_ptr<orvexsim::Card> LoadImage(const std::string& path, std::string& 
       return nullptr;
     }
   }
-  using Model = orvexsim::Ntag::Model;
   const std::map<size_t, Model> ntags = {{180, Model::k213}, {540, Model::k215}, {924, Model::k216}};
   auto ntag = ntags.find(image.size());
-  if (ntag == ntags.end()) return orvexsim::MifareClassic::LoadMfd(path, error);
+  if (named == kinds.end() && (image.size() == 80 || image.size() == 164)) {
+    error = "an image of " + std::to_string(image.size()) + " bytes is an " +
+            (image.size() == 80 ? "NTAG210 or an Ultralight EV1 (48 bytes)" : "NTAG212 or an Ultralight EV1 (128 bytes)") +
+            ": name the kind, e.g. " + (image.size() == 80 ? "ntag210:" : "ulev1-128:") + path;
+    return nullptr;
+  }
+  if (named == kinds.end() && ntag == ntags.end()) return orvexsim::MifareClassic::LoadMfd(path, error);
   orvexsim::Bytes uid{image[0], image[1], image[2], image[4], image[5], image[6], image[7]};
-  auto card = std::make_shared<orvexsim::Ntag>(ntag->second, uid);
+  auto card = std::make_shared<orvexsim::Ntag>(named != kinds.end() ? named->second : ntag->second, uid);
   card->memory() = image;
   return card;
 }

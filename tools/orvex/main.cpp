@@ -150,7 +150,8 @@ int main(int argc, char** argv) {
   app.add_option("--sim-load", ctx.device.sim_load,
                  "simulated field: a card holding this memory image: a MIFARE Classic (.mfd, "
                  "1024 or 4096 bytes, or a complete .eml or .json dump) or an NTAG213/215/216 (180, 540 or 924 "
-                 "bytes)");
+                 "bytes); KIND:FILE names an NTAG or Ultralight EV1 kind (ntag210:FILE, ulev1-48:FILE; "
+                 "needed for 80 and 164 bytes)");
   app.add_option("--sim-save", ctx.device.sim_save,
                  "simulated field: at the end (also of a failed command), write the first MIFARE "
                  "Classic's or NTAG's memory to this file");

@@ -3,11 +3,14 @@
 // write. A card leaves the factory at security level 0, where it takes its
 // personalisation (block data, AES keys); commit moves it to level 1 for
 // good, and the level-switch keys move it on to level 2 or 3, where blocks
-// are read and written after an AES authentication of their sector.
+// are read and written after an AES authentication of their sector, and
+// value blocks kept (value get, init, inc, dec, backup).
 #include <algorithm>
+#include <climits>
 
 #include "commands.h"
 #include "iso14443a.h"
+#include "mifare_classic.h"
 
 namespace orvextool {
 
@@ -16,8 +19,7 @@ constexpr int kBlocks = 256;
 // The AES key of sector S: key A at 0x4000 + 2 S, key B one after.
 constexpr int kSectorKeys = 0x4000;
 
-int SectorOf(int block) { return block < 128 ? block / 4 : 32 + (block - 128) / 16; }
-int SectorEnd(int block) { return block < 128 ? (block / 4 + 1) * 4 : 128 + ((block - 128) / 16 + 1) * 16; }
+int SectorEnd(int block) { return FirstBlock(SectorOf(block)) + BlocksIn(SectorOf(block)); }
 
 TypeACardInfo SelectPlus(Context& ctx) {
   ctx.Open();
@@ -174,6 +176,147 @@ void Write(Context& ctx, const BlockOptions& o, const std::string& hex) {
            " and read them back");
 }
 
+// ---- value blocks ---------------------------------------------------------------
+
+enum class ValueOp { kGet, kInit, kInc, kDec, kBackup };
+
+struct ValueOptions {
+  BlockOptions at;
+  long long amount = 0;
+  int to = -1;  // backup: the block the value is copied to
+};
+
+const char* ValueOpWord(ValueOp op) {
+  switch (op) {
+    case ValueOp::kGet: return "get";
+    case ValueOp::kInit: return "init";
+    case ValueOp::kInc: return "inc";
+    case ValueOp::kDec: return "dec";
+    default: return "backup";
+  }
+}
+
+// Block block read and decoded as a value block, or a Failure that says
+// why it is none (more: what follows, such as ". Nothing was written").
+orvexformats::ValueBlock ReadValue(Context& ctx, const TypeACardInfo& card, int block, Bytes& data,
+                                   const std::string& more) {
+  data = ReadBlocks(ctx, block, 1);
+  orvexformats::ValueBlock v;
+  const std::string why = orvexformats::DecodeValueBlock(data.data(), v);
+  if (!why.empty())
+    throw Failure("block " + std::to_string(block) + " of " + Hex(card.uid) + " is not a value block: " + why +
+                  " (it holds " + Hex(data) + ")" + more);
+  return v;
+}
+
+void Value(Context& ctx, ValueOp op, const ValueOptions& o) {
+  const std::string verb = std::string("value ") + ValueOpWord(op), what = "mfplus " + verb;
+  const int block = o.at.block;
+  CheckValueBlockNumber(block, what);
+  const int to = op == ValueOp::kBackup ? o.to : block;
+  if (op == ValueOp::kBackup) {
+    if (to == block) throw Failure(what + ": --to names block " + std::to_string(block) + " itself; give another block of sector " + std::to_string(SectorOf(block)), 2);
+    CheckValueBlockNumber(to, what + " --to");
+    if (SectorOf(to) != SectorOf(block))
+      throw Failure(what + ": --to " + std::to_string(to) + " is in sector " + std::to_string(SectorOf(to)) +
+                        ", not in sector " + std::to_string(SectorOf(block)) + " with block " +
+                        std::to_string(block) + ": the card copies a value within one sector",
+                    2);
+  }
+  if (op == ValueOp::kInit && (o.amount < INT32_MIN || o.amount > INT32_MAX))
+    throw Failure(what + ": a value block holds -2147483648 to 2147483647, not " + std::to_string(o.amount), 2);
+  if ((op == ValueOp::kInc || op == ValueOp::kDec) && (o.amount < 0 || o.amount > INT32_MAX))
+    throw Failure(what + ": the amount is 0 to 2147483647, not " + std::to_string(o.amount), 2);
+  const TypeACardInfo card = Authenticated(ctx, o.at, 1, verb);
+  const std::string of = "block " + std::to_string(block) + " of " + Hex(card.uid);
+  Json& d = ctx.out().doc();
+  d["uid"] = Hex(card.uid);
+  d["block"] = block;
+  Bytes data;
+
+  if (op == ValueOp::kGet) {
+    const orvexformats::ValueBlock v = ReadValue(ctx, card, block, data, "");
+    // The card's own reading of the value must agree with the block's bytes.
+    int purse = 0;
+    CheckCard(ctx.ov.OV_MFP_L3_Purse_Read(ctx.reader_id, block, &purse), "reading the value of block " + std::to_string(block),
+              Refusal("the card refused"));
+    if (purse != v.value)
+      throw Failure(of + ": the card reads the value " + std::to_string(purse) + ", its bytes hold " +
+                    std::to_string(v.value));
+    d["value"] = v.value;
+    d["address"] = v.address;
+    d["data"] = Hex(data);
+    char label[32];
+    std::snprintf(label, sizeof label, "block %3d: ", block);
+    ctx.out().Line(std::string(label) + "value " + ValueText(v));
+    return;
+  }
+
+  if (op == ValueOp::kInit) {
+    CheckCard(ctx.ov.OV_MFP_L3_Purse_Initial(ctx.reader_id, block, static_cast<int>(o.amount)),
+              "formatting block " + std::to_string(block), Refusal("the card refused; nothing was written"));
+    orvexformats::ValueBlock after;
+    try {
+      after = ReadValue(ctx, card, block, data, "");
+    } catch (const Failure& f) {
+      throw Failure(of + " was written, but reading it back failed: " + f.what());
+    }
+    if (after.value != o.amount)
+      throw Failure(of + " reads back with value " + std::to_string(after.value) + ", not " + std::to_string(o.amount));
+    d["value"] = after.value;
+    d["address"] = after.address;
+    d["data"] = Hex(data);
+    ctx.Done(of + " is now a value block holding " + ValueText(after) + ": wrote " + Hex(data) +
+             ", read back and checked");
+    return;
+  }
+
+  // inc, dec, backup: the value before, checked; the result must stay in range.
+  const orvexformats::ValueBlock before = ReadValue(ctx, card, block, data, ". Nothing was written");
+  Bytes to_before;
+  if (to != block) to_before = ReadBlocks(ctx, to, 1);
+  const long long expect = op == ValueOp::kInc   ? static_cast<long long>(before.value) + o.amount
+                           : op == ValueOp::kDec ? static_cast<long long>(before.value) - o.amount
+                                                 : before.value;
+  if (expect < INT32_MIN || expect > INT32_MAX)
+    throw Failure(what + ": " + std::to_string(before.value) + (op == ValueOp::kInc ? " + " : " - ") +
+                  std::to_string(o.amount) +
+                  " leaves the range of a value block (-2147483648 to 2147483647). Nothing was written");
+  const int amount = static_cast<int>(o.amount);
+  const int rc = op == ValueOp::kInc   ? ctx.ov.OV_MFP_L3_Purse_Charge(ctx.reader_id, block, amount)
+                 : op == ValueOp::kDec ? ctx.ov.OV_MFP_L3_Purse_Decrease(ctx.reader_id, block, amount)
+                                       : ctx.ov.OV_MFP_L3_Purse_Backup(ctx.reader_id, block, to);
+  CheckCard(rc, what + " of block " + std::to_string(block),
+            Refusal(std::string("the card refused the ") +
+                    (op == ValueOp::kInc ? "increment" : op == ValueOp::kDec ? "decrement" : "copy") +
+                    "; nothing was written"));
+  orvexformats::ValueBlock after;
+  try {
+    after = ReadValue(ctx, card, to, data, "");
+  } catch (const Failure& f) {
+    throw Failure("block " + std::to_string(to) + " of " + Hex(card.uid) + " was written, but reading it back failed: " + f.what());
+  }
+  if (after.value != expect)
+    throw Failure("block " + std::to_string(to) + " of " + Hex(card.uid) + " reads back with value " +
+                  std::to_string(after.value) + ", not " + std::to_string(expect));
+  d["operation"] = ValueOpWord(op);
+  if (op != ValueOp::kBackup) d["amount"] = o.amount;
+  d["to"] = to;
+  d["before"] = before.value;
+  d["after"] = after.value;
+  d["address"] = after.address;
+  std::string line = of + ": value " + std::to_string(before.value);
+  if (op == ValueOp::kInc) line += " + " + std::to_string(o.amount) + " = " + std::to_string(after.value);
+  if (op == ValueOp::kDec) line += " - " + std::to_string(o.amount) + " = " + std::to_string(after.value);
+  if (op == ValueOp::kBackup) {
+    orvexformats::ValueBlock old;
+    const bool was_value = orvexformats::DecodeValueBlock(to_before.data(), old).empty();
+    line += " copied to block " + std::to_string(to) + " (it held " +
+            (was_value ? "value " + std::to_string(old.value) : Hex(to_before)) + ")";
+  }
+  ctx.Done(line + ", read back");
+}
+
 }  // namespace
 
 void AddMifarePlusCommands(CLI::App& app, Context& ctx) {
@@ -220,6 +363,36 @@ void AddMifarePlusCommands(CLI::App& app, Context& ctx) {
   write->add_option("-k,--key", write_o.key, "the sector's AES key: @FILE, - (standard input) or hex")->required();
   write->add_flag("-B,--key-b", write_o.key_b, "authenticate with key B (default key A)");
   ctx.Register(write, [&ctx] { Write(ctx, write_o, write_hex); });
+
+  static ValueOptions value;
+  auto* v = plus->add_subcommand("value", "level 2 or 3: value blocks: get, init, inc, dec, backup");
+  v->require_subcommand(1);
+  struct ValueCommand {
+    ValueOp op;
+    const char* help;
+  };
+  for (const ValueCommand& c :
+       {ValueCommand{ValueOp::kGet, "decode a value block: value, inverse and address byte checked"},
+        ValueCommand{ValueOp::kInit, "format a block as a value block holding VALUE"},
+        ValueCommand{ValueOp::kInc, "add AMOUNT to a value block"},
+        ValueCommand{ValueOp::kDec, "subtract AMOUNT from a value block"},
+        ValueCommand{ValueOp::kBackup, "copy a value block to --to BLOCK of the same sector"}}) {
+    auto* sub = v->add_subcommand(ValueOpWord(c.op), c.help);
+    sub->add_option("BLOCK", value.at.block, "the value block (1 to 255, no sector trailer)")
+        ->required()
+        ->check(CLI::Range(0, 255));
+    if (c.op == ValueOp::kInit) sub->add_option("VALUE", value.amount, "the value, -2147483648 to 2147483647")->required();
+    if (c.op == ValueOp::kInc || c.op == ValueOp::kDec)
+      sub->add_option("AMOUNT", value.amount, "0 to 2147483647")->required();
+    if (c.op == ValueOp::kBackup)
+      sub->add_option("--to", value.to, "the block of the same sector the value is copied to")
+          ->required()
+          ->check(CLI::Range(0, 255));
+    sub->add_option("-k,--key", value.at.key, "the sector's AES key: @FILE, - (standard input) or hex")->required();
+    sub->add_flag("-B,--key-b", value.at.key_b, "authenticate with key B (default key A)");
+    const ValueOp op = c.op;
+    ctx.Register(sub, [&ctx, op] { Value(ctx, op, value); });
+  }
 }
 
 }  // namespace orvextool

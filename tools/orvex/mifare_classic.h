@@ -25,6 +25,12 @@ using orvexformats::SectorOf;
 using orvexformats::Sectors;
 using orvexformats::TrailerOf;
 
+// A block a value operation may use (MIFARE Classic or Plus): not block 0,
+// not a sector trailer; else a usage Failure (what: the command).
+void CheckValueBlockNumber(int block, const std::string& what);
+// "100 (address byte 05)"
+std::string ValueText(const orvexformats::ValueBlock& v);
+
 // A session on one MIFARE Classic card: after a refusal the card falls back
 // to idle, so every retry selects it again (and checks it is the same card).
 class Classic {

@@ -18,6 +18,19 @@
 
 namespace orvextool {
 
+void CheckValueBlockNumber(int block, const std::string& what) {
+  if (block == 0)
+    throw Failure(what + ": block 0 holds the UID and manufacturer data, never a value. Nothing was written", 2);
+  if (IsTrailer(block))
+    throw Failure(what + ": block " + std::to_string(block) +
+                      " is a sector trailer (keys and access bits), never a value. Nothing was written",
+                  2);
+}
+
+std::string ValueText(const orvexformats::ValueBlock& v) {
+  return std::to_string(v.value) + " (address byte " + Hex(&v.address, 1) + ")";
+}
+
 namespace {
 
 // Adds the keys of a key list file (one 12-hex-digit key a line, "#" starts
@@ -522,16 +535,6 @@ const char* ValueOpWord(ValueOp op) {
   }
 }
 
-// A block a value operation may use: not block 0, not a trailer.
-void CheckValueBlockNumber(int block, const std::string& what) {
-  if (block == 0)
-    throw Failure(what + ": block 0 holds the UID and manufacturer data, never a value. Nothing was written", 2);
-  if (IsTrailer(block))
-    throw Failure(what + ": block " + std::to_string(block) +
-                      " is a sector trailer (keys and access bits), never a value. Nothing was written",
-                  2);
-}
-
 // Decodes a block read as a value block; not one is a Failure that says
 // why (more: what follows, such as "nothing was written").
 orvexformats::ValueBlock ReadValue(Classic& mfc, int block, const uint8_t* data, const std::string& more) {
@@ -541,10 +544,6 @@ orvexformats::ValueBlock ReadValue(Classic& mfc, int block, const uint8_t* data,
     throw Failure("block " + std::to_string(block) + " of " + Hex(mfc.card().uid) + " is not a value block: " + why +
                   " (it holds " + Hex(data, 16) + ")" + more);
   return v;
-}
-
-std::string ValueText(const orvexformats::ValueBlock& v) {
-  return std::to_string(v.value) + " (address byte " + Hex(&v.address, 1) + ")";
 }
 
 void Value(Context& ctx, ValueOp op, const ValueOptions& o) {

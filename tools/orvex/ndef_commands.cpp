@@ -10,6 +10,7 @@
 #include "ndef/forum/mad.h"
 #include "ndef/forum/records.h"
 #include "ndef_tags.h"
+#include "ntag.h"
 
 namespace orvextool {
 
@@ -305,20 +306,17 @@ struct FormatOptions {
   bool yes = false;
 };
 
-// A blank NTAG: the capability container (one-time programmable: its bits
+// A blank NTAG or Ultralight EV1: the capability container (one-time programmable: its bits
 // can never be cleared again) and an empty message.
 void FormatType2(Context& ctx, const TypeACardInfo& card, bool yes) {
   unsigned char version[ORVEX_MAX_ANSWER] = {};
   CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, version), "reading the tag's version",
-            "the card " + Hex(card.uid) + " is not an NTAG21x (no answer to GET_VERSION)");
-  unsigned char size = 0;
-  std::string kind;
-  switch (version[6]) {
-    case 0x0F: size = 0x12, kind = "NTAG213"; break;
-    case 0x11: size = 0x3E, kind = "NTAG215"; break;
-    case 0x13: size = 0x6D, kind = "NTAG216"; break;
-    default: throw Failure("the card " + Hex(card.uid) + " reports an unknown NTAG size (version " + Hex(version, 8) + ")");
-  }
+            "the card " + Hex(card.uid) + " is not an NTAG or Ultralight EV1 (no answer to GET_VERSION)");
+  NtagModel model;
+  if (!NtagModelOf(version, model))
+    throw Failure("the card " + Hex(card.uid) + " reports an unknown NTAG size (version " + Hex(version, 8) + ")");
+  const unsigned char size = static_cast<unsigned char>(model.cc_size);
+  const std::string kind = model.name;
   unsigned char cc[ORVEX_MAX_ANSWER];
   int len = 0;
   CheckCard(ctx.ov.OV_NTag_Read(ctx.reader_id, 3, &len, cc), "reading the capability container",

@@ -6,6 +6,7 @@
 #include "iso14443a.h"
 #include "mifare_access.h"
 #include "mifare_classic.h"
+#include "ntag.h"
 #include "topaz.h"
 #include "ndef/forum/mad.h"
 #include "vicinity.h"
@@ -78,12 +79,8 @@ NdefTag OpenType2(Context& ctx, const TypeACardInfo& card) {
   tag.kind = "NFC Forum Type 2 tag";
   unsigned char version[ORVEX_MAX_ANSWER] = {};
   if (ctx.ov.OV_NTag_GetVersion(ctx.reader_id, version) == 1) {
-    switch (version[6]) {
-      case 0x0F: tag.kind = "NTAG213"; break;
-      case 0x11: tag.kind = "NTAG215"; break;
-      case 0x13: tag.kind = "NTAG216"; break;
-      default: break;
-    }
+    NtagModel model;
+    if (NtagModelOf(version, model)) tag.kind = model.name;
   } else {
     // A tag without GET_VERSION falls back to idle: select it again.
     TypeACardInfo again;

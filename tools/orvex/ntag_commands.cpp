@@ -18,6 +18,7 @@
 #include "commands.h"
 #include "iso14443a.h"
 #include "link/deadlines.h"
+#include "ntag.h"
 
 namespace orvextool {
 
@@ -32,46 +33,6 @@ constexpr uint8_t kProt = 0x80;        // reads need the password too
 constexpr uint8_t kCfgLock = 0x40;     // CFG0 and CFG1 locked for good
 constexpr uint8_t kCounterOn = 0x10;   // the NFC counter counts the first read of each power-up
 constexpr uint8_t kCounterPwd = 0x08;  // reading the counter needs the password
-
-struct NtagModel {
-  std::string name;
-  int pages = 0;
-  bool dynamic_lock = false;  // a dynamic lock page before the configuration pages
-  bool counter = false;       // the NFC counter (READ_CNT 02)
-  int dynlock_page() const { return pages - 5; }
-  int cfg0() const { return pages - 4; }
-  int cfg1() const { return pages - 3; }
-  int pwd() const { return pages - 2; }
-  int pack() const { return pages - 1; }
-  // User memory: page 4 up to the dynamic lock page, or to CFG0 without one.
-  int last_user() const { return dynamic_lock ? dynlock_page() - 1 : cfg0() - 1; }
-  // Each dynamic lock bit locks this many pages from page 16 on.
-  int dynamic_span() const { return pages <= 45 ? 2 : 16; }
-};
-
-// From GET_VERSION: byte 2 the product type (03 Ultralight EV1, 04 NTAG),
-// byte 6 the storage size.
-bool ModelOf(const unsigned char* version, NtagModel& m) {
-  struct Known {
-    int type, size;
-    NtagModel model;
-  };
-  static const Known kKnown[] = {
-      {0x04, 0x0B, {"NTAG210", 20, false, false}},
-      {0x04, 0x0E, {"NTAG212", 41, true, false}},
-      {0x04, 0x0F, {"NTAG213", 45, true, true}},
-      {0x04, 0x11, {"NTAG215", 135, true, true}},
-      {0x04, 0x13, {"NTAG216", 231, true, true}},
-      {0x03, 0x0B, {"Ultralight EV1 (48 bytes)", 20, false, false}},
-      {0x03, 0x0E, {"Ultralight EV1 (128 bytes)", 41, true, false}},
-  };
-  for (const Known& k : kKnown)
-    if (version[2] == k.type && version[6] == k.size) {
-      m = k.model;
-      return true;
-    }
-  return false;
-}
 
 // "4-10, 12, 20-23"
 std::string PageList(const std::vector<int>& pages) {
@@ -128,7 +89,7 @@ class Tag {
     CheckCard(ctx.ov.OV_NTag_GetVersion(ctx.reader_id, v), "reading the tag's version",
               "the card " + Hex(card.uid) + " is not an NTAG or Ultralight EV1 tag (no answer to GET_VERSION)");
     version.assign(v, v + 8);
-    known = ModelOf(v, model);
+    known = NtagModelOf(v, model);
     if (!known) return;
     Authenticate();
     auto cfg = Read(model.cfg0(), model.cfg1());
@@ -362,10 +323,18 @@ void Info(Context& ctx, const PasswordOptions& pw) {
     out.Field("locked_pages", "locked pages", locked, PageList(locked));
   }
 
-  // NFC counter.
+  // NFC counter; of the Ultralight EV1's three one-way counters, counter 2:
+  // the reader reads that one (READ_CNT 02), which needs no password.
   Json counter = nullptr;
   std::string state = "absent", text = "none on this tag";
-  if (m.counter) {
+  const bool one_way = m.counter == NtagModel::Counter::kOneWay;
+  if (one_way) {
+    int n = 0;
+    CheckCard(ctx.ov.OV_NTag_ReadCounter(ctx.reader_id, &n), "reading counter 2", "the tag refused");
+    state = "enabled";
+    counter = n;
+    text = std::to_string(n) + " (one-way; counters 0 and 1 are not read)";
+  } else if (m.counter == NtagModel::Counter::kNfc) {
     if (!cfg) {
       state = "unknown";
       text = "unknown (the configuration is read-protected)";
@@ -384,7 +353,7 @@ void Info(Context& ctx, const PasswordOptions& pw) {
       text = std::to_string(n);
     }
   }
-  out.Field("counter_state", "NFC counter", state, text);
+  out.Field("counter_state", one_way ? "counter 2" : "NFC counter", state, text);
   out.doc()["counter"] = counter;
 
   // Originality signature.
@@ -757,6 +726,29 @@ void Restore(Context& ctx, const RestoreOptions& o) {
 }
 
 }  // namespace
+
+bool NtagModelOf(const unsigned char* version, NtagModel& m) {
+  using C = NtagModel::Counter;
+  struct Known {
+    int type, size;
+    NtagModel model;
+  };
+  static const Known kKnown[] = {
+      {0x04, 0x0B, {"NTAG210", 20, false, C::kNone, 0x06}},
+      {0x04, 0x0E, {"NTAG212", 41, true, C::kNone, 0x10}},
+      {0x04, 0x0F, {"NTAG213", 45, true, C::kNfc, 0x12}},
+      {0x04, 0x11, {"NTAG215", 135, true, C::kNfc, 0x3E}},
+      {0x04, 0x13, {"NTAG216", 231, true, C::kNfc, 0x6D}},
+      {0x03, 0x0B, {"Ultralight EV1 (48 bytes)", 20, false, C::kOneWay, 0x06}},
+      {0x03, 0x0E, {"Ultralight EV1 (128 bytes)", 41, true, C::kOneWay, 0x10}},
+  };
+  for (const Known& k : kKnown)
+    if (version[2] == k.type && version[6] == k.size) {
+      m = k.model;
+      return true;
+    }
+  return false;
+}
 
 void AddNtagCommands(CLI::App& app, Context& ctx) {
   auto* ntag = app.add_subcommand("ntag", "NTAG21x and Ultralight EV1 tags");

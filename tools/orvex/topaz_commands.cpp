@@ -74,16 +74,91 @@ bool LockedBy(const Bytes& static_memory, int block) {
   return ((lock >> (block % 8)) & 1) != 0;
 }
 
+// The dynamic lock bits of a tag with dynamic memory (from byte 80, block
+// 10, on): where its Lock Control TLV puts them, or, without one, where
+// the Topaz 512 keeps them: bytes 7A to 7F of block 0F, 48 bits, each
+// locking one block.
+struct DynamicLocks {
+  int address = 0x7A;
+  int bits = 48;
+  int bytes_per_bit = 8;
+  bool from_tlv = false;
+  int bytes() const { return (bits + 7) / 8; }
+};
+
+// The Lock Control TLV is looked for among the TLVs that precede the NDEF
+// Message TLV in the static memory (after the capability container in
+// bytes 08 to 0B).
+DynamicLocks DynamicLocksOf(const Bytes& static_memory) {
+  DynamicLocks d;
+  if (static_memory[8] != 0xE1) return d;
+  constexpr size_t kEnd = 0x68;  // the data blocks 01 to 0C
+  for (size_t i = 12; i + 1 < kEnd;) {
+    const uint8_t type = static_memory[i];
+    if (type == 0x00) {  // NULL TLV
+      ++i;
+      continue;
+    }
+    const size_t length = static_memory[i + 1];
+    if (type == 0x03 || type == 0xFE || length == 0xFF || i + 2 + length > kEnd) break;
+    if (type == 0x01 && length == 3) {
+      const uint8_t v0 = static_memory[i + 2], v1 = static_memory[i + 3], v2 = static_memory[i + 4];
+      d.address = (v0 >> 4) * (1 << (v2 & 0x0F)) + (v0 & 0x0F);
+      d.bits = v1 == 0 ? 256 : v1;
+      d.bytes_per_bit = 1 << (v2 >> 4);
+      d.from_tlv = true;
+      break;
+    }
+    i += 2 + length;
+  }
+  return d;
+}
+
+// Whether a dynamic lock bit (lock: the lock bytes) covers a byte of block.
+bool DynamicallyLocked(const DynamicLocks& d, const Bytes& lock, int block) {
+  for (int byte = block * 8; byte < block * 8 + 8; ++byte) {
+    if (byte < 0x80) return false;
+    const int bit = (byte - 0x80) / d.bytes_per_bit;
+    if (bit < d.bits && static_cast<size_t>(bit / 8) < lock.size() && ((lock[static_cast<size_t>(bit / 8)] >> (bit % 8)) & 1))
+      return true;
+  }
+  return false;
+}
+
+Bytes ReadBlock(Context& ctx, const TopazTag& tag, int block);
+
+// The dynamic lock bytes, read block by block (READ8).
+Bytes ReadDynamicLocks(Context& ctx, const TopazTag& tag, const DynamicLocks& d) {
+  Bytes blocks;
+  const int first = d.address / 8, last = (d.address + d.bytes() - 1) / 8;
+  if (last >= tag.blocks())
+    throw Failure("the Lock Control TLV of tag " + Hex(tag.uid) + " puts the dynamic lock bits at byte " +
+                  std::to_string(d.address) + ", past the tag's memory; nothing was written");
+  for (int b = first; b <= last; ++b) {
+    Bytes one = ReadBlock(ctx, tag, b);
+    blocks.insert(blocks.end(), one.begin(), one.end());
+  }
+  const auto from = blocks.begin() + (d.address - first * 8);
+  return Bytes(from, from + d.bytes());
+}
+
+// "7A-7F"
+std::string ByteRange(const DynamicLocks& d) {
+  return Hex1(static_cast<unsigned char>(d.address)) + "-" + Hex1(static_cast<unsigned char>(d.address + d.bytes() - 1));
+}
+
 // Why a write to block is refused without --force, "" when it is not.
-std::string Protected(int block) {
+std::string Protected(const TopazTag& tag, int block) {
   if (block == 0) return "block 00 holds the UID";
   if (block == kLockBlock) return "block 0E holds the lock bits and the one-time programmable bytes; set bits there cannot be cleared";
+  if (block == 0x0F && tag.blocks() > 16)
+    return "block 0F holds the dynamic lock bits (bytes 7A-7F); set bits there cannot be cleared";
   if (block == 0x0D || block == 0x0F) return "block " + Hex1(static_cast<unsigned char>(block)) + " is reserved";
   return "";
 }
 
-// Before any write: the block is on the tag, not locked, and not in the
-// UID/lock/reserved area unless forced.
+// Before any write: the block is on the tag, not locked (by a static or a
+// dynamic lock bit), and not in the UID/lock/reserved area unless forced.
 void CheckWritable(Context& ctx, const TopazTag& tag, int block, bool force, const std::string& what) {
   if (block >= tag.blocks())
     throw Failure(what + ": the tag " + Hex(tag.uid) + " has blocks 00 to " +
@@ -92,7 +167,15 @@ void CheckWritable(Context& ctx, const TopazTag& tag, int block, bool force, con
   if (LockedBy(memory, block))
     throw Failure(what + ": block " + Hex1(static_cast<unsigned char>(block)) + " of tag " + Hex(tag.uid) +
                   " is locked (lock bytes " + Hex(memory.data() + kLock0, 2) + "); nothing was written");
-  std::string why = Protected(block);
+  if (block >= 0x10) {
+    const DynamicLocks d = DynamicLocksOf(memory);
+    const Bytes lock = ReadDynamicLocks(ctx, tag, d);
+    if (DynamicallyLocked(d, lock, block))
+      throw Failure(what + ": block " + Hex1(static_cast<unsigned char>(block)) + " of tag " + Hex(tag.uid) +
+                    " is locked (dynamic lock bytes " + ByteRange(d) + ": " + Hex(lock) +
+                    (d.from_tlv ? ", where its Lock Control TLV puts them" : "") + "); nothing was written");
+  }
+  std::string why = Protected(tag, block);
   if (!why.empty() && !force)
     throw Failure(what + ": " + why + "; nothing was written (give --force to write it anyway)", 2);
 }
@@ -162,14 +245,22 @@ void ReadAllCommand(Context& ctx) {
                  std::to_string(tag.blocks()) + " blocks of 8 bytes, lock bytes " +
                  Hex(memory.data() + kLock0, 2));
   Json blocks = Json::array(), locked = Json::array();
+  const DynamicLocks dyn = DynamicLocksOf(memory);
+  Bytes dyn_lock;
+  if (tag.blocks() > 16 && dyn.address + dyn.bytes() <= static_cast<int>(memory.size()))
+    dyn_lock.assign(memory.begin() + dyn.address, memory.begin() + dyn.address + dyn.bytes());
   for (int b = 0; b < tag.blocks(); ++b) {
     std::string hex = Hex(memory.data() + b * 8, 8);
-    bool is_locked = LockedBy(memory, b);
+    bool is_locked = LockedBy(memory, b) || DynamicallyLocked(dyn, dyn_lock, b);
     if (is_locked) locked.push_back(b);
     blocks.push_back({{"block", b}, {"data", hex}});
     char label[24];
     std::snprintf(label, sizeof label, "block %02X: ", b);
-    std::string note = b == 0 ? "  UID" : b == kLockBlock ? "  lock, OTP" : (b == 0x0D || b == 0x0F) ? "  reserved" : "";
+    std::string note = b == 0                                 ? "  UID"
+                       : b == kLockBlock                      ? "  lock, OTP"
+                       : b == 0x0F && tag.blocks() > 16       ? "  dynamic lock"
+                       : (b == 0x0D || b == 0x0F)             ? "  reserved"
+                                                              : "";
     ctx.out().Line(label + hex + note + (is_locked ? "  locked" : ""));
   }
   Json& d = ctx.out().doc();
