@@ -8,6 +8,7 @@
 
 #include "commands.h"
 #include "iso14443a.h"
+#include "mifare_classic.h"
 
 namespace orvextool {
 
@@ -16,8 +17,9 @@ constexpr int kBlocks = 256;
 // The AES key of sector S: key A at 0x4000 + 2 S, key B one after.
 constexpr int kSectorKeys = 0x4000;
 
-int SectorOf(int block) { return block < 128 ? block / 4 : 32 + (block - 128) / 16; }
-int SectorEnd(int block) { return block < 128 ? (block / 4 + 1) * 4 : 128 + ((block - 128) / 16 + 1) * 16; }
+// The sectors lie as on a MIFARE Classic 4K: 32 of 4 blocks, then 8 of 16.
+// The block after the sector of block.
+int SectorEnd(int block) { return FirstBlock(SectorOf(block)) + BlocksIn(SectorOf(block)); }
 
 TypeACardInfo SelectPlus(Context& ctx) {
   ctx.Open();
