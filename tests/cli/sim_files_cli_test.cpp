@@ -82,6 +82,7 @@ TEST_F(SimFiles, ACardLeavingMidCommandIsSavedInTheFormatAsLeft) {
                   kData});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "orvex: the card 04112233445566 left the field\n");
   // The write reached the card before it left; the dump says so.
   const std::string eml = Slurp(Path("cut.eml"));
   ASSERT_EQ(eml.size(), 256u * 33);

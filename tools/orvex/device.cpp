@@ -227,6 +227,7 @@ std::string ChooseDevice() {
 // temporary name) now, so that a file that cannot be written is refused
 // before the command changes the card.
 void Link::PrepareSave(const std::string& path) {
+  if (path == "-") throw Failure("--sim-save: give a file (the card is not written to standard output)", 2);
   for (const auto& c : sim_->placed) {
     if (std::dynamic_pointer_cast<orvexsim::MifareClassic>(c)) {
       if (!orvexformats::FormatNamed(path, save_format_))
