@@ -14,7 +14,7 @@ if(TARGET orvex_tool)
                              ORVEX_MAN_DIR="${PROJECT_SOURCE_DIR}/tools/man"
                              ORVEX_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   target_link_libraries(cli_test PRIVATE GTest::gtest_main nlohmann_json::nlohmann_json
-                        PkgConfig::CLI_TEST_LIBPNG orvexsim orvex)
+                        PkgConfig::CLI_TEST_LIBPNG orvexsim orvexsim_files orvex)
   add_dependencies(cli_test orvex_tool orvex-sim)
   gtest_discover_tests(cli_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endif()

@@ -5,3 +5,9 @@ if(TARGET orvex_formats)
   target_link_libraries(formats_tests PRIVATE orvex_formats GTest::gtest_main)
   gtest_discover_tests(formats_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 60)
 endif()
+
+# Simulated MIFARE Classic cards from and to dump files (sim/files).
+if(TARGET orvexsim_files)
+  target_sources(formats_tests PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sim_files_unit.cpp)
+  target_link_libraries(formats_tests PRIVATE orvexsim_files)
+endif()

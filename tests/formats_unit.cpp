@@ -135,6 +135,22 @@ TEST(MifareDump, FormatsByNameAndWord) {
   EXPECT_FALSE(FormatOfWord("mfc", f));
 }
 
+TEST(MifareDump, FormatNamedOnlyByItsThreeNames) {
+  DumpFormat f = DumpFormat::kHex;
+  ASSERT_TRUE(FormatNamed("card.MFD", f));
+  EXPECT_EQ(DumpFormat::kMfd, f);
+  ASSERT_TRUE(FormatNamed("/tmp/x.eml", f));
+  EXPECT_EQ(DumpFormat::kEml, f);
+  ASSERT_TRUE(FormatNamed("a.Json", f));
+  EXPECT_EQ(DumpFormat::kJson, f);
+  f = DumpFormat::kHex;
+  EXPECT_FALSE(FormatNamed("card.bin", f));
+  EXPECT_FALSE(FormatNamed("card", f));
+  EXPECT_FALSE(FormatNamed("mfd", f));
+  EXPECT_FALSE(FormatNamed("card.hex", f));
+  EXPECT_EQ(DumpFormat::kHex, f);  // untouched when false
+}
+
 TEST(MifareDump, EveryFormatRoundTripsAPartialDump) {
   const ClassicDump d = Partial1K();
   EXPECT_EQ((std::vector<int>{8, 9, 10, 11}), d.UnknownBlocks());

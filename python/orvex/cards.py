@@ -33,16 +33,28 @@ def _write_file(path, data):
 
 # ---- MIFARE Classic -----------------------------------------------------------
 
+# The sector layout (sectors 0 to 31 of 4 blocks, 32 to 39 of 16) and the
+# dump files are the SDK's one C++ reading of them, as the orvex tool uses it.
+
 def first_block(sector):
-    return sector * 4 if sector < 32 else 128 + (sector - 32) * 16
+    return _orvex.mfc_first_block(sector)
 
 
 def blocks_in(sector):
-    return 4 if sector < 32 else 16
+    return _orvex.mfc_blocks_in(sector)
 
 
 def sector_of(block):
-    return block // 4 if block < 128 else 32 + (block - 128) // 16
+    return _orvex.mfc_sector_of(block)
+
+
+def is_trailer(block):
+    """Whether block is its sector's trailer."""
+    return _orvex.mfc_is_trailer(block)
+
+
+# The largest dump file read: a 4K card's .json dump is about 30 KB.
+_MAX_DUMP_FILE = 1024 * 1024
 
 
 def access_conditions(trailer: bytes) -> Dict[str, Any]:
@@ -105,7 +117,7 @@ class MifareClassic(TypeACard):
         data = _check_bytes("data", data, size=16)
         if block == 0:
             raise ValueError("block 0 (the manufacturer block) is not written")
-        if block == first_block(sector_of(block)) + blocks_in(sector_of(block)) - 1:
+        if is_trailer(block):
             if not allow_trailer:
                 raise ValueError(f"block {block} is a sector trailer: pass allow_trailer=True to write it")
             access_conditions(data)  # raises when the access bytes do not check
@@ -150,7 +162,7 @@ class MifareClassic(TypeACard):
 
     def _data_block(self, block):
         _check_int("block", block, 1, self.blocks - 1)
-        if block == first_block(sector_of(block)) + blocks_in(sector_of(block)) - 1:
+        if is_trailer(block):
             raise ValueError(f"block {block} is a sector trailer, not a value block")
         return block
 
@@ -190,10 +202,14 @@ class MifareClassic(TypeACard):
         return bytes(image)
 
     def dump_to(self, path: Any, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> bytes:
-        """Dumps the card to a .mfd file (written under a temporary name,
-        then renamed, readable by its owner only)."""
+        """Dumps the card to a file in the format its name chooses, as orvex
+        mfc dump writes them: .eml or .json, anything else a raw .mfd (in
+        .eml and .json a trailer key of 000000000000, one hidden and not
+        found, is marked not known). Written under a temporary name, then
+        renamed, readable by its owner only. Returns the .mfd image."""
         image = self.dump(keys)
-        _write_file(path, image)
+        fmt = _orvex.mfc_dump_format(os.fspath(path))
+        _write_file(path, image if fmt == "mfd" else _orvex.mfc_write_dump(image, fmt))
         os.chmod(path, 0o600)
         return image
 
@@ -238,9 +254,30 @@ class MifareClassic(TypeACard):
                 self.write_block(b, image[b * 16:b * 16 + 16], allow_trailer=True)
 
     def restore_from(self, path: Any, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> None:
+        """Restores a dump file in the format its name chooses (.eml, .json,
+        anything else a raw .mfd image), read as orvex mfc restore reads it,
+        with restore_image. A .eml or .json dump must know every byte, keys
+        included: nothing is written otherwise (orvex mfc restore can leave
+        what a dump does not know as it is)."""
+        path = os.fspath(path)
+        fmt = _orvex.mfc_dump_format(path)
         with open(path, "rb") as f:
-            image = f.read(4097)
-        self.restore_image(image, keys)
+            data = f.read(4097 if fmt == "mfd" else _MAX_DUMP_FILE + 1)
+        if fmt == "mfd":
+            self.restore_image(data, keys)
+            return
+        if len(data) > _MAX_DUMP_FILE:
+            raise ValueError(f"{path}: larger than any MIFARE Classic dump. Nothing was written")
+        try:
+            dump = _orvex.mfc_parse_dump(data, fmt)
+        except ValueError as e:
+            raise ValueError(f"{path}: {e}. Nothing was written") from None
+        missing = [f"block {b}" for b in dump["unknown_blocks"]]
+        missing += [f"sector {s}'s " + ("keys A and B" if not (a or b) else "key A" if not a else "key B")
+                    for s, (a, b) in enumerate(dump["keys_known"]) if not (a and b)]
+        if missing:
+            raise ValueError(f"{path}: the dump does not know {', '.join(missing)}. Nothing was written")
+        self.restore_image(dump["data"], keys)
 
 
 # ---- NTAG ---------------------------------------------------------------------

@@ -81,13 +81,33 @@ class Simulator:
     def load_mfd(self, path: Any) -> SimCard:
         """A MIFARE Classic holding the raw dump in path (1024 or 4096
         bytes), put into the field."""
-        card = SimCard(self, self._sim.load_mfd(str(path)), "mfd:" + str(path))
+        return self._load(path, "mfd")
+
+    def load_dump(self, path: Any) -> SimCard:
+        """A MIFARE Classic holding the dump in path, put into the field: .eml
+        or .json by the name (every byte known), anything else a raw .mfd;
+        read as orvex --sim-load reads it."""
+        return self._load(path, _orvex.mfc_dump_format(str(path)))
+
+    def _load(self, path, fmt):
+        card = SimCard(self, self._sim.load_dump(str(path), fmt), fmt + ":" + str(path))
         self.cards.append(card)
         return card
 
     def save_mfd(self, card: SimCard, path: Any) -> None:
-        """Writes the memory of a simulated MIFARE Classic to path."""
-        self._sim.save_mfd(card.handle, str(path))
+        """Writes the memory of a simulated MIFARE Classic to path (a raw
+        .mfd, under a temporary name renamed into place)."""
+        self._sim.save_dump(card.handle, str(path), "mfd")
+
+    def save_dump(self, card: SimCard, path: Any) -> None:
+        """Writes the memory of a simulated MIFARE Classic to path in the
+        format its name says, as orvex --sim-save does: .mfd, .eml or .json
+        (ValueError for another name)."""
+        fmt = _orvex.mfc_dump_format(str(path), True)
+        if fmt is None:
+            raise ValueError(f"{path}: a MIFARE Classic card is saved to a .mfd, .eml or .json file "
+                             "(its name chooses the format)")
+        self._sim.save_dump(card.handle, str(path), fmt)
 
     def memory(self, card: SimCard) -> bytes:
         """The memory of a simulated MIFARE Classic, keys included."""

@@ -9,6 +9,8 @@
 
 #include <orvex.h>
 
+#include "mifare_dump.h"
+
 #include <signal.h>
 
 #include <cstdint>
@@ -117,6 +119,9 @@ Buffer InBuffer(const char* method, const char* name, const py::bytes& b, long l
 Buffer OutBuffer(long long size);
 std::vector<char> TextArg(const char* method, const char* name, const std::string& s);
 py::bytes Take(const Buffer& b, long long n, long long cap);
+
+// "mfd", "eml" or "json" as a dump format; ValueError for another word.
+orvexformats::DumpFormat DumpFormatOf(const std::string& word);
 
 void BindMethods(py::class_<Link>& cls);
 void BindLayers(py::module_& m);

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The shared C++ layers the Pythonic package uses: NDEF records, messages
 // and their safe writes to a tag's TLV area (src/ndef/forum), and the
-// MIFARE Classic access conditions (tools/formats).
+// MIFARE Classic sector layout, access conditions and dump files
+// (tools/formats).
 #include <pybind11/functional.h>
 #include <pybind11/stl.h>
 
 #include "bindings.h"
 #include "mifare_access.h"
+#include "mifare_dump.h"
 #include "ndef/forum/mad.h"
 #include "ndef/forum/message.h"
 #include "ndef/forum/records.h"
@@ -62,7 +64,26 @@ nd::Record RecordFrom(const py::tuple& t) {
 
 [[noreturn]] void RaiseNdef(const std::string& what) { Raise("NDEFError", what); }
 
+namespace fm = orvexformats;
+
+int CheckedSector(int sector) {
+  if (sector < 0 || sector > 39) throw py::value_error("a MIFARE Classic sector is 0 to 39, not " + std::to_string(sector));
+  return sector;
+}
+
+int CheckedBlock(int block) {
+  if (block < 0 || block > 255) throw py::value_error("a MIFARE Classic block is 0 to 255, not " + std::to_string(block));
+  return block;
+}
+
 }  // namespace
+
+orvexformats::DumpFormat DumpFormatOf(const std::string& word) {
+  fm::DumpFormat f;
+  if (!fm::FormatOfWord(word, f) || f == fm::DumpFormat::kHex)
+    throw py::value_error("a MIFARE Classic dump format is \"mfd\", \"eml\" or \"json\", not \"" + word + "\"");
+  return f;
+}
 
 void BindLayers(py::module_& m) {
   py::class_<nd::TagMemory, PyTagMemory>(m, "TagMemory",
@@ -197,6 +218,68 @@ void BindLayers(py::module_& m) {
     orvexformats::EncodeAccess(a, b);
     return py::bytes(reinterpret_cast<const char*>(b), 3);
   }, py::arg("conditions"), "Bytes 6 to 8 of a trailer for the four access conditions.");
+
+  // The sector layout of a 1K or 4K card: sectors 0 to 31 of 4 blocks, 32 to 39 of 16.
+  m.def("mfc_first_block", [](int sector) { return fm::FirstBlock(CheckedSector(sector)); }, py::arg("sector"));
+  m.def("mfc_blocks_in", [](int sector) { return fm::BlocksIn(CheckedSector(sector)); }, py::arg("sector"));
+  m.def("mfc_sector_of", [](int block) { return fm::SectorOf(CheckedBlock(block)); }, py::arg("block"));
+  m.def("mfc_is_trailer", [](int block) { return fm::IsTrailer(CheckedBlock(block)); }, py::arg("block"));
+
+  m.def("mfc_dump_format", [](const std::string& path, bool named) -> py::object {
+    fm::DumpFormat f = fm::FormatOfName(path);
+    if (named && !fm::FormatNamed(path, f)) return py::none();
+    return py::str(fm::FormatWord(f));
+  }, py::arg("path"), py::arg("named") = false,
+     "The dump format a file's name chooses: \"eml\", \"json\", else \"mfd\"; with named, None unless "
+     "the name ends in .mfd, .eml or .json.");
+  m.def("mfc_parse_dump", [](const py::bytes& file, const std::string& format, py::object key_record) {
+    std::string s = file;
+    std::string record;
+    if (!key_record.is_none()) record = key_record.cast<std::string>();
+    fm::ClassicDump d;
+    try {
+      d = fm::ParseDump(std::vector<uint8_t>(s.begin(), s.end()), DumpFormatOf(format),
+                        key_record.is_none() ? nullptr : &record);
+    } catch (const fm::DumpError& e) {
+      throw py::value_error(e.what());
+    }
+    py::dict out;
+    out["blocks"] = d.blocks;
+    out["data"] = py::bytes(reinterpret_cast<const char*>(d.data.data()), d.data.size());
+    std::string known(d.known.size(), '\0');
+    for (size_t i = 0; i < d.known.size(); ++i) known[i] = d.known[i] ? 1 : 0;
+    out["known"] = py::bytes(known);
+    out["unknown_blocks"] = d.UnknownBlocks();
+    py::list keys;
+    for (int sector = 0; sector < fm::Sectors(d.blocks); ++sector)
+      keys.append(py::make_tuple(d.KeyKnown(sector, false), d.KeyKnown(sector, true)));
+    out["keys_known"] = keys;
+    out["uid"] = d.uid.empty() ? py::object(py::none())
+                               : py::object(py::bytes(reinterpret_cast<const char*>(d.uid.data()), d.uid.size()));
+    out["atqa"] = d.atqa < 0 ? py::object(py::none()) : py::object(py::int_(d.atqa));
+    out["sak"] = d.sak < 0 ? py::object(py::none()) : py::object(py::int_(d.sak));
+    return out;
+  }, py::arg("file"), py::arg("format"), py::arg("key_record") = py::none(),
+     "A MIFARE Classic dump file read: its blocks, data (zeros where not known), one known flag a byte, "
+     "the blocks not known, per sector whether keys A and B are known, and the UID, ATQA and SAK when the "
+     "file holds them. ValueError for a file that is not such a dump.");
+  m.def("mfc_write_dump", [](const py::bytes& image, const std::string& format) {
+    std::string s = image;
+    const fm::DumpFormat f = DumpFormatOf(format);
+    fm::ClassicDump d;
+    try {
+      d = fm::ParseDump(std::vector<uint8_t>(s.begin(), s.end()), fm::DumpFormat::kMfd, nullptr);
+    } catch (const fm::DumpError& e) {
+      throw py::value_error(e.what());
+    }
+    std::string out;
+    if (f == fm::DumpFormat::kEml) out = fm::ToEml(d);
+    else if (f == fm::DumpFormat::kJson) out = fm::ToJson(d);
+    else out.assign(s);
+    return py::bytes(out);
+  }, py::arg("image"), py::arg("format"),
+     "A card image in the .mfd layout (1024 or 4096 bytes, keys of 000000000000 taken as not found) as a "
+     "dump file of format.");
 }
 
 }  // namespace orvex_py

@@ -14,6 +14,7 @@
 #include <pybind11/stl.h>
 
 #include "bindings.h"
+#include "classic_files.h"
 #include "orvexsim/card_kinds.h"
 #include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
@@ -250,19 +251,20 @@ class Sim {
     sim_->Insert(card);
     return Keep(card);
   }
-  int Load(const std::string& path) {
+  int Load(const std::string& path, const std::string& format) {
     std::string error;
-    auto card = orvexsim::MifareClassic::LoadMfd(path, error);
+    auto card = orvexsim::LoadClassic(path, DumpFormatOf(format), error);
     if (!card) throw py::value_error("cannot load '" + path + "': " + error);
     sim_->Place(card);
     return Keep(card);
   }
-  void Save(int handle, const std::string& path) {
+  void Save(int handle, const std::string& path, const std::string& format) {
     auto mfc = std::dynamic_pointer_cast<orvexsim::MifareClassic>(Get(handle));
     if (!mfc) throw py::value_error("card " + std::to_string(handle) + " is not a MIFARE Classic");
+    const orvexformats::DumpFormat f = DumpFormatOf(format);
     std::string error;
     auto lock = sim_->Lock();
-    if (!mfc->SaveMfd(path, error)) throw py::value_error("cannot save '" + path + "': " + error);
+    if (!orvexsim::SaveClassic(*mfc, path, f, error)) throw py::value_error("cannot save '" + path + "': " + error);
   }
   py::bytes Memory(int handle) {
     auto mfc = std::dynamic_pointer_cast<orvexsim::MifareClassic>(Get(handle));
@@ -394,8 +396,8 @@ PYBIND11_MODULE(_orvex, m) {
       .def_property_readonly("path", &Sim::path)
       .def("stop", &Sim::Stop)
       .def("place", &Sim::Place, py::arg("card"))
-      .def("load_mfd", &Sim::Load, py::arg("path"))
-      .def("save_mfd", &Sim::Save, py::arg("handle"), py::arg("path"))
+      .def("load_dump", &Sim::Load, py::arg("path"), py::arg("format"))
+      .def("save_dump", &Sim::Save, py::arg("handle"), py::arg("path"), py::arg("format"))
       .def("memory", &Sim::Memory, py::arg("handle"))
       .def("remove", &Sim::Remove, py::arg("handle"))
       .def("reinsert", &Sim::Reinsert, py::arg("handle"))

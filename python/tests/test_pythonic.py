@@ -105,6 +105,74 @@ def test_mifare_classic_dump_restore_round_trip_byte_for_byte(orvex_sim, reader,
         target.restore_from(path)
         assert blank.memory(blank.cards[0]) == path.read_bytes()
 
+    # the same card in the text formats, as orvex mfc dump writes them
+    card.dump_to(tmp_path / "card.eml")
+    card.dump_to(tmp_path / "card.json")
+    eml = (tmp_path / "card.eml").read_text().splitlines()
+    assert len(eml) == 64 and eml[4] == b"first data block".hex().upper()
+    dump = orvex._orvex.mfc_parse_dump((tmp_path / "card.json").read_bytes(), "json")
+    assert dump["data"] == image and dump["unknown_blocks"] == []
+    assert dump["uid"] is None  # a card read by the Python layer: the file holds the blocks
+    assert os.stat(tmp_path / "card.json").st_mode & 0o777 == 0o600
+    for name in ("card.eml", "card.json"):
+        with Simulator(cards=["mfc1k:11223344"]) as blank, orvex.Reader(blank) as other:
+            (target,) = other.scan()
+            target.restore_from(tmp_path / name)
+            assert blank.memory(blank.cards[0]) == image, name
+
+
+def test_sector_layout_is_the_sdks():
+    from orvex.cards import first_block, blocks_in, sector_of, is_trailer
+    assert [first_block(s) for s in (0, 1, 31, 32, 39)] == [0, 4, 124, 128, 240]
+    assert [blocks_in(s) for s in (0, 31, 32, 39)] == [4, 4, 16, 16]
+    assert [sector_of(b) for b in (0, 3, 4, 127, 128, 143, 144, 255)] == [0, 0, 1, 31, 32, 32, 33, 39]
+    assert [b for b in range(256) if is_trailer(b)] == [4 * s + 3 for s in range(32)] + [
+        128 + 16 * s + 15 for s in range(8)]
+    with pytest.raises(ValueError, match="sector is 0 to 39, not 40"):
+        first_block(40)
+    with pytest.raises(ValueError, match="block is 0 to 255, not -1"):
+        sector_of(-1)
+
+
+@pytest.mark.orvex_cards("mfc1k:11223344")
+def test_restore_from_refuses_a_dump_that_does_not_know_every_byte(orvex_sim, reader, tmp_path):
+    (card,) = reader.scan()
+    before = orvex_sim.memory(orvex_sim.cards[0])
+    lines = [before[16 * b:16 * b + 16].hex().upper() for b in range(64)]
+    lines[5] = lines[5][:30] + "--"
+    lines[7] = "-" * 12 + lines[7][12:]
+    path = tmp_path / "part.eml"
+    path.write_text("\n".join(lines) + "\n")
+    with pytest.raises(ValueError, match=r"part.eml: the dump does not know block 5, sector 1's "
+                                         r"key A. Nothing was written"):
+        card.restore_from(path)
+    (tmp_path / "bad.json").write_text('{"blocks": []}')
+    with pytest.raises(ValueError, match=r'bad.json: "blocks" holds 0 blocks; a MIFARE Classic dump holds 64 '
+                                         r"\(1K\) or 256 \(4K\). Nothing was written"):
+        card.restore_from(tmp_path / "bad.json")
+    assert orvex_sim.memory(orvex_sim.cards[0]) == before
+
+
+def test_simulator_keeps_a_card_in_every_dump_format(tmp_path):
+    with Simulator(cards=["mfc4k:04112233445566"]) as sim:
+        card = sim.cards[0]
+        memory = sim.memory(card)
+        for name in ("card.mfd", "card.eml", "CARD.JSON"):
+            sim.save_dump(card, tmp_path / name)
+            loaded = sim.load_dump(tmp_path / name)
+            assert sim.memory(loaded) == memory, name
+            assert loaded.describe() == card.describe()
+        with pytest.raises(ValueError, match=r"card.bin: a MIFARE Classic card is saved to a .mfd, .eml or "
+                                             r"\.json file \(its name chooses the format\)"):
+            sim.save_dump(card, tmp_path / "card.bin")
+        (tmp_path / "part.eml").write_text("--" * 16 + "\n" + ("00" * 16 + "\n") * 63)
+        with pytest.raises(ValueError, match="block 0 holds bytes that are not known; a card needs every byte"):
+            sim.load_dump(tmp_path / "part.eml")
+    import json
+    saved = json.loads((tmp_path / "CARD.JSON").read_text())
+    assert (saved["uid"], saved["atqa"], saved["sak"]) == ("04112233445566", "0042", "18")
+    assert sorted(p.name for p in tmp_path.iterdir()) == ["CARD.JSON", "card.eml", "card.mfd", "part.eml"]
+
 
 @pytest.mark.orvex_cards("mfc1k:11223344")
 def test_restore_refuses_a_bad_image_before_writing(orvex_sim, reader):

@@ -2,8 +2,6 @@
 #include "orvexsim/mifare_classic.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 #include "orvexsim/status.h"
 
@@ -142,23 +140,6 @@ std::shared_ptr<MifareClassic> MifareClassic::FromDump(const Bytes& dump, std::s
   auto card = std::make_shared<MifareClassic>(size, Slice(dump, 0, four ? 4 : 7));
   card->mem_ = dump;
   return card;
-}
-
-std::shared_ptr<MifareClassic> MifareClassic::LoadMfd(const std::string& path, std::string& error) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    error = "cannot read " + path;
-    return nullptr;
-  }
-  Bytes dump((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  return FromDump(dump, error);
-}
-
-bool MifareClassic::SaveMfd(const std::string& path, std::string& error) const {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(mem_.data()), static_cast<std::streamsize>(mem_.size()));
-  if (!out) error = "cannot write " + path;
-  return static_cast<bool>(out);
 }
 
 uint16_t MifareClassic::atqa() const {

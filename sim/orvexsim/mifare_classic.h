@@ -53,10 +53,8 @@ class MifareClassic : public TypeACard {
   MifareClassic(Size size, Bytes uid);
   // A card holding a raw dump (1024 or 4096 bytes, the .mfd layout); the
   // UID comes from its block 0. nullptr with error set for another size.
+  // (Dump files in every format: sim/files/classic_files.h.)
   static std::shared_ptr<MifareClassic> FromDump(const Bytes& dump, std::string& error);
-  // The same from a dump file, and the memory written to one.
-  static std::shared_ptr<MifareClassic> LoadMfd(const std::string& path, std::string& error);
-  bool SaveMfd(const std::string& path, std::string& error) const;
   // The memory as a raw dump, keys included.
   const Bytes& memory() const { return mem_; }
   Bytes& memory() { return mem_; }

@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "classic_files.h"
 #include "orvexsim/card_kinds.h"
 #include "orvexsim/display.h"
 #include "orvexsim/mifare_classic.h"
@@ -53,10 +54,12 @@ void Usage(FILE* f) {
                "  --serial HEX          the reader's serial number, 8 bytes in hex\n"
                "  --card CARD           put a card into the field (repeatable)\n"
                "  --empty               start with nothing in the field\n"
-               "  --load FILE.mfd       a MIFARE Classic card holding this raw dump (1024 or\n"
-               "                        4096 bytes; the UID comes from its block 0)\n"
-               "  --save FILE.mfd       write that card's memory (or the first MIFARE Classic\n"
-               "                        card's) to FILE at exit\n"
+               "  --load FILE           a MIFARE Classic card holding this dump: .eml or .json\n"
+               "                        by the name (every byte known), else a raw .mfd of\n"
+               "                        1024 or 4096 bytes; the UID comes from its block 0\n"
+               "  --save FILE           write that card's memory (or the first MIFARE Classic\n"
+               "                        card's) at exit to FILE, a dump in the format its name\n"
+               "                        says: .mfd, .eml or .json\n"
                "  --baud N              paced mode: answers no faster than a line at N bit/s\n"
                "  --trace               print every frame in and out, decoded\n"
                "  --lcd-png FILE        display reader: rewrite FILE as a PNG of the LCD after\n"
@@ -77,6 +80,7 @@ struct Options {
   std::vector<std::string> cards;
   bool empty = false;
   std::string load, save;
+  orvexformats::DumpFormat save_format = orvexformats::DumpFormat::kMfd;
   int baud = 0;
   bool trace = false;
   std::string lcd_png;
@@ -136,6 +140,11 @@ bool Parse(int argc, char** argv, Options& o) {
     } else if (a == "--save") {
       if (!value(v)) return false;
       o.save = v;
+      if (!orvexformats::FormatNamed(o.save, o.save_format)) {
+        std::fprintf(stderr, "orvex-sim: --save %s: a MIFARE Classic card is saved to a .mfd, .eml or .json file "
+                     "(its name chooses the format)\n", v);
+        return false;
+      }
     } else if (a == "--lcd-png") {
       if (!value(v)) return false;
       o.lcd_png = v;
@@ -226,7 +235,7 @@ int main(int argc, char** argv) {
   std::shared_ptr<MifareClassic> dumped;
   if (!o.load.empty()) {
     std::string error;
-    dumped = MifareClassic::LoadMfd(o.load, error);
+    dumped = LoadClassic(o.load, orvexformats::FormatOfName(o.load), error);
     if (!dumped) {
       std::fprintf(stderr, "orvex-sim: --load %s: %s\n", o.load.c_str(), error.c_str());
       return 2;
@@ -308,8 +317,8 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "orvex-sim: --save: no MIFARE Classic card to save\n");
       return 1;
     }
-    if (!dumped->SaveMfd(o.save, error)) {
-      std::fprintf(stderr, "orvex-sim: --save: %s\n", error.c_str());
+    if (!SaveClassic(*dumped, o.save, o.save_format, error)) {
+      std::fprintf(stderr, "orvex-sim: --save %s: %s\n", o.save.c_str(), error.c_str());
       return 1;
     }
   }

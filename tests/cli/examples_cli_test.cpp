@@ -171,7 +171,7 @@ std::vector<std::string> Runnable(const Example& e, const std::string& device, b
 class Examples : public Cli {
  protected:
   // What a user brings to the examples: key lists, an APDU script, the
-  // SLE4442's PSC, the AT88RF020's key and a picture.
+  // SLE4442's PSC, the AT88RF020's key, a MIFARE Classic dump and a picture.
   void MakeUserFiles() {
     Write(Path("keys.txt"), "# my keys\nA0A1A2A3A4A5\nFFFFFFFFFFFF\n");
     Write(Path("session.apdu"),
@@ -180,6 +180,19 @@ class Examples : public Cli {
     Write(Path("psc.txt"), "FFFFFF\n");
     Write(Path("at88.key"), "FFFFFFFFFFFFFFFF\n");
     Write(Path("aes.key"), "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF\n");
+    // A MIFARE Classic 1K kept as a .json dump (orvex-sim --load).
+    std::string json = "{\"blocks\": [";
+    const std::string card = Image1K();
+    for (size_t b = 0; b < 64; ++b) {
+      json += b ? ", \"" : "\"";
+      for (size_t i = 0; i < 16; ++i) {
+        char hex[3];
+        std::snprintf(hex, sizeof hex, "%02X", static_cast<unsigned char>(card[16 * b + i]));
+        json += hex;
+      }
+      json += "\"";
+    }
+    Write(Path("saved.json"), json + "]}\n");
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     image.width = 64;

@@ -11,6 +11,7 @@
 #include <memory>
 #include <set>
 
+#include "classic_files.h"
 #include "cli_support.h"
 #include "every_command.h"
 #include "fake_reader.h"
@@ -53,7 +54,8 @@ class LyingReader {
         cards = true;
       } else if (a == "--sim-load" && i + 1 < args.size()) {
         std::string error;
-        auto card = orvexsim::MifareClassic::LoadMfd(args[++i], error);
+        const std::string& path = args[++i];
+        auto card = orvexsim::LoadClassic(path, orvexformats::FormatOfName(path), error);
         EXPECT_TRUE(card) << args[i] << ": " << error;
         if (card) sim_.Place(card);
         cards = true;

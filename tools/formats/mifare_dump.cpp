@@ -217,16 +217,30 @@ ClassicDump ParseJsonDump(const std::vector<uint8_t>& file) {
 
 }  // namespace
 
+namespace {
+
+bool EndsWithAnyCase(const std::string& path, const std::string& ext) {
+  if (path.size() < ext.size()) return false;
+  std::string tail = path.substr(path.size() - ext.size());
+  std::transform(tail.begin(), tail.end(), tail.begin(), [](unsigned char c) { return std::tolower(c); });
+  return tail == ext;
+}
+
+}  // namespace
+
 DumpFormat FormatOfName(const std::string& path) {
-  auto ends = [&path](const std::string& ext) {
-    if (path.size() < ext.size()) return false;
-    std::string tail = path.substr(path.size() - ext.size());
-    std::transform(tail.begin(), tail.end(), tail.begin(), [](unsigned char c) { return std::tolower(c); });
-    return tail == ext;
-  };
-  if (ends(".eml")) return DumpFormat::kEml;
-  if (ends(".json")) return DumpFormat::kJson;
+  if (EndsWithAnyCase(path, ".eml")) return DumpFormat::kEml;
+  if (EndsWithAnyCase(path, ".json")) return DumpFormat::kJson;
   return DumpFormat::kMfd;
+}
+
+bool FormatNamed(const std::string& path, DumpFormat& out) {
+  for (DumpFormat f : {DumpFormat::kMfd, DumpFormat::kEml, DumpFormat::kJson})
+    if (EndsWithAnyCase(path, std::string(".") + FormatWord(f))) {
+      out = f;
+      return true;
+    }
+  return false;
 }
 
 bool FormatOfWord(const std::string& word, DumpFormat& out) {

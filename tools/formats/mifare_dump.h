@@ -36,6 +36,10 @@ enum class DumpFormat { kMfd, kEml, kJson, kHex };
 // The format a file name asks for: ".eml" and ".json" (any case), anything
 // else is a raw .mfd.
 DumpFormat FormatOfName(const std::string& path);
+// The format a file's name names when it must name one (a card's memory
+// saved whole): ".mfd", ".eml" or ".json" (any case); false for any other
+// name.
+bool FormatNamed(const std::string& path, DumpFormat& out);
 // "mfd", "eml", "json", "hex"; false for any other word.
 bool FormatOfWord(const std::string& word, DumpFormat& out);
 const char* FormatWord(DumpFormat f);

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <map>
 
+#include "classic_files.h"
 #include "mifare_dump.h"
 #include "orvex.h"
 #include "orvexsim/card_kinds.h"
@@ -17,6 +18,7 @@
 #include "orvexsim/serial_server.h"
 #include "orvexsim/simulator.h"
 #include "orvexsim/trace.h"
+#include "util.h"
 
 namespace orvextool {
 
@@ -49,11 +51,12 @@ std::string Joined(const std::vector<std::string>& v, const char* sep) {
   return s;
 }
 
-// A card from a memory image: a MIFARE Classic 1K or 4K (.mfd, 1024 or
-// 4096 bytes, or a dump in .eml or .json) or an NTAG213, 215 or 216 (180, 540 or 924 bytes, its UID in
-// pages 0 and 1). The NTAG210 and NTAG212 share their sizes (80 and 164
-// bytes) with the Ultralight EV1: their images are named with the kind,
-// "ntag210:FILE" (any NTAG or Ultralight EV1 kind may be named so).
+// A card from a memory image: a MIFARE Classic 1K or 4K (a dump: .eml or
+// .json by the name, else a raw .mfd of 1024 or 4096 bytes) or an NTAG213,
+// 215 or 216 (180, 540 or 924 bytes, its UID in pages 0 and 1). The
+// NTAG210 and NTAG212 share their sizes (80 and 164 bytes) with the
+// Ultralight EV1: their images are named with the kind, "ntag210:FILE" (any
+// NTAG or Ultralight EV1 kind may be named so).
 std::shared_ptr<orvexsim::Card> LoadImage(const std::string& text, std::string& error) {
   using Model = orvexsim::Ntag::Model;
   const std::map<std::string, Model> kinds = {
@@ -81,32 +84,16 @@ std::shared_ptr<orvexsim::Card> LoadImage(const std::string& text, std::string& 
       return nullptr;
     }
   }
-  if (format != orvexformats::DumpFormat::kMfd && named == kinds.end()) {
-    // A MIFARE Classic dump as text, read as mfc restore reads it; a card
-    // needs every byte of it.
-    try {
-      const orvexformats::ClassicDump dump = orvexformats::ParseDump(image, format, nullptr);
-      for (int b = 0; b < dump.blocks; ++b)
-        for (int i = 0; i < 16; ++i)
-          if (!dump.known[static_cast<size_t>(16 * b + i)]) {
-            error = "block " + std::to_string(b) + " holds bytes that are not known; a card needs every byte";
-            return nullptr;
-          }
-      return orvexsim::MifareClassic::FromDump(orvexformats::ToMfd(dump), error);
-    } catch (const orvexformats::DumpError& e) {
-      error = e.what();
-      return nullptr;
-    }
-  }
   const std::map<size_t, Model> ntags = {{180, Model::k213}, {540, Model::k215}, {924, Model::k216}};
   auto ntag = ntags.find(image.size());
-  if (named == kinds.end() && (image.size() == 80 || image.size() == 164)) {
+  if (named == kinds.end() && format == orvexformats::DumpFormat::kMfd && (image.size() == 80 || image.size() == 164)) {
     error = "an image of " + std::to_string(image.size()) + " bytes is an " +
             (image.size() == 80 ? "NTAG210 or an Ultralight EV1 (48 bytes)" : "NTAG212 or an Ultralight EV1 (128 bytes)") +
             ": name the kind, e.g. " + (image.size() == 80 ? "ntag210:" : "ulev1-128:") + path;
     return nullptr;
   }
-  if (named == kinds.end() && ntag == ntags.end()) return orvexsim::MifareClassic::LoadMfd(path, error);
+  if (named == kinds.end() && (format != orvexformats::DumpFormat::kMfd || ntag == ntags.end()))
+    return orvexsim::ClassicFromDump(image, format, error);
   orvexsim::Bytes uid{image[0], image[1], image[2], image[4], image[5], image[6], image[7]};
   auto card = std::make_shared<orvexsim::Ntag>(named != kinds.end() ? named->second : ntag->second, uid);
   card->memory() = image;
@@ -169,12 +156,12 @@ Link::Link(const DeviceOptions& o) {
   std::string connection = o.device;
   if (o.device == "sim") {
     sim_ = std::make_unique<Sim>(o.sim_display);
-    sim_save_ = o.sim_save;
     sim_screen_ = o.sim_screen;
     if (!sim_screen_.empty() && !o.sim_display)
       throw Failure("--sim-screen needs the simulated display reader (--sim-display)", 2);
     PlaceCards(sim_->simulator, o);
     sim_->placed = sim_->simulator.cards();
+    if (!o.sim_save.empty()) PrepareSave(o.sim_save);
     sim_->server.Start();
     connection = sim_->server.path();
   }
@@ -260,26 +247,47 @@ std::string ChooseDevice() {
                 2);
 }
 
+// The card --sim-save keeps (the first MIFARE Classic or NTAG placed) and
+// its file's format, checked before anything is sent: a MIFARE Classic goes
+// to a dump file its name chooses (.mfd, .eml or .json, written as mfc dump
+// writes them), an NTAG to its raw memory image. The file is opened (to a
+// temporary name) now, so that a file that cannot be written is refused
+// before the command changes the card.
+void Link::PrepareSave(const std::string& path) {
+  if (path == "-") throw Failure("--sim-save: give a file (the card is not written to standard output)", 2);
+  for (const auto& c : sim_->placed) {
+    if (std::dynamic_pointer_cast<orvexsim::MifareClassic>(c)) {
+      if (!orvexformats::FormatNamed(path, save_format_))
+        throw Failure("--sim-save " + path + ": a MIFARE Classic card is saved to a .mfd, .eml or .json file "
+                      "(its name chooses the format)",
+                      2);
+    } else if (std::dynamic_pointer_cast<orvexsim::Ntag>(c)) {
+      if (orvexformats::FormatOfName(path) != orvexformats::DumpFormat::kMfd)
+        throw Failure("--sim-save " + path + ": an NTAG is saved as its raw memory image; .eml and .json "
+                      "files hold MIFARE Classic dumps",
+                      2);
+    } else {
+      continue;
+    }
+    save_card_ = c;
+    save_file_ = std::make_unique<OutputFile>(path, "--sim-save", 0600);
+    return;
+  }
+  throw Failure("--sim-save: no MIFARE Classic card or NTAG in the simulated field", 2);
+}
+
 void Link::Finish() {
-  if (!sim_ || (sim_save_.empty() && sim_screen_.empty())) return;
+  if (!sim_ || (!save_file_ && sim_screen_.empty())) return;
   sim_->server.Stop();
   auto lock = sim_->simulator.Lock();
   if (!sim_screen_.empty()) SaveScreen();
-  if (sim_save_.empty()) return;
-  for (const auto& c : sim_->placed) {
-    if (auto m = std::dynamic_pointer_cast<orvexsim::MifareClassic>(c)) {
-      std::string error;
-      if (!m->SaveMfd(sim_save_, error)) throw Failure("--sim-save " + sim_save_ + ": " + error);
-      return;
-    }
-    if (auto n = std::dynamic_pointer_cast<orvexsim::Ntag>(c)) {
-      std::ofstream out(sim_save_, std::ios::binary | std::ios::trunc);
-      out.write(reinterpret_cast<const char*>(n->memory().data()), static_cast<std::streamsize>(n->memory().size()));
-      if (!out) throw Failure("--sim-save " + sim_save_ + ": cannot write " + sim_save_);
-      return;
-    }
-  }
-  throw Failure("--sim-save: no MIFARE Classic card or NTAG in the simulated field");
+  if (!save_file_) return;
+  // Written once, also when this is called again after a failure here.
+  const std::unique_ptr<OutputFile> file = std::move(save_file_);
+  if (auto m = std::dynamic_pointer_cast<orvexsim::MifareClassic>(save_card_))
+    file->Commit(orvexsim::ClassicDumpFile(*m, save_format_));
+  else
+    file->Commit(std::static_pointer_cast<orvexsim::Ntag>(save_card_)->memory());
 }
 
 void Link::SaveScreen() {

@@ -8,9 +8,16 @@
 #include <string>
 #include <vector>
 
+#include "mifare_dump.h"
 #include "orvex.h"
 
+namespace orvexsim {
+class Card;
+}
+
 namespace orvextool {
+
+class OutputFile;
 
 // A failure the tool reports in words and exits with (1 by default; 2 for a
 // usage error).
@@ -28,7 +35,7 @@ struct DeviceOptions {
   bool sim_empty = false;              // the simulated field starts empty
   int sim_leave_after = 0;             // cards leave after their N-th write (0 never)
   bool sim_display = false;            // simulate the display reader model
-  std::string sim_load;                // a MIFARE Classic card holding this .mfd dump
+  std::string sim_load;                // a card holding this memory image or dump
   std::string sim_save;                // where the card's memory goes at the end
   std::string sim_screen;              // where the display reader's LCD goes at the end
 };
@@ -85,7 +92,10 @@ class Link {
   struct Tracer;
   std::unique_ptr<Tracer> tracer_;
   int speed_ = 0;
-  std::string sim_save_;
+  void PrepareSave(const std::string& path);
+  std::shared_ptr<orvexsim::Card> save_card_;
+  orvexformats::DumpFormat save_format_ = orvexformats::DumpFormat::kMfd;
+  std::unique_ptr<OutputFile> save_file_;
   std::string sim_screen_;
   std::string description_;
   std::string line_;  // the serial connection without its speed

@@ -154,7 +154,8 @@ int main(int argc, char** argv) {
                  "needed for 80 and 164 bytes)");
   app.add_option("--sim-save", ctx.device.sim_save,
                  "simulated field: at the end (also of a failed command), write the first MIFARE "
-                 "Classic's or NTAG's memory to this file");
+                 "Classic's memory to this dump (.mfd, .eml or .json, by its name) or the first NTAG's "
+                 "to this raw image");
   app.add_option("--sim-leave-after", ctx.device.sim_leave_after,
                  "simulated field: each card leaves the field right after its N-th write (to try "
                  "interrupted writes)")

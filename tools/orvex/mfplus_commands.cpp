@@ -19,6 +19,8 @@ constexpr int kBlocks = 256;
 // The AES key of sector S: key A at 0x4000 + 2 S, key B one after.
 constexpr int kSectorKeys = 0x4000;
 
+// The sectors lie as on a MIFARE Classic 4K: 32 of 4 blocks, then 8 of 16.
+// The block after the sector of block.
 int SectorEnd(int block) { return FirstBlock(SectorOf(block)) + BlocksIn(SectorOf(block)); }
 
 TypeACardInfo SelectPlus(Context& ctx) {

@@ -165,8 +165,6 @@ class ClassicMemory : public ndef::TagMemory {
   }
 
  private:
-  static int SectorOf(int block) { return block < 128 ? block / 4 : 32 + (block - 128) / 16; }
-
   bool TryOpen(int block, unsigned char mode) {
     const int sector = SectorOf(block);
     if (sector == open_sector_ && mode == open_mode_) return true;
