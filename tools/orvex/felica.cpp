@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "felica.h"
 
-
 namespace orvextool {
 
 namespace {
