@@ -69,6 +69,7 @@ void Cos::Reset() {
   state_ = 0;
   challenge_.clear();
   pending_.reset();
+  waiting_.clear();
 }
 
 Bytes Cos::Random(size_t n) {
@@ -130,6 +131,32 @@ File* Cos::EfFor(uint8_t sfi, uint16_t& sw) {
 }
 
 Bytes Cos::Process(const Bytes& command) {
+  if (command.size() == 5 && command[0] == 0x00 && command[1] == 0xC0) return GetResponse(command);
+  waiting_.clear();
+  Bytes r = Execute(command);
+  if (r.size() <= kResponsePiece + 2) return r;
+  waiting_.assign(r.begin(), r.end() - 2);
+  waiting_sw_.assign(r.end() - 2, r.end());
+  return Piece(kResponsePiece);
+}
+
+Bytes Cos::Piece(size_t n) {
+  Bytes out(waiting_.begin(), waiting_.begin() + static_cast<long>(n));
+  waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<long>(n));
+  if (waiting_.empty()) return Concat(out, waiting_sw_);
+  return Concat(out, {0x61, static_cast<uint8_t>(std::min(waiting_.size(), kResponsePiece))});
+}
+
+Bytes Cos::GetResponse(const Bytes& c) {
+  if (c[2] != 0x00 || c[3] != 0x00) return Sw(kWrongP1P2);
+  if (waiting_.empty()) return Sw(kConditionsNotSatisfied);
+  const size_t next = std::min(waiting_.size(), kResponsePiece);
+  const size_t le = c[4] == 0 ? 256 : c[4];
+  if (le > next) return Sw(static_cast<uint16_t>(0x6C00 | next));
+  return Piece(le);
+}
+
+Bytes Cos::Execute(const Bytes& command) {
   Apdu a;
   if (!Parse(command, a)) return Sw(kWrongLength);
   // A purse transaction's second command must follow its initialise.

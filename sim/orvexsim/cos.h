@@ -114,6 +114,14 @@ class Cos : public ApduProcessor {
   // A card with an empty MF; seed makes its random numbers repeatable.
   explicit Cos(const Bytes& seed);
 
+  // A response of more than kResponsePiece data bytes does not fit the
+  // card's buffer: it leaves in pieces. The first kResponsePiece bytes come
+  // with 61XX (XX: the bytes of the next piece), each GET RESPONSE
+  // (00 C0 00 00 XX) brings the next piece, with 61XX again while more is
+  // waiting and the command's own status word after the last. A GET
+  // RESPONSE for more than the next piece is answered 6CXX, one with nothing
+  // waiting 6985; any other command drops what is waiting.
+  static constexpr size_t kResponsePiece = 64;
   Bytes Process(const Bytes& command) override;
   void Reset() override;
 
@@ -147,6 +155,10 @@ class Cos : public ApduProcessor {
   };
 
   static bool Parse(const Bytes& b, Apdu& a);
+  Bytes Execute(const Bytes& command);
+  Bytes GetResponse(const Bytes& command);
+  // The piece of a response to hand over now, and 61XX or the status word.
+  Bytes Piece(size_t n);
   bool Allowed(uint8_t ac) const;
   void SelectDf(cos::File* df);
   cos::File* EfFor(uint8_t sfi, uint16_t& sw);
@@ -185,6 +197,8 @@ class Cos : public ApduProcessor {
   std::optional<Pending> pending_;
   std::optional<Proof> proof_;
   std::mt19937 rng_;
+  Bytes waiting_;     // response data not yet handed over
+  Bytes waiting_sw_;  // the status word that ends it
 };
 
 // The default CPU card image: MF "1PAY.SYS.DDF01"; application DF 1001

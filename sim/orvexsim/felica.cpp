@@ -4,6 +4,9 @@
 // the answer is 00 followed by the card's response.
 #include "orvexsim/felica.h"
 
+#include <utility>
+#include <vector>
+
 #include "orvexsim/families.h"
 
 namespace orvexsim {
@@ -128,6 +131,10 @@ class Felica : public Family {
       return true;
     }
     Bytes frame = Slice(d, 3);
+    if (frame.size() == 5 && frame[0] == 0x00) {
+      r = Polling(frame);
+      return true;
+    }
     for (auto& c : ctx_.InField<FelicaCard>()) {
       if (auto resp = c->Command(frame)) {
         r = Reply::Ok(Concat({0x00}, *resp));
@@ -136,6 +143,37 @@ class Felica : public Family {
     }
     r = Reply::Fail(status::kNoCard);
     return true;
+  }
+
+ private:
+  // A polling with time slot byte n (0 to 15: n + 1 slots): every card of
+  // the system code asked for picks a slot in 0..n at random and answers in
+  // it. Two cards in one slot garble each other and that slot brings
+  // nothing; the reader passes on the answer of the first slot that holds
+  // exactly one card, and nothing (no card) when there is none. So with a
+  // single slot and several cards the reader hears only a collision and
+  // reports no card: a polling with more slots, repeated, tells the cards
+  // apart. A slot byte above 15 is no polling a card answers.
+  Reply Polling(const Bytes& frame) {
+    const int slots = frame[4] + 1;
+    std::vector<std::pair<int, Bytes>> answers;  // slot, response
+    if (slots <= 16)
+      for (auto& c : ctx_.InField<FelicaCard>())
+        if (auto resp = c->Command(frame)) {
+          const int slot = slots == 1 ? 0 : static_cast<int>(ctx_.random() % static_cast<uint32_t>(slots));
+          answers.emplace_back(slot, *resp);
+        }
+    for (int slot = 0; slot < slots; ++slot) {
+      const Bytes* alone = nullptr;
+      int in_slot = 0;
+      for (const auto& a : answers)
+        if (a.first == slot) {
+          ++in_slot;
+          alone = &a.second;
+        }
+      if (in_slot == 1) return Reply::Ok(Concat({0x00}, *alone));
+    }
+    return Reply::Fail(status::kNoCard);
   }
 };
 

@@ -11,7 +11,9 @@ namespace orvexsim {
 SamCard::SamCard(Bytes serial) : serial_(std::move(serial)), cos_(serial_) {}
 
 Bytes T0Channel::Process(const Bytes& c) {
-  if (c.size() == 5 && c[0] == 0x00 && c[1] == 0xC0) return GetResponse(c);
+  // GET RESPONSE: the SAM's own waiting data first, then the pieces the
+  // card operating system still holds.
+  if (c.size() == 5 && c[0] == 0x00 && c[1] == 0xC0 && !waiting_.empty()) return GetResponse(c);
   waiting_.clear();
   Bytes r = inner_.Process(c);
   // Command data: a short Lc byte that is not zero, and its bytes.
@@ -24,7 +26,6 @@ Bytes T0Channel::Process(const Bytes& c) {
 
 Bytes T0Channel::GetResponse(const Bytes& c) {
   if (c[2] != 0x00 || c[3] != 0x00) return {0x6A, 0x86};
-  if (waiting_.empty()) return {0x69, 0x85};
   const size_t le = c[4] == 0 ? 256 : c[4];
   if (le > waiting_.size()) return {0x6C, static_cast<uint8_t>(waiting_.size())};
   Bytes out(waiting_.begin(), waiting_.begin() + static_cast<long>(le));

@@ -12,8 +12,10 @@ namespace orvexsim {
 // the same exchange. When the card operating system answers such a command
 // with data, the SAM answers 61XX (XX bytes waiting, 00 for 256) and hands
 // the data over on GET RESPONSE (00 C0 00 00 Le), with the status word the
-// command ended with; a GET RESPONSE for more than is waiting is answered
-// 6CXX, one with nothing waiting 6985.
+// command ended with (61XX again when the card operating system holds more
+// pieces of a long response: the GET RESPONSEs after go on to it); a GET
+// RESPONSE for more than is waiting is answered 6CXX, one with nothing
+// waiting 6985.
 class T0Channel : public ApduProcessor {
  public:
   explicit T0Channel(ApduProcessor& inner) : inner_(inner) {}

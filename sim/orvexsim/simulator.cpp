@@ -79,6 +79,10 @@ std::optional<Reply> Simulator::Handle(uint16_t reader, uint8_t cmd, const Bytes
   for (const auto& card : std::vector<std::shared_ptr<Card>>(ctx_.field))
     if (card->left()) Remove(card);
   if (ctx_.contact && ctx_.contact->left()) ctx_.contact.reset();
+  if (commands_left_ > 0 && --commands_left_ == 0) {
+    ClearField();
+    ctx_.contact.reset();
+  }
   NotifyDisplay();
   return reply;
 }
@@ -106,6 +110,11 @@ void Simulator::set_line_speed(int bps) {
 bool Simulator::antenna_on() const {
   auto lock = Lock();
   return ctx_.antenna_on;
+}
+
+void Simulator::Seed(uint32_t seed) {
+  auto lock = Lock();
+  ctx_.random.seed(seed);
 }
 
 void Simulator::Place(std::shared_ptr<Card> card) {
@@ -147,6 +156,11 @@ void Simulator::ClearField() {
   auto lock = Lock();
   for (auto& c : ctx_.field) ctx_.Forget(c.get());
   ctx_.field.clear();
+}
+
+void Simulator::LeaveAfterCommands(int n) {
+  auto lock = Lock();
+  commands_left_ = n;
 }
 
 std::vector<std::shared_ptr<Card>> Simulator::cards() const {

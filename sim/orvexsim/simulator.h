@@ -17,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,10 @@ struct Context {
   std::shared_ptr<TypeACard> selected;   // the ISO 14443-A card the reader selected
   std::shared_ptr<Card> layer4;          // the card behind the APDU channel
   std::map<uint8_t, Bytes> mifare_keys;  // keys downloaded into the reader
+  // Where the cards' chance comes from (the FeliCa time slot each card
+  // answers a polling in): seeded, so that a run can be repeated.
+  std::mt19937 random{kDefaultSeed};
+  static constexpr uint32_t kDefaultSeed = 1;
 
   // Powered cards of type T in the RF field, in the order they were placed
   // (none while the antenna is off).
@@ -133,6 +138,9 @@ class Simulator {
   // The reader's own state (hold Lock() while reading it from another thread).
   ReaderState& reader() { return ctx_.reader; }
   bool antenna_on() const;
+  // Seeds the simulator's random source (a new simulator starts from
+  // Context::kDefaultSeed): the same seed, the same draws.
+  void Seed(uint32_t seed);
 
   // ---- The field and the slots ----
   // Places a card into the RF field (it powers up).
@@ -144,6 +152,10 @@ class Simulator {
   bool Remove(const std::shared_ptr<Card>& card);
   // Empties the RF field.
   void ClearField();
+  // For tests of a card taken away in the middle of a command sequence: the
+  // cards in the field and the contact slot leave right after the reader's
+  // n-th command from now (that command is answered); 0 never.
+  void LeaveAfterCommands(int n);
   std::vector<std::shared_ptr<Card>> cards() const;
   // The contact slot (nullptr empties it).
   void InsertContact(std::shared_ptr<ContactCard> card);
@@ -175,6 +187,7 @@ class Simulator {
   std::vector<std::unique_ptr<Family>> families_;
   std::function<void(const Display&)> display_listener_;
   uint64_t shown_generation_ = 0;
+  int commands_left_ = 0;  // LeaveAfterCommands
 };
 
 }  // namespace orvexsim

@@ -61,6 +61,11 @@ void Usage(FILE* f) {
                "                        card's) at exit to FILE, a dump in the format its name\n"
                "                        says: .mfd, .eml or .json\n"
                "  --baud N              paced mode: answers no faster than a line at N bit/s\n"
+               "  --leave-after N       the cards leave the field (or the contact slot) right\n"
+               "                        after their N-th write, as with orvex --sim-leave-after\n"
+               "  --leave-after-commands N\n"
+               "                        the cards leave the field and the contact slot right\n"
+               "                        after the reader answered its N-th command\n"
                "  --trace               print every frame in and out, decoded\n"
                "  --lcd-png FILE        display reader: rewrite FILE as a PNG of the LCD after\n"
                "                        each change\n"
@@ -82,6 +87,7 @@ struct Options {
   std::string load, save;
   orvexformats::DumpFormat save_format = orvexformats::DumpFormat::kMfd;
   int baud = 0;
+  int leave_after = 0, leave_after_commands = 0;
   bool trace = false;
   std::string lcd_png;
   std::string link;
@@ -132,6 +138,12 @@ bool Parse(int argc, char** argv, Options& o) {
     } else if (a == "--baud") {
       if (!value(v) || !ParseInt(v, o.baud) || o.baud <= 0) {
         std::fprintf(stderr, "orvex-sim: --baud takes a positive number of bits per second\n");
+        return false;
+      }
+    } else if (a == "--leave-after" || a == "--leave-after-commands") {
+      int& n = a == "--leave-after" ? o.leave_after : o.leave_after_commands;
+      if (!value(v) || !ParseInt(v, n) || n <= 0) {
+        std::fprintf(stderr, "orvex-sim: %s takes a positive number\n", a.c_str());
         return false;
       }
     } else if (a == "--load") {
@@ -249,6 +261,12 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
+
+  if (o.leave_after > 0) {
+    for (const auto& card : sim.cards()) card->LeaveAfterWrites(o.leave_after);
+    if (sim.contact()) sim.contact()->LeaveAfterWrites(o.leave_after);
+  }
+  sim.LeaveAfterCommands(o.leave_after_commands);
 
   if (!o.lcd_png.empty()) {
     if (!sim.display()) {

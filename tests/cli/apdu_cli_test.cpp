@@ -177,6 +177,88 @@ TEST_F(Apdu, MoreDataIsFetchedWithGetResponse) {
       << r.out;
 }
 
+std::string FileBytes(int from, int to);
+
+// A blank card (or SAM) given a 256-byte binary file 0001 holding 00 to FF
+// (written 64 bytes at a time: a SAM command carries at most 100), selected:
+// the script's six lines, then the command whose long answer follows.
+std::string LongFileScript(const std::string& then) {
+  return "80E0000106280100F0F0FF = 9000\n"  // create binary file 0001: 256 bytes, free to read and write
+         "00A40000020001 = 9000\n"
+         "00D6000040" + FileBytes(0, 64) + " = 9000\n" +
+         "00D6004040" + FileBytes(64, 128) + " = 9000\n" +
+         "00D6008040" + FileBytes(128, 192) + " = 9000\n" +
+         "00D600C040" + FileBytes(192, 256) + " = 9000\n" + then;
+}
+
+// The bytes from..to-1 of that file, in hex.
+std::string FileBytes(int from, int to) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string s;
+  for (int i = from; i < to; ++i) {
+    s += kDigits[(i >> 4) & 0xF];
+    s += kDigits[i & 0xF];
+  }
+  return s;
+}
+
+TEST_F(Apdu, ALongAnswerComesInPiecesAndIsAssembled) {
+  // The card hands over at most 64 bytes of an answer at a time: the 256
+  // bytes of the file come in four pieces, three of them on GET RESPONSE.
+  Result r = Run({"--sim-card", "cpu-blank", "apdu", "--script", "-"}, LongFileScript("00B0000000 = 9000\n"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string more = " 6140 (more response bytes available (GET RESPONSE))\n";
+  const std::string pieces = "> 00B0000000\n< " + FileBytes(0, 64) + more + "> 00C0000040\n< " + FileBytes(64, 128) +
+                             more + "> 00C0000040\n< " + FileBytes(128, 192) + more + "> 00C0000040\n< " +
+                             FileBytes(192, 256) + " 9000 (success)\n";
+  ASSERT_GE(r.out.size(), pieces.size());
+  EXPECT_EQ(r.out.substr(r.out.size() - pieces.size()), pieces);
+  r = Run({"--sim-card", "cpu-blank", "apdu", "--json", "--script", "-"}, LongFileScript("00B0000000\n"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  const auto read = r.Json()["responses"][6];
+  EXPECT_EQ(read["data"], FileBytes(0, 256));
+  EXPECT_EQ(read["sw"], "9000");
+  ASSERT_EQ(read["exchanges"].size(), 4u);
+  EXPECT_EQ(read["exchanges"][0]["response"], FileBytes(0, 64) + "6140");
+  EXPECT_EQ(read["exchanges"][3]["command"], "00C0000040");
+  EXPECT_EQ(read["exchanges"][3]["response"], FileBytes(192, 256) + "9000");
+  // --raw: the first piece and its 61XX are the answer.
+  r = Run({"--sim-card", "cpu-blank", "apdu", "--raw", "--script", "-"}, LongFileScript("00B0000000 = 61XX\n"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string first = "> 00B0000000\n< " + FileBytes(0, 64) + more;
+  ASSERT_GE(r.out.size(), first.size());
+  EXPECT_EQ(r.out.substr(r.out.size() - first.size()), first);
+  // A wrong Le is sent again with the right one (6C80), and the answer then
+  // comes in two pieces.
+  r = Run({"--sim-card", "cpu-blank", "apdu", "--script", "-"}, LongFileScript("00B0008090 = 9000\n"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::string resent = "> 00B0008090\n< 6C80 (wrong Le: the low byte says how many bytes are available)\n"
+                             "> 00B0008080\n< " + FileBytes(128, 192) + more + "> 00C0000040\n< " +
+                             FileBytes(192, 256) + " 9000 (success)\n";
+  ASSERT_GE(r.out.size(), resent.size());
+  EXPECT_EQ(r.out.substr(r.out.size() - resent.size()), resent);
+}
+
+TEST_F(Apdu, ALongSamAnswerComesInPiecesAndIsAssembled) {
+  Result r = Run({"--sim-card", "sam", "sam", "apdu", "--json", "--script", "-"}, LongFileScript("00B0000000\n"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  const auto read = r.Json()["responses"][6];
+  EXPECT_EQ(read["data"], FileBytes(0, 256));
+  EXPECT_EQ(read["sw"], "9000");
+  ASSERT_EQ(read["exchanges"].size(), 4u);
+  EXPECT_EQ(read["exchanges"][1]["command"], "00C0000040");
+  EXPECT_EQ(read["exchanges"][1]["response"], FileBytes(64, 128) + "6140");
+  // --raw: the first piece, then a GET RESPONSE asking for more than the
+  // next piece is told how much it holds.
+  r = Run({"--sim-card", "sam", "sam", "apdu", "--raw", "--script", "-"},
+          LongFileScript("00B0000000 = 6140\n00C0000080 = 6C40\n00C0000040 = 6140\n"));
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("> 00C0000080\n< 6C40 (wrong Le: the low byte says how many bytes are available)\n> "
+                       "00C0000040\n< " + FileBytes(64, 128) + " 6140"),
+            std::string::npos)
+      << r.out;
+}
+
 TEST_F(Apdu, SamTakesTheSameScripts) {
   Write(Path("sam.apdu"), "# a challenge, then an instruction the SAM lacks\n0084000008 = 9000\n00CA000000 = 9000\n");
   Result r = Run({"--sim-card", "sam:01020304", "sam", "apdu", "--script", Path("sam.apdu")});

@@ -2,6 +2,10 @@
 // The orvex program's FeliCa, Topaz, ST memory tag, AT88RF020 and ISO 15693
 // subcommands against the simulated reader: text and JSON, writes read back,
 // locks honoured, and the failures in words with their exit statuses.
+#include <algorithm>
+#include <set>
+#include <sstream>
+
 #include "cli_support.h"
 #include "orvexsim/felica.h"
 #include "orvexsim/iso15693.h"
@@ -133,6 +137,124 @@ TEST_F(Cli, FelicaWriteFailuresInWords) {
   r = Run({"felica", "write", "--service", "0009", "3", data});
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "orvex: polling: no FeliCa card in the field\n");
+}
+
+// Several FeliCa cards: the reader passes on one polling response, and
+// with one time slot two cards collide; the tool tells them apart with
+// pollings of 16 slots (the simulated reader's draws are seeded: the same on
+// every run).
+constexpr const char* kFelicaA = "012E000000000001";
+constexpr const char* kFelicaB = "012E000000000002";
+constexpr const char* kFelicaC = "012E000000000003";
+
+orvexsim::Bytes Idm(const char* hex) {
+  orvexsim::Bytes b;
+  orvexsim::ParseHex(hex, b);
+  return b;
+}
+
+std::string FelicaLine(const std::string& idm) { return "felica       " + idm + "  PMm 0120220427674EFF\n"; }
+
+TEST_F(Cli, ScanListsEveryFelicaCardInTheField) {
+  const std::string a = std::string("felica:") + kFelicaA, b = std::string("felica:") + kFelicaB,
+                    c = std::string("felica:") + kFelicaC;
+  // Each card in the order a polling brought it.
+  Result r = Run({"--sim-card", b, "--sim-card", a, "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, FelicaLine(kFelicaB) + FelicaLine(kFelicaA));
+  EXPECT_EQ(r.err, "");
+  r = Run({"--sim-card", c, "--sim-card", a, "--sim-card", b, "scan", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json(), nlohmann::json::parse(R"({"cards": [
+      {"family": "felica", "uid": "012E000000000003", "pmm": "0120220427674EFF"},
+      {"family": "felica", "uid": "012E000000000001", "pmm": "0120220427674EFF"},
+      {"family": "felica", "uid": "012E000000000002", "pmm": "0120220427674EFF"}]})"));
+  // Beside cards of other families, and one card alone as ever.
+  r = Run({"--sim-card", "mfc1k:11223344", "--sim-card", b, "--sim-card", a, "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "iso14443a    11223344  ATQA 0004 SAK 08  MIFARE Classic 1K\n" + FelicaLine(kFelicaB) +
+                       FelicaLine(kFelicaA));
+  r = Run({"--sim-card", c, "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, FelicaLine(kFelicaC));
+}
+
+// Pollings a --trace shows.
+int Pollings(const std::string& trace) {
+  int n = 0;
+  for (size_t at = trace.find("FeliCa Polling"); at != std::string::npos; at = trace.find("FeliCa Polling", at + 1))
+    ++n;
+  return n;
+}
+
+TEST_F(Field, ScanFindsEveryFelicaCardWhateverSlotsTheyPick) {
+  Serve({std::make_shared<orvexsim::FelicaCard>(Idm(kFelicaC)),
+         std::make_shared<orvexsim::FelicaCard>(Idm(kFelicaA)),
+         std::make_shared<orvexsim::FelicaCard>(Idm(kFelicaB))});
+  // Listed in the order the pollings brought them, which the seed decides.
+  std::set<std::string> orders;
+  for (uint32_t seed = 1; seed <= 6; ++seed) {
+    sim_.Seed(seed);
+    Result r = On({"scan"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::vector<std::string> lines;
+    std::istringstream in(r.out);
+    for (std::string line; std::getline(in, line);) lines.push_back(line + "\n");
+    orders.insert(r.out);
+    std::sort(lines.begin(), lines.end());
+    ASSERT_EQ(lines.size(), 3u) << "seed " << seed << "\n" << r.out;
+    EXPECT_EQ(lines[0] + lines[1] + lines[2], FelicaLine(kFelicaA) + FelicaLine(kFelicaB) + FelicaLine(kFelicaC))
+        << "seed " << seed;
+  }
+  EXPECT_GT(orders.size(), 1u);
+}
+
+TEST_F(Cli, ScanPollsForFelicaCardsOnlyAsLongAsItMust) {
+  // No FeliCa card: one polling with one slot, three with 16.
+  Result r = Run({"--sim-card", "mfc1k", "--trace", "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(Pollings(r.err), 4 * 2) << r.err;
+  // One card: it answers the first; twelve pollings with 16 slots bring no other.
+  r = Run({"--sim-card", std::string("felica:") + kFelicaA, "--trace", "scan"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(Pollings(r.err), 13 * 2) << r.err;
+}
+
+TEST_F(Cli, FelicaCommandsChooseAmongSeveralCardsByUid) {
+  const std::string a = std::string("felica:") + kFelicaA, b = std::string("felica:") + kFelicaB;
+  const std::string data = "00112233445566778899AABBCCDDEEFF";
+  // Without --uid: the first found, said on standard error.
+  Result r = Run({"--sim-card", b, "--sim-card", a, "felica", "poll"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, std::string("IDm          ") + kFelicaB + "\nPMm          0120220427674EFF\nsystem code  88B4\n");
+  EXPECT_EQ(r.err, "orvex: several FeliCa cards in the field (012E000000000002 012E000000000001); acting on "
+                   "012E000000000002: --uid chooses another\n");
+  // --uid chooses the other.
+  r = Run({"--sim-card", b, "--sim-card", a, "--uid", kFelicaB, "felica", "read", "--service", "000B", "0"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "block    0: 00000000000000000000000000000000\n");
+  EXPECT_EQ(r.err, "orvex: acting on FeliCa card 012E000000000002, chosen by --uid\n");
+  // A card not in the field.
+  r = Run({"--sim-card", b, "--sim-card", a, "--uid", kFelicaC, "felica", "poll"});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: polling: no FeliCa card with IDm 012E000000000003 in the field (the cards that answered "
+                   "are 012E000000000002 012E000000000001)\n");
+  EXPECT_EQ(r.out, "");
+  // A write does not choose for the user.
+  r = Run({"--sim-card", b, "--sim-card", a, "felica", "write", "--service", "0009", "3", data});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "orvex: several FeliCa cards in the field (012E000000000002 012E000000000001): --uid chooses the "
+                   "one to write; nothing was written\n");
+  EXPECT_EQ(r.out, "");
+  r = Run({"--sim-card", b, "--sim-card", a, "--trace", "felica", "write", "--service", "0009", "3", data});
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("FeliCa Polling"), std::string::npos) << r.err;
+  EXPECT_EQ(r.err.find("FeliCa WriteWithoutEncryption"), std::string::npos) << r.err;
+  EXPECT_EQ(r.err.find("FeliCa ReadWithoutEncryption"), std::string::npos) << r.err;
+  r = Run({"--sim-card", b, "--sim-card", a, "--uid", kFelicaB, "felica", "write", "--service", "0009", "3", data});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, std::string("wrote block 3 of service 0009 of FeliCa ") + kFelicaB + ": " + data +
+                       " (read back) (simulated reader)\n");
 }
 
 // ---- Topaz --------------------------------------------------------------------------

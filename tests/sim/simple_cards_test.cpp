@@ -4,6 +4,8 @@
 // SAM slots and the reader's own card application.
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "orvexsim/cpu_card.h"
 #include "orvexsim/felica.h"
 #include "orvexsim/mifare_plus.h"
@@ -134,6 +136,41 @@ TEST_F(Cards, FelicaPollReadWrite) {
   // Request service: key versions 0000 for the known, FFFF for the unknown.
   Bytes rs = Concat(Concat({0x00, 0x00, 0x02, 0x02}, idm), {0x02, 0x09, 0x00, 0x48, 0x10});
   EXPECT_EQ((Bytes{0x02, 0x00, 0x00, 0xFF, 0xFF}), Slice(Cmd(0xC1, rs).data, 11, 5));
+}
+
+TEST_F(Cards, FelicaCardsAnswerPollingsInTimeSlots) {
+  const Bytes a = {0x01, 0x2E, 0, 0, 0, 0, 0, 0x0A}, b = {0x01, 0x2E, 0, 0, 0, 0, 0, 0x0B};
+  auto poll = [&](uint8_t slot) {
+    Reply r = Cmd(0xC1, {0x00, 0x00, 0x02, 0x00, 0xFF, 0xFF, 0x00, slot});
+    return r.status == status::kOk ? Slice(r.data, 3, 8) : Bytes{};
+  };
+  sim.Place(std::make_shared<FelicaCard>(a));
+  // One card: it answers whatever the slots.
+  EXPECT_EQ(a, poll(0x00));
+  EXPECT_EQ(a, poll(0x0F));
+  // Two cards and one slot: they collide, and the reader passes on nothing.
+  sim.Place(std::make_shared<FelicaCard>(b));
+  EXPECT_EQ(Bytes{}, poll(0x00));
+  // A slot byte above 15 is no polling the cards answer.
+  EXPECT_EQ(Bytes{}, poll(0x10));
+  // Sixteen slots: each polling brings one of them, or nothing when both
+  // picked the same slot; over many pollings all three outcomes occur, at
+  // about the rates 15/32, 15/32 and 1/16.
+  auto count = [&] {
+    std::map<Bytes, int> seen;
+    for (int i = 0; i < 640; ++i) ++seen[poll(0x0F)];
+    return seen;
+  };
+  sim.Seed(7);
+  std::map<Bytes, int> seen = count();
+  EXPECT_EQ(3u, seen.size());
+  EXPECT_GT(seen[a], 240);
+  EXPECT_GT(seen[b], 240);
+  EXPECT_GT(seen[Bytes{}], 15);
+  EXPECT_LT(seen[Bytes{}], 80);
+  // The same seed, the same answers.
+  sim.Seed(7);
+  EXPECT_EQ(seen, count());
 }
 
 TEST_F(Cards, MifarePlusLeavesAfterABlockWrite) {

@@ -229,3 +229,26 @@ TEST_F(TwoUsbReaders, ToolListsUsbReadersAndByIdPorts) {
 }
 
 }  // namespace
+
+namespace {
+
+// orvex reader speed on a USB reader: HID has no line speed, so the tool
+// refuses as a usage error and sends the reader nothing.
+TEST_F(TwoUsbReaders, ToolRefusesALineSpeedForAUsbReader) {
+  int status = -1;
+  std::string out = RunTool(std::string(ORVEX_TOOL) + " --device usb:1:2 reader speed 9600", &status);
+  EXPECT_EQ(2, status) << out;
+  EXPECT_EQ("orvex: reader speed: a USB reader has no line speed; nothing was changed\n", out);
+  EXPECT_TRUE(a->frames().empty());
+  // Nor with --json, nor when the speed asked for is the serial default.
+  out = RunTool(std::string(ORVEX_TOOL) + " --device usb:1:2 --json reader speed 19200", &status);
+  EXPECT_EQ(2, status) << out;
+  // Standard error, then the JSON document on standard output.
+  EXPECT_EQ("orvex: reader speed: a USB reader has no line speed; nothing was changed\n{\n  \"error\": \"reader "
+            "speed: a USB reader has no line speed; nothing was changed\"\n}\n",
+            out);
+  EXPECT_TRUE(a->frames().empty());
+  EXPECT_TRUE(b->frames().empty());
+}
+
+}  // namespace

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "commands.h"
+#include "felica.h"
 #include "iso14443a.h"
 
 namespace orvextool {
@@ -103,12 +104,15 @@ void ScanTopaz(Context& ctx, std::vector<FoundCard>& found) {
   found.push_back({"topaz", Hex(uid, 4), {{"hr", hr}}, "HR " + hr});
 }
 
-// A FeliCa card: a polling for any system code gives its IDm and PMm.
-void ScanFelica(Context& ctx, std::vector<FoundCard>& found) {
-  unsigned char idm[8] = {}, pmm[8] = {}, request_data[2];
-  if (ctx.ov.OV_Felica_Polling(ctx.reader_id, 0xFFFF, 0, 0, idm, pmm, request_data) != 1) return;
-  std::string p = Hex(pmm, 8);
-  found.push_back({"felica", Hex(idm, 8), {{"pmm", p}}, "PMm " + p});
+// FeliCa cards: pollings for any system code give each one's IDm and PMm.
+// The search goes on for a while after a card answered: tell (when given)
+// hears of each card at once.
+void ScanFelica(Context& ctx, std::vector<FoundCard>& found, const std::function<void()>& tell) {
+  PollFelicaCards(ctx, 0xFFFF, [&](const FelicaCardInfo& c) {
+    std::string p = Hex(c.pmm);
+    found.push_back({"felica", Hex(c.idm), {{"pmm", p}}, "PMm " + p});
+    tell();
+  });
 }
 
 // A resident identity card (ISO 14443-B): the reader reads its card number.
@@ -136,12 +140,19 @@ void ScanContactSle(Context& ctx, std::vector<FoundCard>& found) {
 // them.
 std::vector<FoundCard> ScanField(Context& ctx, const std::function<void(const FoundCard&)>& seen = nullptr) {
   std::vector<FoundCard> found;
-  for (auto scan : {ScanTypeA, ScanTopaz, ScanFelica, ScanIdCard, ScanTypeB, ScanStTags, ScanVicinity,
-                    ScanLowFrequency, ScanContactSle}) {
-    const size_t before = found.size();
+  size_t told = 0;
+  auto tell = [&] {
+    for (; told < found.size(); ++told)
+      if (seen) seen(found[told]);
+  };
+  for (auto scan : {ScanTypeA, ScanTopaz}) {
     scan(ctx, found);
-    if (seen)
-      for (size_t i = before; i < found.size(); ++i) seen(found[i]);
+    tell();
+  }
+  ScanFelica(ctx, found, tell);
+  for (auto scan : {ScanIdCard, ScanTypeB, ScanStTags, ScanVicinity, ScanLowFrequency, ScanContactSle}) {
+    scan(ctx, found);
+    tell();
   }
   ResetField(ctx, "scan");
   return found;

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "felica.h"
 
 namespace orvextool {
 
@@ -13,13 +14,6 @@ constexpr int kBlockBytes = 16;
 // Blocks one read or write without encryption carries here: its answer
 // (12 bytes of header and 16 a block) stays far below the reader's frame.
 constexpr int kBlocksPerCommand = 8;
-// The polling's request code 01: the card adds its system code.
-constexpr unsigned char kRequestSystemCode = 0x01;
-
-struct FelicaCard {
-  Bytes idm, pmm;
-  unsigned system_code = 0;
-};
 
 // A service or system code as written (0009, FE00) -> its number.
 unsigned ParseCode(const std::string& text, const std::string& what) {
@@ -34,26 +28,32 @@ std::string CodeText(unsigned code) {
   return s;
 }
 
-// Polling for system_code (FFFF: any). With --uid, the card must be the one
-// chosen; the reader reports one card of those that answer.
-FelicaCard Poll(Context& ctx, unsigned system_code) {
+// The card a command acts on, of system_code (FFFF: any): with --uid the
+// one of that IDm; else the only one in the field, or, with several, the
+// first found, said on standard error. A write (writing) does not choose:
+// with several cards and no --uid it writes nothing.
+FelicaCardInfo Poll(Context& ctx, unsigned system_code, bool writing = false) {
   ctx.Open();
-  unsigned char idm[8] = {}, pmm[8] = {}, request_data[2] = {};
-  // The library sends the code low byte first: its bytes swapped here.
-  const unsigned short swapped = static_cast<unsigned short>((system_code & 0xFF) << 8 | system_code >> 8);
-  int rc = ctx.ov.OV_Felica_Polling(ctx.reader_id, swapped, kRequestSystemCode, 0, idm, pmm, request_data);
+  const std::vector<FelicaCardInfo> cards = PollFelicaCards(ctx, system_code);
   const std::string which = system_code == 0xFFFF ? "" : " with system code " + CodeText(system_code);
-  if (rc == -2) throw Failure("polling: no FeliCa card" + which + " in the field");
-  if (rc == 0) throw Failure("polling: the reader's answer does not begin with 00");
-  CheckCard(rc, "polling", "the reader refused");
-  FelicaCard c;
-  c.idm.assign(idm, idm + 8);
-  c.pmm.assign(pmm, pmm + 8);
-  c.system_code = static_cast<unsigned>(request_data[0] << 8 | request_data[1]);
-  if (!ctx.uid().empty() && ctx.uid() != c.idm)
-    throw Failure("polling: no FeliCa card with IDm " + Hex(ctx.uid()) + " in the field (the card that answered is " +
-                  Hex(c.idm) + ")");
-  return c;
+  if (cards.empty()) throw Failure("polling: no FeliCa card" + which + " in the field");
+  std::string idms;
+  for (const auto& c : cards) idms += (idms.empty() ? "" : " ") + Hex(c.idm);
+  if (!ctx.uid().empty()) {
+    for (const auto& c : cards)
+      if (c.idm == ctx.uid()) {
+        if (cards.size() > 1) ctx.Note("acting on FeliCa card " + Hex(c.idm) + ", chosen by --uid");
+        return c;
+      }
+    throw Failure("polling: no FeliCa card with IDm " + Hex(ctx.uid()) + " in the field (" +
+                  (cards.size() == 1 ? "the card that answered is " : "the cards that answered are ") + idms + ")");
+  }
+  if (cards.size() == 1) return cards[0];
+  if (writing)
+    throw Failure("several FeliCa cards in the field (" + idms + "): --uid chooses the one to write; nothing was written");
+  ctx.Note("several FeliCa cards in the field (" + idms + "); acting on " + Hex(cards[0].idm) +
+           ": --uid chooses another");
+  return cards[0];
 }
 
 // Results of the FeliCa commands after polling: -1 link failure, a status
@@ -106,7 +106,7 @@ std::string BlockWords(const std::vector<int>& blocks) {
 }
 
 // Blocks of one service, in commands of kBlocksPerCommand.
-Bytes ReadBlocks(Context& ctx, const FelicaCard& card, unsigned service, const std::vector<int>& all) {
+Bytes ReadBlocks(Context& ctx, const FelicaCardInfo& card, unsigned service, const std::vector<int>& all) {
   Bytes out;
   for (size_t at = 0; at < all.size(); at += kBlocksPerCommand) {
     std::vector<int> blocks(all.begin() + static_cast<long>(at),
@@ -132,7 +132,7 @@ Bytes ReadBlocks(Context& ctx, const FelicaCard& card, unsigned service, const s
   return out;
 }
 
-void Describe(Context& ctx, const FelicaCard& c) {
+void Describe(Context& ctx, const FelicaCardInfo& c) {
   Json& d = ctx.out().doc();
   d["idm"] = Hex(c.idm);
   d["pmm"] = Hex(c.pmm);
@@ -147,7 +147,7 @@ struct PollOptions {
 
 void PollCommand(Context& ctx, const PollOptions& o) {
   unsigned code = ParseCode(o.system_code, "--system-code");
-  FelicaCard c = Poll(ctx, code);
+  FelicaCardInfo c = Poll(ctx, code);
   Describe(ctx, c);
   ctx.out().Line("IDm          " + Hex(c.idm));
   ctx.out().Line("PMm          " + Hex(c.pmm));
@@ -165,7 +165,7 @@ void ServicesCommand(Context& ctx, const ServicesOptions& o) {
   for (const auto& t : o.codes) codes.push_back(ParseCode(t, "felica services"));
   // One request service carries at most 32 node codes.
   if (codes.size() > 32) throw Failure("felica services: at most 32 codes at once", 2);
-  FelicaCard c = Poll(ctx, 0xFFFF);
+  FelicaCardInfo c = Poll(ctx, 0xFFFF);
   Bytes nodes;
   for (unsigned code : codes) nodes.insert(nodes.end(), {static_cast<uint8_t>(code & 0xFF), static_cast<uint8_t>(code >> 8)});
   // The node count, then the key versions (2 bytes each, low first).
@@ -211,7 +211,7 @@ struct ReadOptions {
 
 void ReadCommand(Context& ctx, const ReadOptions& o) {
   unsigned service = ParseCode(o.service, "--service");
-  FelicaCard c = Poll(ctx, 0xFFFF);
+  FelicaCardInfo c = Poll(ctx, 0xFFFF);
   Bytes data = ReadBlocks(ctx, c, service, o.blocks);
   Describe(ctx, c);
   ctx.out().doc()["service"] = CodeText(service);
@@ -239,7 +239,7 @@ void WriteCommand(Context& ctx, const WriteOptions& o) {
   Bytes data = ParseHexArgs(o.data, "felica write");
   if (data.size() != kBlockBytes)
     throw Failure("felica write: a block holds 16 bytes; " + std::to_string(data.size()) + " given", 2);
-  FelicaCard c = Poll(ctx, 0xFFFF);
+  FelicaCardInfo c = Poll(ctx, 0xFFFF, true);
   const std::vector<int> one = {o.block};
   Bytes before = ReadBlocks(ctx, c, service, one);
   Bytes idm = c.idm, list = BlockList(one);
