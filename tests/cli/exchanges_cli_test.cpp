@@ -197,14 +197,24 @@ TEST_F(Cli, NtagDumpReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
                                              "5E 6F", "70 81", "82 93", "94 A5", "A6 B7", "B8 BE"};
   EXPECT_EQ(FastReads(r.err), expected) << r.err;
   EXPECT_EQ(Slurp(Path("u.bin")), dump);
-  // The NDEF layer reads the tag's data area (pages 4 to 221) the same way.
+}
+
+TEST_F(Cli, NdefReadOfAnNtagReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
+  // The NDEF layer reads a Type 2 tag as the dump does: on an NTAG213 at
+  // 19200 bit/s its data area (pages 4 to 39) in one read, which 100 bytes
+  // 10 make too long for its deadline, then in reads of 18 pages.
+  SimProcess sim("--baud 19200 --card ntag213:04112233445566", Path("sim.out"));
+  ASSERT_FALSE(sim.pty().empty());
+  const std::string device = sim.pty() + "@19200";
+  Write(Path("payload.bin"), std::string(100, '\x10'));
+  Result r = Run({"--device", device, "ndef", "write", "--mime", "application/octet-stream", Path("payload.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
   r = Run({"--device", device, "--trace", "ndef", "read", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
-  const std::vector<std::string> ndef_reads = {"04 2B", "04 15", "16 27", "28 39", "3A 4B", "4C 5D", "5E 6F",
-                                               "70 81", "82 93", "94 A5", "A6 B7", "B8 C9", "CA DB", "DC DD"};
-  EXPECT_EQ(FastReads(r.err), ndef_reads) << r.err;
+  const std::vector<std::string> expected = {"04 27", "04 15", "16 27"};
+  EXPECT_EQ(FastReads(r.err), expected) << r.err;
   std::string hex;
-  for (int i = 0; i < 150; ++i) hex += "10";
+  for (int i = 0; i < 100; ++i) hex += "10";
   EXPECT_EQ(r.Json()["records"][0]["payload"], hex) << r.out;
 }
 
