@@ -6,9 +6,10 @@
 //    an NTAG216, the simulator paced at the line speed, each divided by the
 //    wire time of the least exchanges that read the card: for the 1K one
 //    selection, 16 authentications and 64 block reads; for the NTAG216 the
-//    FAST_READs of at most 51 pages (the most one FAST_READ carries) that
-//    cover its pages (and, reported beside it, those reads with the one
-//    selection and the GET_VERSION the command needs). Those exchanges are
+//    FAST_READs that cover its pages, each of as many pages as its answer
+//    carries within the read's deadline at the line speed (at most 51, the
+//    most one FAST_READ carries), and, reported beside it, those reads with
+//    the one selection and the GET_VERSION the command needs. Those exchanges are
 //    made once through the library on an unpaced simulated reader holding
 //    the same card, and their frames counted byte for byte as they crossed
 //    the line (the link's trace hook), stuffing included; ten bits a byte.
@@ -35,6 +36,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "link/deadlines.h"
 #include "orvex.h"
 #include "orvexsim/card_kinds.h"
 #include "orvexsim/serial_server.h"
@@ -190,8 +192,10 @@ struct WireCount {
   bool counting = false;
   size_t bytes = 0;
   int frames = 0;
-  static void Hook(void* user, int /*sent*/, const unsigned char* /*p*/, int length, unsigned long long /*ns*/) {
+  int last_answer = 0;  // the bytes of the last frame taken from the line
+  static void Hook(void* user, int sent, const unsigned char* /*p*/, int length, unsigned long long /*ns*/) {
     auto* w = static_cast<WireCount*>(user);
+    if (!sent) w->last_answer = length;
     if (!w->counting) return;
     w->bytes += static_cast<size_t>(length);
     ++w->frames;
@@ -201,9 +205,9 @@ struct WireCount {
 // The tool's reader number: 0 reaches any reader.
 constexpr int kAnyReader = 0;
 
-// Runs reads against an unpaced simulated reader holding the card `kind`
-// (placed as orvex-sim places its first card of that kind, so the same
-// UID and contents), after a selection that is not counted when
+// Runs reads (given the counter too) against an unpaced simulated reader
+// holding the card `kind` (placed as orvex-sim places its first card of
+// that kind, so the same UID and contents), after a selection that is not counted when
 // count_selection is false; returns the bytes of the counted frames, or 0
 // when an exchange failed.
 template <typename Reads>
@@ -227,7 +231,7 @@ size_t LeastWireBytes(const std::string& kind, bool count_selection, Reads reads
   count.counting = count_selection;
   if (ov.OV_RequestAntiandSelect(kAnyReader, 0x52, 0, &atqa, &sak, &len, uid) != 1) return 0;
   count.counting = true;
-  if (!reads(ov)) return 0;
+  if (!reads(ov, count)) return 0;
   if (frames) *frames = count.frames;
   return count.bytes;
 }
@@ -235,7 +239,7 @@ size_t LeastWireBytes(const std::string& kind, bool count_selection, Reads reads
 // One selection, then each of the 16 sectors authenticated with the
 // transport key A and its 4 blocks read.
 size_t Mfc1kWireBytes(int* frames) {
-  return LeastWireBytes("mfc1k", true, [](Orvex& ov) {
+  return LeastWireBytes("mfc1k", true, [](Orvex& ov, WireCount&) {
     for (int s = 0; s < 16; ++s) {
       unsigned char key[6] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
       if (ov.OV_KeyAuthorization(kAnyReader, 0x60, s * 4, key) != 1) return false;
@@ -248,20 +252,36 @@ size_t Mfc1kWireBytes(int* frames) {
   }, frames);
 }
 
-// The NTAG216's 231 pages in FAST_READs of at most 51 pages; with
-// whole_command, also the selection and the GET_VERSION that tells the
-// tag's size, without which no tool can know how many pages to read.
+// The NTAG216's 231 pages in FAST_READs, each of as many pages as its
+// answer carries within the read's deadline on a line at baud, at most 51
+// (the most one FAST_READ carries; at 19200 bit/s the answer of 51 pages
+// takes 111 ms, past the 100 ms its read waits, so no program reading the
+// tag at that speed can make it). Each read is made with the most pages
+// first, and with fewer while its answer frame as it crossed the line
+// (escaped bytes included) is longer than the deadline lets through; only
+// the read kept is counted. With whole_command, also the selection and the
+// GET_VERSION that tells the tag's size, without which no tool can know how
+// many pages to read.
 constexpr int kNtag216Pages = 231;
 constexpr int kPagesPerFastRead = 51;
-size_t Ntag216WireBytes(bool whole_command, int* frames) {
-  return LeastWireBytes("ntag216", whole_command, [whole_command](Orvex& ov) {
+size_t Ntag216WireBytes(bool whole_command, int baud, int* frames) {
+  const int in_time = orvex::deadline::Ms(orvex::deadline::kNtag) * baud / 10 / 1000;
+  return LeastWireBytes("ntag216", whole_command, [whole_command, in_time](Orvex& ov, WireCount& count) {
     unsigned char version[ORVEX_MAX_ANSWER];
     if (whole_command && ov.OV_NTag_GetVersion(kAnyReader, version) != 1) return false;
-    for (int first = 0; first < kNtag216Pages; first += kPagesPerFastRead) {
-      int last = std::min(first + kPagesPerFastRead, kNtag216Pages) - 1, len = 0;
-      unsigned char buf[ORVEX_MAX_ANSWER];
-      if (ov.OV_NTag_FastRead(kAnyReader, first, last, &len, buf) != 1 || len != (last - first + 1) * 4)
-        return false;
+    for (int first = 0; first < kNtag216Pages;) {
+      int pages = std::min(kPagesPerFastRead, kNtag216Pages - first);
+      for (;; --pages) {
+        if (pages == 0) return false;
+        const WireCount before = count;
+        int len = 0;
+        unsigned char buf[ORVEX_MAX_ANSWER];
+        if (ov.OV_NTag_FastRead(kAnyReader, first, first + pages - 1, &len, buf) != 1 || len != pages * 4)
+          return false;
+        if (count.last_answer <= in_time) break;
+        count = before;
+      }
+      first += pages;
     }
     return true;
   }, frames);
@@ -323,8 +343,9 @@ BENCHMARK(BM_ToolMfcDump)->ArgName("baud")->Arg(19200)->Arg(38400)->Iterations(3
 
 void BM_ToolNtagDump(benchmark::State& state) {
   int frames = 0, all_frames = 0;
-  size_t bytes = Ntag216WireBytes(false, &frames);
-  size_t all = Ntag216WireBytes(true, &all_frames);
+  const int baud = static_cast<int>(state.range(0));
+  size_t bytes = Ntag216WireBytes(false, baud, &frames);
+  size_t all = Ntag216WireBytes(true, baud, &all_frames);
   TimeToolCommand(state, "ntag216", {"-q", "ntag", "dump"}, bytes, frames);
   // Beside the reads alone: the least exchanges of the whole command.
   if (all == 0 || !state.counters.count("tool_ms")) return;

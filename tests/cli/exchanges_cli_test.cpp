@@ -28,6 +28,21 @@ std::map<std::string, int> Sent(const std::string& trace) {
   return sent;
 }
 
+// The commands the tool sent, by name, in order.
+std::vector<std::string> SentInOrder(const std::string& trace) {
+  std::vector<std::string> sent;
+  std::istringstream in(trace);
+  std::string line;
+  while (std::getline(in, line)) {
+    size_t at = line.find(" -> [");
+    if (at == std::string::npos) continue;
+    size_t name = line.find(' ', line.find(']', at) + 2);
+    if (name == std::string::npos) continue;
+    sent.push_back(line.substr(name + 1, line.find("  ", name + 1) - name - 1));
+  }
+  return sent;
+}
+
 // The FAST_READs the tool sent, with their first and last page in hex.
 std::vector<std::string> FastReads(const std::string& trace) {
   std::vector<std::string> reads;
@@ -65,8 +80,8 @@ TEST_F(Cli, MfcDumpOfABlank1KMakesOneAuthenticationASectorAndOneReadABlock) {
   ASSERT_EQ(r.status, 0) << r.err;
   // The selection (which also makes sure no other card is there: halt,
   // request, select again), then per sector key A and its four blocks.
-  const std::map<std::string, int> expected = {
-      {"RequestAntiAndSelect", 3}, {"CardHalt", 1}, {"KeyAuthorization", 16}, {"ReadBlock", 64}};
+  const std::map<std::string, int> expected = {{"RequestAntiAndSelect", 2}, {"CardHalt", 1}, {"RequestCard", 1},
+                                               {"KeyAuthorization", 16}, {"ReadBlock", 64}};
   EXPECT_EQ(Sent(r.err), expected) << r.err;
   // Key B, which each trailer shows, is still recorded.
   std::string record = Slurp(Path("d.mfd.keys"));
@@ -118,11 +133,42 @@ TEST_F(Cli, NtagDumpAt19200ReadsFortyPagesAtATime) {
   Result r = Run({"--sim-card", "ntag216:04112233445566", "--trace", "ntag", "dump", Path("t.bin")});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "dumped 231 pages of NTAG216 04112233445566 to " + Path("t.bin") + " (simulated reader)\n");
-  // The configuration pages first (whether a password guards reads), then
-  // the memory, 40 pages a read.
-  const std::vector<std::string> expected = {"E3 E4", "00 27", "28 4F", "50 77", "78 9F", "A0 C7", "C8 E6"};
+  // The last 40 pages first, with the configuration pages among them
+  // (whether a password guards reads), then the rest, 40 pages a read: six
+  // reads for 231 pages, the least that fit.
+  const std::vector<std::string> expected = {"BF E6", "00 27", "28 4F", "50 77", "78 9F", "A0 BE"};
   EXPECT_EQ(FastReads(r.err), expected) << r.err;
   EXPECT_EQ(Slurp(Path("t.bin")).size(), 924u);
+}
+
+TEST_F(Cli, NtagDumpSelectsOnceAndLooksForOtherCardsWhenItHasReadTheTag) {
+  Result r = Run({"--sim-card", "ntag216:04112233445566", "--trace", "ntag", "dump", Path("t.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  // One selection, the version (the tag's size), six reads; then the tag is
+  // halted and any other card asked to answer.
+  const std::vector<std::string> expected = {"RequestAntiAndSelect", "NTag GET_VERSION", "NTag FAST_READ",
+                                             "NTag FAST_READ",       "NTag FAST_READ",   "NTag FAST_READ",
+                                             "NTag FAST_READ",       "NTag FAST_READ",   "CardHalt",
+                                             "RequestCard"};
+  EXPECT_EQ(SentInOrder(r.err), expected) << r.err;
+  // The pages in their order: page 0 starts with the UID, the last four are
+  // the configuration (AUTH0 FF: no password), PWD and PACK (read as zeros).
+  const std::string dump = Slurp(Path("t.bin"));
+  ASSERT_EQ(dump.size(), 924u);
+  EXPECT_EQ(dump.substr(0, 3), std::string("\x04\x11\x22", 3));
+  EXPECT_EQ(static_cast<unsigned char>(dump[227 * 4 + 3]), 0xFF);
+  EXPECT_EQ(dump.substr(229 * 4), std::string(8, '\0'));
+  // A second card answers the request: the dump says so, as a selection
+  // that checks first would.
+  r = Run({"--sim-card", "ntag216:04112233445566", "--sim-card", "mfc1k:11223344", "--trace", "ntag", "dump",
+           Path("u.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(SentInOrder(r.err), expected) << r.err;
+  EXPECT_NE(r.err.find("orvex: several cards in the field; acting on 04112233445566 (Type 2 tag (Ultralight, NTAG)): "
+                       "--uid chooses another (orvex scan lists them)\n"),
+            std::string::npos)
+      << r.err;
+  EXPECT_EQ(Slurp(Path("u.bin")), dump);
 }
 
 TEST_F(Cli, NtagDumpReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
@@ -142,13 +188,41 @@ TEST_F(Cli, NtagDumpReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
   std::string dump = Slurp(Path("t.bin"));
   EXPECT_EQ(dump.size(), 924u);
   EXPECT_NE(dump.find(payload), std::string::npos);
-  // After the configuration pages, the first read of 40 pages is cut off;
-  // the same pages and the rest follow 18 at a time, which fit even when
-  // every byte is escaped.
+  // After the last 40 pages (with the configuration), the first read of 40
+  // pages is cut off; the same pages and the rest follow 18 at a time,
+  // which fit even when every byte is escaped.
   r = Run({"--device", device, "--trace", "ntag", "dump", Path("u.bin")});
   ASSERT_EQ(r.status, 0) << r.err;
-  const std::vector<std::string> expected = {"E3 E4", "00 27", "00 11", "12 23", "24 27", "28 39", "3A 4B", "4C 5D",
-                                             "5E 6F", "70 81", "82 93", "94 A5", "A6 B7", "B8 C9", "CA DB", "DC E6"};
+  const std::vector<std::string> expected = {"BF E6", "00 27", "00 11", "12 23", "24 27", "28 39", "3A 4B", "4C 5D",
+                                             "5E 6F", "70 81", "82 93", "94 A5", "A6 B7", "B8 BE"};
   EXPECT_EQ(FastReads(r.err), expected) << r.err;
   EXPECT_EQ(Slurp(Path("u.bin")), dump);
+}
+
+TEST_F(Cli, NdefReadOfAnNtagReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {
+  // The NDEF layer reads a Type 2 tag as the dump does: on an NTAG213 at
+  // 19200 bit/s its data area (pages 4 to 39) in one read, which 100 bytes
+  // 10 make too long for its deadline, then in reads of 18 pages.
+  SimProcess sim("--baud 19200 --card ntag213:04112233445566", Path("sim.out"));
+  ASSERT_FALSE(sim.pty().empty());
+  const std::string device = sim.pty() + "@19200";
+  Write(Path("payload.bin"), std::string(100, '\x10'));
+  Result r = Run({"--device", device, "ndef", "write", "--mime", "application/octet-stream", Path("payload.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = Run({"--device", device, "--trace", "ndef", "read", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::vector<std::string> expected = {"04 27", "04 15", "16 27"};
+  EXPECT_EQ(FastReads(r.err), expected) << r.err;
+  std::string hex;
+  for (int i = 0; i < 100; ++i) hex += "10";
+  EXPECT_EQ(r.Json()["records"][0]["payload"], hex) << r.out;
+}
+
+TEST_F(Cli, NdefReadOfAnNtagReadsFortyPagesAtATime) {
+  Result r = Run({"--sim-card", "ntag216:04112233445566", "--trace", "ndef", "read"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  // The data area, pages 4 to 221, in the least reads that fit within their
+  // deadline at 19200 bit/s when no byte is escaped.
+  const std::vector<std::string> expected = {"04 2B", "2C 53", "54 7B", "7C A3", "A4 CB", "CC DD"};
+  EXPECT_EQ(FastReads(r.err), expected) << r.err;
 }

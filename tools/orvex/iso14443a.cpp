@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "iso14443a.h"
 
+#include <optional>
+
 namespace orvextool {
 
 std::string TypeACardInfo::Kind() const {
@@ -42,7 +44,31 @@ bool SelectTypeAByUid(Context& ctx, const Bytes& uid, TypeACardInfo& card) {
   return false;
 }
 
-bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card) {
+namespace {
+
+// Whether a card other than the selected one is in the field: the selected
+// card is halted, so that it keeps quiet, and the idle cards are asked to
+// answer a request. The selected card stays halted. Nothing when it did
+// not take the halt (it left the field); a link failure throws.
+std::optional<bool> AnotherTypeACard(Context& ctx) {
+  const int halted = ctx.ov.OV_CardHalt(ctx.reader_id);
+  if (halted == -1) CheckCard(halted, "halting the card", "");
+  if (halted != 1) return std::nullopt;
+  unsigned short atqa = 0;
+  const int rc = ctx.ov.OV_RequestCard(ctx.reader_id, 0x26, &atqa);
+  if (rc == -3) return false;
+  CheckCard(rc, "asking for other ISO 14443-A cards", "");
+  return true;
+}
+
+void NoteSeveral(Context& ctx, const TypeACardInfo& card) {
+  ctx.Note("several cards in the field; acting on " + Hex(card.uid) + " (" + card.Kind() +
+           "): --uid chooses another (orvex scan lists them)");
+}
+
+}  // namespace
+
+bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card, bool check_others) {
   const Bytes& uid = ctx.uid();
   if (!uid.empty()) {
     if (!SelectTypeAByUid(ctx, uid, card)) return false;
@@ -50,16 +76,17 @@ bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card) {
     return true;
   }
   if (!SelectTypeA(ctx, 0x52, card)) return false;
-  // Is it the only one? Halted, it lets an idle card answer the request.
-  if (ctx.ov.OV_CardHalt(ctx.reader_id) != 1) return SelectTypeAByUid(ctx, card.uid, card);
-  TypeACardInfo other;
-  const bool several = SelectTypeA(ctx, 0x26, other);
+  if (!check_others) return true;
+  const auto several = AnotherTypeACard(ctx);
   const Bytes chosen = card.uid;
   if (!SelectTypeAByUid(ctx, chosen, card)) return false;
-  if (several)
-    ctx.Note("several cards in the field; acting on " + Hex(card.uid) + " (" + card.Kind() +
-             "): --uid chooses another (orvex scan lists them)");
+  if (several.value_or(false)) NoteSeveral(ctx, card);
   return true;
+}
+
+void NoteOtherTypeACards(Context& ctx, const TypeACardInfo& card) {
+  if (!ctx.uid().empty()) return;
+  if (AnotherTypeACard(ctx).value_or(false)) NoteSeveral(ctx, card);
 }
 
 }  // namespace orvextool

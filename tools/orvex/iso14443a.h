@@ -32,6 +32,17 @@ bool SelectTypeAByUid(Context& ctx, const Bytes& uid, TypeACardInfo& card);
 // the anticollision selects. Says on standard error which card it chose
 // when it had a choice (--uid given, or several cards answered). False when
 // no such card answers; a link failure throws.
-bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card);
+//
+// Whether several cards answered is found by halting the chosen card,
+// asking the others and selecting it again. A command that only reads may
+// leave that to its end instead (check_others false): it then calls
+// NoteOtherTypeACards when it is done with the card, which spares the
+// selection again.
+bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card, bool check_others = true);
+
+// After a command that selected with check_others false is done with the
+// card: halts it and, when another card answers, says so as
+// SelectChosenTypeA would have. Nothing to do with --uid.
+void NoteOtherTypeACards(Context& ctx, const TypeACardInfo& card);
 
 }  // namespace orvextool

@@ -9,45 +9,34 @@
 #include "ntag.h"
 #include "topaz.h"
 #include "ndef/forum/mad.h"
+#include "type2_read.h"
 #include "vicinity.h"
-#include "link/deadlines.h"
 
 namespace orvextool {
 
 namespace {
 
 namespace ndef = orvex::ndef;
-constexpr int kMaxPagesPerRead = 51;
 
 // ---- Type 2: NTAG and Ultralight ---------------------------------------------
 // The data area starts at page 4; the capability container on page 3 gives
 // its size in units of 8 bytes.
 class Type2Memory : public ndef::TagMemory {
  public:
-  Type2Memory(Context& ctx, size_t size) : ctx_(ctx), size_(size) {}
+  Type2Memory(Context& ctx, size_t size) : ctx_(ctx), reader_(ctx), size_(size) {}
   size_t size() const override { return size_; }
   size_t unit() const override { return 4; }
   long base() const override { return 16; }
 
   Bytes Read(size_t offset, size_t length) override {
-    Bytes out;
     const int first = kFirstPage + static_cast<int>(offset / 4);
-    const int pages = static_cast<int>((length + 3) / 4);
-    const int span = UnitsPerRead(ctx_.speed(), orvex::deadline::Ms(orvex::deadline::kNtag), 4, kMaxPagesPerRead);
-    for (int p = first; p < first + pages; p += span) {
-      const int last = std::min(p + span, first + pages) - 1;
-      unsigned char buf[ORVEX_MAX_ANSWER];
-      int len = 0;
-      const std::string what = "reading pages " + std::to_string(p) + " to " + std::to_string(last);
-      CheckCard(ctx_.ov.OV_NTag_FastRead(ctx_.reader_id, p, last, &len, buf), what,
-                "the tag refused the read (is it protected by a password?)");
-      if (len != (last - p + 1) * 4)
-        throw Failure(what + ": " + std::to_string(len) + " bytes came back, not " +
-                      std::to_string((last - p + 1) * 4));
-      out.insert(out.end(), buf, buf + len);
-    }
-    out.resize(length);
-    return out;
+    const int last = first + static_cast<int>((length + 3) / 4) - 1;
+    auto out = reader_.Read(first, last);
+    if (!out)
+      throw Failure("reading pages " + std::to_string(first) + " to " + std::to_string(last) +
+                    ": the tag refused the read (is it protected by a password?)");
+    out->resize(length);
+    return *out;
   }
 
   void Write(size_t offset, const Bytes& data) override {
@@ -67,6 +56,7 @@ class Type2Memory : public ndef::TagMemory {
 
  private:
   Context& ctx_;
+  Type2Reader reader_;
   size_t size_;
 };
 

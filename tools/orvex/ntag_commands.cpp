@@ -19,13 +19,11 @@
 #include "iso14443a.h"
 #include "link/deadlines.h"
 #include "ntag.h"
+#include "type2_read.h"
 
 namespace orvextool {
 
 namespace {
-// A FAST_READ's answer must arrive within 100 ms; the reader reads at most
-// 51 pages at once.
-constexpr int kMaxPagesPerRead = 51;
 constexpr size_t kSignatureBytes = 32;
 
 // ACCESS bits.
@@ -70,9 +68,14 @@ void AddPasswordOptions(CLI::App* sub, PasswordOptions& o) {
 
 // The tag of a command: selected, its model known, authenticated when a
 // password was given, its configuration read when it can be.
+//
+// A command that reads the whole tag (whole true) gets the configuration
+// pages with the last Span() pages of the tag, in one read that its dump
+// then needs not make again (tail(), from page tail_from()); it also leaves
+// the check for other cards in the field to its end (Done()).
 class Tag {
  public:
-  Tag(Context& ctx, const PasswordOptions& pw) : ctx_(ctx) {
+  Tag(Context& ctx, const PasswordOptions& pw, bool whole = false) : ctx_(ctx), reader_(ctx), whole_(whole) {
     if (!pw.password.empty()) {
       password_ = KeyFromOption(pw.password, "--password");
       if (password_.size() != 4) throw Failure("--password: a password has 4 bytes (8 hex digits)", 2);
@@ -92,13 +95,32 @@ class Tag {
     known = NtagModelOf(v, model);
     if (!known) return;
     Authenticate();
-    auto cfg = Read(model.cfg0(), model.cfg1());
-    if (cfg) {
-      config_readable = true;
-      cfg0.assign(cfg->begin(), cfg->begin() + 4);
-      cfg1.assign(cfg->begin() + 4, cfg->end());
+    tail_from_ = model.pages;
+    if (whole_) {
+      // A tag that refuses these pages may still show its configuration
+      // (AUTH0 on PWD or PACK): it is then read alone.
+      const int from = std::max(0, model.pages - Span());
+      if (auto t = Read(from, model.pages - 1)) {
+        tail_from_ = from;
+        tail_ = std::move(*t);
+        SetConfiguration(Bytes(tail_.begin() + (model.cfg0() - from) * 4, tail_.begin() + (model.cfg1() - from + 1) * 4));
+        return;
+      }
     }
+    if (auto cfg = Read(model.cfg0(), model.cfg1())) SetConfiguration(*cfg);
   }
+
+  // For a whole-tag command, once it is done with the tag: says whether
+  // other cards were in the field (the selection left that to now).
+  void Done() {
+    if (whole_) NoteOtherTypeACards(ctx_, card);
+  }
+
+  // The last pages of the tag as a whole-tag command read them with the
+  // configuration (from page tail_from(); empty, and tail_from() the number
+  // of pages, when they were not read so).
+  const Bytes& tail() const { return tail_; }
+  int tail_from() const { return tail_from_; }
 
   // A command on an unknown version stops here.
   void RequireKnown() const {
@@ -138,46 +160,19 @@ class Tag {
                   (write ? ". Nothing was written" : ""));
   }
 
+  // How many pages one read asks for now.
+  int Span() { return reader_.Span(); }
+
   // FAST_READ of pages first..last in the pieces the line carries in time.
   // Nothing when the tag refused (it is then selected, and authenticated,
   // afresh).
-  // How many pages one read asks for now.
-  int Span() {
-    if (span_ == 0) span_ = UnitsPerRead(ctx_.speed(), orvex::deadline::Ms(orvex::deadline::kNtag), 4, kMaxPagesPerRead, false);
-    return span_;
-  }
-
   std::optional<Bytes> Read(int first, int last) {
-    Bytes memory;
-    // As many pages a read as cross the line within its deadline when none
-    // of their bytes is escaped; should the pages hold so many escaped bytes
-    // that an answer is cut off, the reads go on in pieces that fit in any
-    // case.
-    const int safe_span = UnitsPerRead(ctx_.speed(), orvex::deadline::Ms(orvex::deadline::kNtag), 4, kMaxPagesPerRead);
-    for (int page = first; page <= last;) {
-      int end = std::min(page + Span() - 1, last), len = 0;
-      unsigned char buf[ORVEX_MAX_ANSWER];
-      int rc = ctx_.ov.OV_NTag_FastRead(ctx_.reader_id, page, end, &len, buf);
-      if (rc == -1 && span_ > safe_span && LastLinkFailureKind() == ORVEX_FAIL_CUT_OFF) {
-        // The rest of that answer is still on the line: let it pass (the
-        // next command drops it), then read the same pages again.
-        const int most = 2 * ((end - page + 1) * 4 + 12);
-        std::this_thread::sleep_for(std::chrono::milliseconds(most * 10 * 1000 / ctx_.speed() + 1));
-        span_ = safe_span;
-        continue;
-      }
-      if (rc == -3) {
-        Select();
-        Authenticate();
-        return std::nullopt;
-      }
-      const std::string what = "reading pages " + std::to_string(page) + " to " + std::to_string(end);
-      CheckCard(rc, what, "the tag refused");
-      if (len != (end - page + 1) * 4) throw Failure(what + ": " + std::to_string(len) + " bytes came back");
-      memory.insert(memory.end(), buf, buf + len);
-      page = end + 1;
+    auto pages = reader_.Read(first, last);
+    if (!pages) {
+      Select();
+      Authenticate();
     }
-    return memory;
+    return pages;
   }
 
   // Pages first..last, or a Failure that says why not.
@@ -229,7 +224,13 @@ class Tag {
 
  private:
   void Select() {
-    if (!SelectChosenTypeA(ctx_, card)) throw Failure(ctx_.NoCard());
+    if (!SelectChosenTypeA(ctx_, card, !whole_)) throw Failure(ctx_.NoCard());
+  }
+
+  void SetConfiguration(const Bytes& pages) {
+    config_readable = true;
+    cfg0.assign(pages.begin(), pages.begin() + 4);
+    cfg1.assign(pages.begin() + 4, pages.begin() + 8);
   }
 
   void Authenticate() {
@@ -250,8 +251,11 @@ class Tag {
   }
 
   Context& ctx_;
+  Type2Reader reader_;
+  const bool whole_;
   Bytes password_, pack_expected_;
-  int span_ = 0;  // pages a FAST_READ asks for (0: not chosen yet)
+  Bytes tail_;
+  int tail_from_ = 0;
 };
 
 // ---- ntag info ------------------------------------------------------------------
@@ -532,19 +536,23 @@ struct DumpOptions {
 void Dump(Context& ctx, const DumpOptions& o) {
   std::unique_ptr<OutputFile> file;
   if (!o.file.empty()) file = std::make_unique<OutputFile>(o.file, "dump file", 0644);  // checked first
-  Tag tag(ctx, o.pw);
+  Tag tag(ctx, o.pw, true);
   tag.RequireKnown();
   const NtagModel& m = tag.model;
   tag.CheckAccess(0, m.pages - 1, false);
+  // The last pages came with the configuration; the others before them.
   Bytes memory;
   Progress progress("dumping", m.pages);
-  for (int page = 0; page < m.pages;) {
-    int last = std::min(page + tag.Span() - 1, m.pages - 1);
+  progress.Step(m.pages - tag.tail_from());
+  for (int page = 0; page < tag.tail_from();) {
+    int last = std::min(page + tag.Span() - 1, tag.tail_from() - 1);
     Bytes part = tag.MustRead(page, last);
     memory.insert(memory.end(), part.begin(), part.end());
-    progress.Step(last + 1);
+    progress.Step(m.pages - tag.tail_from() + last + 1);
     page = last + 1;
   }
+  memory.insert(memory.end(), tag.tail().begin(), tag.tail().end());
+  tag.Done();
   Json& d = ctx.out().doc();
   d["uid"] = Hex(tag.card.uid);
   d["type"] = m.name;
