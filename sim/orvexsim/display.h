@@ -77,7 +77,12 @@ class Display {
   void DrawImage(int line, int column, int width, int rows, const Bytes& bitmap, bool invert);
 
   // ---- Stored settings ----
-  Bytes flash = Bytes(kFlashSize, 0xFF);
+  // The image flash, kFlashSize bytes erased (FF), made on first use: a
+  // reader that never touches it costs no megabyte.
+  Bytes& Flash() {
+    if (flash_.empty()) flash_.assign(kFlashSize, 0xFF);
+    return flash_;
+  }
   Bytes config_flash = Bytes(kConfigFlashSize, 0xFF);
   Form power_on;
   Form running;
@@ -112,6 +117,7 @@ class Display {
   std::tm Now() const;
 
   std::array<uint8_t, kWidth * kLines> fb_{};
+  Bytes flash_;  // see Flash()
   uint64_t generation_ = 0;
   bool backlight_ = true;
   SysClock::time_point backlight_off_{};

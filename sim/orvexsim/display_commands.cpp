@@ -36,8 +36,8 @@ class DisplayCommands : public Family {
   std::optional<Bytes> Run(uint8_t sub, const Bytes& p) {
     Display& l = *lcd_;
     switch (sub) {
-      case 0x00: return WriteFlash(l.flash, p);
-      case 0x01: return ReadFlash(l.flash, p);
+      case 0x00: return WriteFlash(l.Flash(), p);
+      case 0x01: return ReadFlash(l.Flash(), p);
       case 0x03: return WriteFlash(l.config_flash, p);
       case 0x04: return ReadFlash(l.config_flash, p);
       case 0x10:
@@ -156,8 +156,9 @@ class DisplayCommands : public Family {
     int width = p[3], height = p[4];
     if (width > Display::kWidth || height > Display::kHeight || height % 8) return std::nullopt;
     size_t addr = Le32(p, 5), n = static_cast<size_t>(width * height / 8);
-    if (addr > lcd_->flash.size() || n > lcd_->flash.size() - addr) return std::nullopt;
-    lcd_->DrawImage(p[1], p[2], width, height / 8, Slice(lcd_->flash, addr, n), p[0] & Display::kInvert);
+    const Bytes& flash = lcd_->Flash();
+    if (addr > flash.size() || n > flash.size() - addr) return std::nullopt;
+    lcd_->DrawImage(p[1], p[2], width, height / 8, Slice(flash, addr, n), p[0] & Display::kInvert);
     return Bytes{};
   }
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // One invocation of every orvex command that has a result, each with the
 // simulated cards it needs: the JSON schema test checks each one's document,
-// the hostile-reader test runs each against a reader that lies.
+// the hostile-reader test runs each against a reader that lies, and the
+// tool's fuzz target (fuzz/fuzz_tool.cpp) runs each against answers it
+// changes. Standard C++ only: the fuzz target has no test framework.
 #pragma once
 
 #include <fstream>
 #include <string>
 #include <vector>
-
-#include "cli_support.h"
 
 namespace clitest {
 

@@ -147,6 +147,7 @@ void CardApdu(Context& ctx, const CardApduOptions& o) {
 
 void AddApduCommands(CLI::App& app, Context& ctx) {
   static CardApduOptions apdu;
+  apdu = CardApduOptions();
   auto* a = app.add_subcommand("apdu", "activate the CPU card in the field and send it APDUs");
   AddApduOptions(a, apdu.in);
   a->add_flag("-B,--type-b", apdu.type_b, "the card is an ISO 14443-B CPU card (default: type A)");

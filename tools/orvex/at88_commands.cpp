@@ -182,12 +182,14 @@ void AddAt88Commands(CLI::App& app, Context& ctx) {
   a->require_subcommand(1);
 
   static ReadOptions read;
+  read = ReadOptions();
   auto* r = a->add_subcommand("read", "read a page (all 32 by default)");
   r->add_option("PAGE", read.page, "the page number, 0 to 31")->check(CLI::Range(0, kPages - 1));
   AddKey(r, read);
   ctx.Register(r, [&ctx] { ReadCommand(ctx, read); });
 
   static WriteOptions write;
+  write = WriteOptions();
   auto* w = a->add_subcommand("write", "write one page (2 to 31) and read it back");
   w->add_option("PAGE", write.page, "the page number, 2 to 31")->required()->check(CLI::Range(0, kPages - 1));
   w->add_option("HEX", write.data, "the page's 8 bytes in hex")->required();
@@ -195,6 +197,7 @@ void AddAt88Commands(CLI::App& app, Context& ctx) {
   ctx.Register(w, [&ctx] { WriteCommand(ctx, write); });
 
   static LockOptions lock;
+  lock = LockOptions();
   auto* l = a->add_subcommand("lock", "lock pages for good (read-only); needs --yes");
   l->add_option("PAGE", lock.pages, "page numbers, 2 to 31")->required()->check(CLI::Range(0, kPages - 1));
   l->add_flag("--yes", lock.yes, "lock (it cannot be undone)");
@@ -202,6 +205,7 @@ void AddAt88Commands(CLI::App& app, Context& ctx) {
   ctx.Register(l, [&ctx] { LockCommand(ctx, lock); });
 
   static CountOptions count;
+  count = CountOptions();
   auto* c = a->add_subcommand("count", "count the tag's counter down once, with a signature; needs --yes");
   c->add_option("SIGNATURE", count.signature, "the 6-byte signature in hex")->required();
   c->add_flag("--yes", count.yes, "count (it cannot be undone)");

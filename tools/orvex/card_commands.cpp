@@ -265,6 +265,7 @@ void Watch(Context& ctx, const WatchOptions& o) {
 
 void AddCardCommands(CLI::App& app, Context& ctx) {
   static ScanOptions scan_options;
+  scan_options = ScanOptions();
   auto* scan = app.add_subcommand("scan", "list the cards in the field, one line each");
   auto* wait = scan->add_flag("-w,--wait", scan_options.wait, "wait until a card is in the field");
   scan->add_option("--timeout", scan_options.timeout,
@@ -274,6 +275,7 @@ void AddCardCommands(CLI::App& app, Context& ctx) {
   ctx.Register(scan, [&ctx] { Scan(ctx, scan_options); });
 
   static WatchOptions watch_options;
+  watch_options = WatchOptions();
   auto* watch = app.add_subcommand("watch", "report cards arriving in the field and leaving it, until interrupted");
   watch->add_option("--timeout", watch_options.timeout, "stop after this many seconds (default: at Ctrl-C)")
       ->check(CLI::PositiveNumber);

@@ -93,6 +93,10 @@ constexpr int kPartialExit = 3;
 
 // Answer deadlines, in milliseconds, of the command groups the tool uses.
 
+// Each Add...Commands binds its subcommands' options to static variables and
+// sets them to their defaults every time it runs: each run of the tool starts
+// from the defaults, also when one process runs the tool many times (the fuzz
+// target), so that no option of one command line carries over to the next.
 void AddReaderCommands(CLI::App& app, Context& ctx);
 void AddCardCommands(CLI::App& app, Context& ctx);
 void AddMifareCommands(CLI::App& app, Context& ctx);

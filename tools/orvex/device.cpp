@@ -24,7 +24,10 @@ namespace orvextool {
 
 namespace {
 const Link* g_open = nullptr;  // the tool's one open link
+SimConnector g_sim_connector;
 }
+
+void SetSimConnector(SimConnector connector) { g_sim_connector = std::move(connector); }
 
 // The simulated reader: the simulator and the pseudo-terminal it answers on,
 // served from a thread of its own while the tool talks to it through the
@@ -32,10 +35,9 @@ const Link* g_open = nullptr;  // the tool's one open link
 struct Link::Sim {
   explicit Sim(bool display)
       : simulator(display ? orvexsim::ReaderModel::kDisplayReader
-                          : orvexsim::ReaderModel::kCardReader),
-        server(simulator) {}
+                          : orvexsim::ReaderModel::kCardReader) {}
   orvexsim::Simulator simulator;
-  orvexsim::SerialServer server;
+  std::unique_ptr<orvexsim::SerialServer> server;  // none when a connector links it in
   // The cards placed, kept also when one leaves the field (--sim-save).
   std::vector<std::shared_ptr<orvexsim::Card>> placed;
 };
@@ -162,18 +164,24 @@ Link::Link(const DeviceOptions& o) {
     PlaceCards(sim_->simulator, o);
     sim_->placed = sim_->simulator.cards();
     if (!o.sim_save.empty()) PrepareSave(o.sim_save);
-    sim_->server.Start();
-    connection = sim_->server.path();
+    if (!g_sim_connector) {
+      sim_->server = std::make_unique<orvexsim::SerialServer>(sim_->simulator);
+      sim_->server->Start();
+      connection = sim_->server->path();
+    }
   }
-  char why[512];
-  if (!sim_ && OrvexCheckConnection(connection.c_str(), why, sizeof why) != 1)
-    throw Failure("--device: " + std::string(why) + " (or sim for the simulated reader)", 2);
-  // --baud (19200 by default) applies to a serial connection that names no
-  // speed of its own.
-  const bool usb = connection.rfind("usb", 0) == 0;
-  if (!usb && connection.find('@') == std::string::npos) connection += "@" + std::to_string(o.baud);
-  if (OrvexCheckConnection(connection.c_str(), why, sizeof why) != 1)
-    throw Failure("--device: " + std::string(why), 2);
+  const bool in_process = sim_ && !sim_->server;  // linked in by the connector below
+  const bool usb = !in_process && connection.rfind("usb", 0) == 0;
+  if (!in_process) {
+    char why[512];
+    if (!sim_ && OrvexCheckConnection(connection.c_str(), why, sizeof why) != 1)
+      throw Failure("--device: " + std::string(why) + " (or sim for the simulated reader)", 2);
+    // --baud (19200 by default) applies to a serial connection that names no
+    // speed of its own.
+    if (!usb && connection.find('@') == std::string::npos) connection += "@" + std::to_string(o.baud);
+    if (OrvexCheckConnection(connection.c_str(), why, sizeof why) != 1)
+      throw Failure("--device: " + std::string(why), 2);
+  }
   link_.SetQuiet(true);
   link_.SetFirstByteTimeout(kToolFirstByteMs);
   if (o.trace) {
@@ -183,7 +191,7 @@ Link::Link(const DeviceOptions& o) {
     tracer_->serial = !usb;
     link_.SetTrace(&Link::TraceFrame, tracer_.get());
   }
-  int r = link_.Open(connection.c_str());
+  int r = in_process ? (g_sim_connector(sim_->simulator, link_) ? 1 : -1) : link_.Open(connection.c_str());
   if (r != 1) {
     if (sim_) throw Failure("cannot open the simulated reader's line: " + std::string(link_.LastFailureText()));
     if (r == ORVEX_LINK_BAD_CONNECTION) throw Failure("--device: " + std::string(link_.LastFailureText()), 2);
@@ -192,16 +200,25 @@ Link::Link(const DeviceOptions& o) {
   }
   scope_ = std::make_unique<OrvexLinkScope>(link_);
   g_open = this;
+  if (in_process) {
+    speed_ = o.baud;
+    description_ = "simulated reader";
+    return;
+  }
   size_t at = connection.rfind('@');
   speed_ = usb ? 0 : std::atoi(connection.substr(at + 1).c_str());
   if (!usb) line_ = connection.substr(0, at);
   if (sim_)
-    description_ = "simulated reader on " + sim_->server.path();
+    description_ = "simulated reader on " + sim_->server->path();
   else
     description_ = usb ? "USB reader (" + o.device + ")" : connection.substr(0, at);
 }
 
 void Link::Reopen(int bits_per_second) {
+  if (sim_ && !sim_->server) {  // a connector's line has no device to reopen
+    speed_ = bits_per_second;
+    return;
+  }
   if (line_.empty()) throw Failure("a USB link has no line speed");
   scope_.reset();
   link_.Close();
@@ -278,7 +295,7 @@ void Link::PrepareSave(const std::string& path) {
 
 void Link::Finish() {
   if (!sim_ || (!save_file_ && sim_screen_.empty())) return;
-  sim_->server.Stop();
+  if (sim_->server) sim_->server->Stop();
   auto lock = sim_->simulator.Lock();
   if (!sim_screen_.empty()) SaveScreen();
   if (!save_file_) return;
@@ -307,7 +324,7 @@ Link::~Link() {
   if (g_open == this) g_open = nullptr;
   scope_.reset();
   link_.Close();
-  if (sim_) sim_->server.Stop();
+  if (sim_ && sim_->server) sim_->server->Stop();
 }
 
 }  // namespace orvextool

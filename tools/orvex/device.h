@@ -3,6 +3,7 @@
 // serial port, USB HID, or the simulated reader run inside this process.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -13,6 +14,7 @@
 
 namespace orvexsim {
 class Card;
+class Simulator;
 }
 
 namespace orvextool {
@@ -57,6 +59,15 @@ int LastLinkFailureKind();
 
 // The data length of the last answer on the tool's open link (-1: none).
 int LastAnswerLength();
+
+// For a program that runs the tool inside its own process (the fuzz target):
+// when a connector is set, --device sim hands it the simulated reader, its
+// cards placed, and the link, not yet open, instead of serving the simulator
+// on a pseudo-terminal from a thread; the connector opens the link on a line
+// of its own straight into the simulator and returns whether it did. The
+// link then reports the --baud speed and changes it without reopening.
+using SimConnector = std::function<bool(orvexsim::Simulator&, OrvexLink&)>;
+void SetSimConnector(SimConnector connector);
 
 // The open link; closes it when destroyed. With "sim" it owns the simulated
 // reader and its serial server.

@@ -269,22 +269,26 @@ void AddFelicaCommands(CLI::App& app, Context& ctx) {
   f->require_subcommand(1);
 
   static PollOptions poll;
+  poll = PollOptions();
   auto* p = f->add_subcommand("poll", "poll for a card: its IDm, PMm and system code");
   p->add_option("-s,--system-code", poll.system_code, "only a card of this system code, 4 hex digits (default FFFF: any)");
   ctx.Register(p, [&ctx] { PollCommand(ctx, poll); });
 
   static ServicesOptions services;
+  services = ServicesOptions();
   auto* s = f->add_subcommand("services", "which of the given services (or areas) the card has, and their key versions");
   s->add_option("CODE", services.codes, "service or area codes, 4 hex digits each (e.g. 0009)")->required();
   ctx.Register(s, [&ctx] { ServicesCommand(ctx, services); });
 
   static ReadOptions read;
+  read = ReadOptions();
   auto* r = f->add_subcommand("read", "read 16-byte blocks of a service without encryption");
   r->add_option("--service", read.service, "the service code, 4 hex digits (e.g. 000B)")->required();
   r->add_option("BLOCK", read.blocks, "block numbers")->required()->check(CLI::Range(0, 0xFFFF));
   ctx.Register(r, [&ctx] { ReadCommand(ctx, read); });
 
   static WriteOptions write;
+  write = WriteOptions();
   auto* w = f->add_subcommand("write", "write one 16-byte block of a service without encryption, and read it back");
   w->add_option("--service", write.service, "the service code, 4 hex digits (e.g. 0009)")->required();
   w->add_option("BLOCK", write.block, "the block number")->required()->check(CLI::Range(0, 0xFFFF));

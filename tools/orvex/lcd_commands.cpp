@@ -257,6 +257,7 @@ void AddLcdCommands(CLI::App& app, Context& ctx) {
   lcd->require_subcommand(1);
 
   static TextOptions text;
+  text = TextOptions();
   auto* t = lcd->add_subcommand("text", "show TEXT in the small font, 16 characters a line");
   t->add_option("TEXT", text.text, "the text; longer text goes on to the next lines")->required();
   t->add_option("-l,--line", text.line, "first line, 0 to 7 (8-pixel rows; default 0)")->check(CLI::Range(0, 7));
@@ -267,12 +268,14 @@ void AddLcdCommands(CLI::App& app, Context& ctx) {
   ctx.Register(t, [&ctx] { Text(ctx, text); });
 
   static ImageOptions image;
+  image = ImageOptions();
   auto* i = lcd->add_subcommand("image", "show a PNG image, scaled to fit 128 x 64 and dithered to 1 bit");
   i->add_option("FILE", image.file, "the PNG file")->required();
   i->add_flag("-i,--invert", image.invert, "show dark pixels light and light ones dark");
   ctx.Register(i, [&ctx] { Image(ctx, image); });
 
   static ClockOptions clock;
+  clock = ClockOptions();
   auto* c = lcd->add_subcommand("clock", "read the reader's clock, or set it first");
   auto* set = c->add_option("-s,--set", clock.set, "set the clock to \"YYYY-MM-DD HH:MM:SS\"");
   c->add_flag("--set-now", clock.set_now, "set the clock to this computer's local time")->excludes(set);

@@ -211,7 +211,7 @@ int main(int argc, char** argv) {
     return f.code;
   }
   ctx.device_given = !ctx.device.device.empty();
-  if (ctx.quiet) Progress::Silence();
+  Progress::Silence(ctx.quiet);
   ctx.StartOutput();
   auto* action = ctx.ActionFor(Leaf(&app));
   if (!action) {

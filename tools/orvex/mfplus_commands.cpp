@@ -329,6 +329,7 @@ void AddMifarePlusCommands(CLI::App& app, Context& ctx) {
   ctx.Register(info, [&ctx] { Info(ctx); });
 
   static std::string perso_addr, perso_hex;
+  perso_addr = std::string(); perso_hex = std::string();
   auto* perso = plus->add_subcommand("perso", "security level 0: write 16 bytes to card address ADDR");
   perso->add_option("ADDR", perso_addr, "2 bytes in hex: a block (0000-00FF), a sector key (4000-404F), "
                                         "a switch key (9001 level 2, 9003 level 3)")
@@ -336,14 +337,18 @@ void AddMifarePlusCommands(CLI::App& app, Context& ctx) {
   perso->add_option("HEX", perso_hex, "16 bytes, in hex")->required();
   ctx.Register(perso, [&ctx] { Perso(ctx, perso_addr, perso_hex); });
 
-  static bool commit_yes = false;
+  static bool commit_yes;
+  commit_yes = false;
   auto* commit = plus->add_subcommand("commit", "end the personalisation: level 0 to level 1 (irreversible: --yes)");
   commit->add_flag("--yes", commit_yes, "commit (without it nothing is sent)");
   ctx.Register(commit, [&ctx] { Commit(ctx, commit_yes); });
 
-  static int switch_level = 3;
+  static int switch_level;
+  switch_level = 3;
   static std::string switch_key;
-  static bool switch_yes = false;
+  switch_key = std::string();
+  static bool switch_yes;
+  switch_yes = false;
   auto* sw = plus->add_subcommand("switch-level", "move the card up to LEVEL 2 or 3 (irreversible: --yes)");
   sw->add_option("LEVEL", switch_level, "2 or 3")->required()->check(CLI::IsMember({2, 3}));
   sw->add_option("-k,--key", switch_key, "the level's switch key: @FILE, - (standard input) or hex")->required();
@@ -351,7 +356,9 @@ void AddMifarePlusCommands(CLI::App& app, Context& ctx) {
   ctx.Register(sw, [&ctx] { SwitchLevel(ctx, switch_level, switch_key, switch_yes); });
 
   static BlockOptions read_o, write_o;
+  read_o = BlockOptions(); write_o = BlockOptions();
   static std::string write_hex;
+  write_hex = std::string();
   auto* read = plus->add_subcommand("read", "level 2 or 3: read blocks of one sector after AES authentication");
   read->add_option("BLOCK", read_o.block, "first block (0 to 255)")->required()->check(CLI::Range(0, 255));
   read->add_option("COUNT", read_o.count, "how many blocks (default 1)")->check(CLI::Range(1, 16));

@@ -980,6 +980,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   mfc->require_subcommand(1);
 
   static DumpOptions dump;
+  dump = DumpOptions();
   auto* d = mfc->add_subcommand("dump", "read the whole card into a dump file (.mfd, .eml, .json) or list it in hex");
   d->add_flag("--partial", dump.partial,
               "dump the sectors and blocks that can be read, the others marked unknown (exit status 3)");
@@ -997,6 +998,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   ctx.Register(d, [&ctx] { Dump(ctx, dump); });
 
   static BlockOptions read_block;
+  read_block = BlockOptions();
   auto* rb = mfc->add_subcommand("read", "read one block");
   rb->add_option("BLOCK", read_block.block, "the block number")->required();
   rb->add_option("-k,--keys", read_block.keys, "key list file (tried before the configured ones and the defaults)");
@@ -1004,6 +1006,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   ctx.Register(rb, [&ctx] { ReadBlock(ctx, read_block); });
 
   static BlockOptions write_block;
+  write_block = BlockOptions();
   auto* wb = mfc->add_subcommand("write", "write one block and read it back (block 0 with --force, a trailer with --trailer)");
   wb->add_option("BLOCK", write_block.block, "the block number")->required();
   wb->add_option("HEX", write_block.data, "the 16 bytes, in hex")->required();
@@ -1017,6 +1020,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   ctx.Register(wb, [&ctx] { WriteBlock(ctx, write_block); });
 
   static ValueOptions value;
+  value = ValueOptions();
   auto* v = mfc->add_subcommand("value", "value blocks: get, init, inc, dec, restore, transfer");
   v->require_subcommand(1);
   struct ValueCommand {
@@ -1046,6 +1050,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   }
 
   static KeysOptions keys;
+  keys = KeysOptions();
   auto* k = mfc->add_subcommand("keys", "which key A and key B of the key lists open each sector");
   k->add_option("-k,--keys", keys.keys,
                 "key list file, one 12-hex-digit key a line (tried before the configured key files and the "
@@ -1054,6 +1059,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   ctx.Register(k, [&ctx] { Keys(ctx, keys); });
 
   static RestoreOptions restore;
+  restore = RestoreOptions();
   auto* r = mfc->add_subcommand("restore", "write a dump (.mfd, .eml or .json) back to a card (all but block 0)");
   r->add_option("FILE", restore.file, "the dump file: .eml and .json by their names, anything else raw .mfd")
       ->required();
@@ -1066,6 +1072,7 @@ void AddMifareCommands(CLI::App& app, Context& ctx) {
   ctx.Register(r, [&ctx] { Restore(ctx, restore); });
 
   static AclOptions acl;
+  acl = AclOptions();
   auto* c = mfc->add_subcommand("acl", "a sector trailer's access conditions, block by block, in words");
   c->add_option("HEX", acl.hex, "the 16-byte trailer, or its access bytes 6 to 8 (e.g. FF0780)")->required();
   ctx.Register(c, [&ctx] { Acl(ctx, acl); });

@@ -468,23 +468,27 @@ void AddNdefCommands(CLI::App& app, Context& ctx) {
   const char* key_help = "MIFARE Classic key B of the NDEF sectors: @FILE, - (standard input) or hex (default FFFFFFFFFFFF)";
 
   static TagOptions read;
+  read = TagOptions();
   auto* r = n->add_subcommand("read", "read the tag's message and print its records");
   r->add_option("-k,--key", read.key, "MIFARE Classic key B, should the public key A not open a sector: @FILE, - (standard input) or hex");
   r->add_flag("--relaxed", read.relaxed, "accept messages that break the record layout's rules in common ways");
   ctx.Register(r, [&ctx] { Read(ctx, read); });
 
   static WriteOptions write;
+  write = WriteOptions();
   auto* w = n->add_subcommand("write", "write a message of the records given, in their order");
   AddRecordOptions(w, write.records);
   w->add_option("-k,--key", write.tag.key, key_help);
   ctx.Register(w, [&ctx, w] { Write(ctx, w, write); });
 
   static TagOptions erase;
+  erase = TagOptions();
   auto* e = n->add_subcommand("erase", "replace the tag's message by an empty one");
   e->add_option("-k,--key", erase.key, key_help);
   ctx.Register(e, [&ctx] { Erase(ctx, erase); });
 
   static FormatOptions format;
+  format = FormatOptions();
   auto* f = n->add_subcommand("format", "prepare a blank NTAG or a MIFARE Classic in transport configuration");
   f->add_option("-k,--key", format.key, "the key B to give the MIFARE Classic's sectors: @FILE, - (standard input) or hex (default FFFFFFFFFFFF)");
   f->add_option("--transport-key", format.transport_key,
@@ -493,11 +497,13 @@ void AddNdefCommands(CLI::App& app, Context& ctx) {
   ctx.Register(f, [&ctx] { Format(ctx, format); });
 
   static RecordOptions encode;
+  encode = RecordOptions();
   auto* en = n->add_subcommand("encode", "print the message of the records given in hex (no tag needed)");
   AddRecordOptions(en, encode);
   ctx.Register(en, [&ctx, en] { Encode(ctx, en, encode); });
 
   static DecodeOptions decode;
+  decode = DecodeOptions();
   auto* de = n->add_subcommand("decode", "print the records of a message given in hex or in a file");
   de->add_option("HEX", decode.hex, "the message in hex");
   de->add_option("-f,--file", decode.file, "a file holding the message's bytes (- for standard input)");

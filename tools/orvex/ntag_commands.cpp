@@ -763,11 +763,13 @@ void AddNtagCommands(CLI::App& app, Context& ctx) {
   ntag->require_subcommand(1);
 
   static PasswordOptions info;
+  info = PasswordOptions();
   auto* i = ntag->add_subcommand("info", "type, memory, lock bits, configuration, NFC counter and signature");
   AddPasswordOptions(i, info);
   ctx.Register(i, [&ctx] { Info(ctx, info); });
 
   static ReadOptions read;
+  read = ReadOptions();
   auto* r = ntag->add_subcommand("read", "read pages");
   r->add_option("PAGE", read.page, "the first page")->required()->check(CLI::Range(0, 255));
   r->add_option("COUNT", read.count, "how many pages (default 1)")->check(CLI::Range(1, 256));
@@ -775,6 +777,7 @@ void AddNtagCommands(CLI::App& app, Context& ctx) {
   ctx.Register(r, [&ctx] { ReadPages(ctx, read); });
 
   static WriteOptions write;
+  write = WriteOptions();
   auto* w = ntag->add_subcommand("write", "write one page (user memory; others with --force) and read it back");
   w->add_option("PAGE", write.page, "the page")->required()->check(CLI::Range(0, 255));
   w->add_option("HEX", write.hex, "the 4 bytes, in hex")->required();
@@ -785,12 +788,14 @@ void AddNtagCommands(CLI::App& app, Context& ctx) {
   ctx.Register(w, [&ctx] { WritePage(ctx, write); });
 
   static DumpOptions dump;
+  dump = DumpOptions();
   auto* d = ntag->add_subcommand("dump", "read every page of the tag (to FILE, or listed)");
   d->add_option("FILE", dump.file, "write the pages, 4 bytes each in order, to this file");
   AddPasswordOptions(d, dump.pw);
   ctx.Register(d, [&ctx] { Dump(ctx, dump); });
 
   static RestoreOptions restore;
+  restore = RestoreOptions();
   auto* s = ntag->add_subcommand("restore", "write a dump of ntag dump back (user memory; more with --force)");
   s->add_option("FILE", restore.file, "the dump file")->required();
   s->add_flag("--force", restore.force,

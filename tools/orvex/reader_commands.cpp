@@ -280,7 +280,8 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   auto* info = app.add_subcommand("info", "reader number, firmware version, serial and product number");
   ctx.Register(info, [&ctx] { Info(ctx); });
 
-  static int beep_on = 10, beep_off = 10, beep_count = 1;
+  static int beep_on, beep_off, beep_count;
+  beep_on = 10; beep_off = 10; beep_count = 1;
   auto* beep = app.add_subcommand("beep", "sound the buzzer");
   beep->add_option("--on", beep_on, "time on, in the reader's units (default 10)")->check(CLI::Range(0, 255));
   beep->add_option("--off", beep_off, "time off (default 10)")->check(CLI::Range(0, 255));
@@ -292,7 +293,8 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
     ctx.Done("beeped " + std::to_string(beep_count) + " time(s)");
   });
 
-  static int led_lamp = 1, led_on = 10, led_off = 10, led_count = 1, led_lit = 0;
+  static int led_lamp, led_on, led_off, led_count, led_lit;
+  led_lamp = 1; led_on = 10; led_off = 10; led_count = 1; led_lit = 0;
   auto* led = app.add_subcommand("led", "blink a lamp, then leave one lit");
   led->add_option("-l,--lamp", led_lamp, "lamp to blink (default 1)")->check(CLI::Range(0, 255));
   led->add_option("--on", led_on, "time on, in the reader's units (default 10)")->check(CLI::Range(0, 255));
@@ -310,7 +312,8 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
                    " time(s), lamp " + std::to_string(led_lit) + " left lit");
   });
 
-  static std::string display_text, display_align = "left";
+  static std::string display_text, display_align;
+  display_text = std::string(); display_align = "left";
   auto* display = app.add_subcommand("display", "show TEXT on the 8-digit LED display");
   display->add_option("TEXT", display_text, "up to 8 digits; a dot lights the previous digit's point")
       ->required();
@@ -332,13 +335,15 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   auto* reader_info = reader->add_subcommand("info", "reader number, firmware version, serial and product number");
   ctx.Register(reader_info, [&ctx] { Info(ctx); });
 
-  static int speed_bps = 0;
+  static int speed_bps;
+  speed_bps = 0;
   auto* speed = reader->add_subcommand(
       "speed", "switch the reader's line speed to BAUD and move to it (serial readers)");
   speed->add_option("BAUD", speed_bps, "4800, 9600, 19200 or 38400")->required();
   ctx.Register(speed, [&ctx] { Speed(ctx, speed_bps); });
 
-  static int number_new = 0;
+  static int number_new;
+  number_new = 0;
   auto* number = reader->add_subcommand("number", "give the reader the number N; shows the old and the new");
   number->add_option("N", number_new, "1 to 65535 (0 is the number every reader answers to)")
       ->required()
@@ -346,11 +351,13 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   ctx.Register(number, [&ctx] { Number(ctx, number_new); });
 
   static std::string antenna_state;
+  antenna_state = std::string();
   auto* antenna = reader->add_subcommand("antenna", "switch the RF field on or off");
   antenna->add_option("STATE", antenna_state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
   ctx.Register(antenna, [&ctx] { Antenna(ctx, antenna_state); });
 
   static std::string search_mode;
+  search_mode = std::string();
   auto* search = reader->add_subcommand("search-mode", "the card type the reader searches for: A or B");
   search->add_option("MODE", search_mode, "A (ISO 14443-A) or B (ISO 14443-B)")
       ->required()
@@ -359,8 +366,10 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
 
   auto* param = reader->add_subcommand("param", "the reader's numbered parameters");
   param->require_subcommand(1);
-  static int param_index = 0;
+  static int param_index;
+  param_index = 0;
   static std::string param_value;
+  param_value = std::string();
   auto* param_get = param->add_subcommand("get", "read parameter INDEX");
   param_get->add_option("INDEX", param_index, "0 to 255")->required()->check(CLI::Range(0, 255));
   ctx.Register(param_get, [&ctx] { ParamGet(ctx, param_index); });
@@ -372,6 +381,7 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   auto* module = reader->add_subcommand("module433", "the 433 MHz module's 8 parameter bytes");
   module->require_subcommand(1);
   static std::string module_hex;
+  module_hex = std::string();
   auto* module_get = module->add_subcommand("get", "read the parameters");
   ctx.Register(module_get, [&ctx] { Module433(ctx, ""); });
   auto* module_set = module->add_subcommand("set", "set the parameters to HEX, read them back");
@@ -383,8 +393,10 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
 
   auto* memory = reader->add_subcommand("memory", "the reader's 64 KiB user memory");
   memory->require_subcommand(1);
-  static int memory_addr = 0, memory_count = 16;
+  static int memory_addr, memory_count;
+  memory_addr = 0; memory_count = 16;
   static std::string memory_hex;
+  memory_hex = std::string();
   auto* memory_read = memory->add_subcommand("read", "list COUNT bytes from ADDR");
   memory_read->add_option("ADDR", memory_addr, "0 to 65535 (0x... for hex)")->required()->check(CLI::Range(0, 65535));
   memory_read->add_option("COUNT", memory_count, "how many bytes (default 16)")->check(CLI::Range(1, 65536));
@@ -394,8 +406,10 @@ void AddReaderCommands(CLI::App& app, Context& ctx) {
   memory_write->add_option("HEX", memory_hex, "the bytes, in hex")->required();
   ctx.Register(memory_write, [&ctx] { MemoryWrite(ctx, memory_addr, memory_hex); });
 
-  static int raw_mode = 0, raw_timeout = 10;
+  static int raw_mode, raw_timeout;
+  raw_mode = 0; raw_timeout = 10;
   static std::vector<std::string> raw_hex;
+  raw_hex = std::vector<std::string>();
   auto* raw = app.add_subcommand(
       "raw", "the reader's pass-through command: send HEX bytes, print the answer");
   raw->add_option("-m,--mode", raw_mode, "pass-through mode byte (firmware-defined; default 0)")

@@ -46,6 +46,7 @@ void AddSamCommands(CLI::App& app, Context& ctx) {
   auto* sam = app.add_subcommand("sam", "the reader's SAM slots");
   sam->require_subcommand(1);
   static ApduOptions apdu;
+  apdu = ApduOptions();
   auto* a = sam->add_subcommand("apdu", "reset the SAM in a slot and send it APDUs");
   a->add_option("-s,--slot", apdu.slot, "SAM slot, 1 to 3 (default 1)")->check(CLI::Range(1, 3));
   AddApduOptions(a, apdu.in);

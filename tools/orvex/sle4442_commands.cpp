@@ -285,6 +285,7 @@ void AddSle4442Commands(CLI::App& app, Context& ctx) {
   auto* sle = app.add_subcommand("sle4442", "SLE4442 memory card in the contact slot");
   sle->require_subcommand(1);
   static PscOptions psc;
+  psc = PscOptions();
   auto psc_options = [](CLI::App* sub) {
     sub->add_option("-p,--psc", psc.psc, "the card's 3-byte PSC: @FILE, - (standard input) or hex")
         ->required();
@@ -293,7 +294,8 @@ void AddSle4442Commands(CLI::App& app, Context& ctx) {
                   "locks the card for good)");
   };
 
-  static int read_addr = 0, read_count = -1;
+  static int read_addr, read_count;
+  read_addr = 0; read_count = -1;
   auto* read = sle->add_subcommand("read", "list the main memory (256 bytes) or COUNT bytes from ADDR");
   read->add_option("ADDR", read_addr, "first address (0 to 255; default 0)")->check(CLI::Range(0, 255));
   read->add_option("COUNT", read_count, "how many bytes (default: to the end)")->check(CLI::Range(1, 256));
@@ -306,8 +308,10 @@ void AddSle4442Commands(CLI::App& app, Context& ctx) {
   psc_options(present);
   ctx.Register(present, [&ctx] { PscCommand(ctx, psc); });
 
-  static int write_addr = 0;
+  static int write_addr;
+  write_addr = 0;
   static std::string write_hex;
+  write_hex = std::string();
   auto* write = sle->add_subcommand("write", "write HEX to main memory from ADDR (needs the PSC), read back");
   write->add_option("ADDR", write_addr, "first address (0 to 255)")->required()->check(CLI::Range(0, 255));
   write->add_option("HEX", write_hex, "the bytes, in hex")->required();
@@ -315,14 +319,17 @@ void AddSle4442Commands(CLI::App& app, Context& ctx) {
   ctx.Register(write, [&ctx] { WriteCommand(ctx, write_addr, write_hex, psc); });
 
   static std::string new_psc;
+  new_psc = std::string();
   auto* change = sle->add_subcommand("change-psc", "give the card a new PSC (needs the present one)");
   psc_options(change);
   change->add_option("-n,--new-psc", new_psc, "the new 3-byte PSC: @FILE, - (standard input) or hex")
       ->required();
   ctx.Register(change, [&ctx] { ChangePscCommand(ctx, psc, new_psc); });
 
-  static int protect_addr = 0, protect_count = 0;
-  static bool protect_yes = false;
+  static int protect_addr, protect_count;
+  protect_addr = 0; protect_count = 0;
+  static bool protect_yes;
+  protect_yes = false;
   auto* protect = sle->add_subcommand(
       "protect", "protect COUNT of bytes 0-31 from ADDR for good, as they are (irreversible: --yes)");
   protect->add_option("ADDR", protect_addr, "first byte (0 to 31)")->required()->check(CLI::Range(0, 31));

@@ -236,11 +236,13 @@ void AddStCommands(CLI::App& app, Context& ctx) {
   s->require_subcommand(1);
 
   static ReadOptions read;
+  read = ReadOptions();
   auto* r = s->add_subcommand("read", "read a block of the tag in the field (all of them by default)");
   r->add_option("BLOCK", read.block, "the block number")->check(CLI::Range(0, 255));
   ctx.Register(r, [&ctx] { ReadCommand(ctx, read); });
 
   static WriteOptions write;
+  write = WriteOptions();
   auto* w = s->add_subcommand("write", "write one block and read it back (locked blocks are refused)");
   w->add_option("BLOCK", write.block, "the block number")->required()->check(CLI::Range(0, 255));
   w->add_option("HEX", write.data, "the block's bytes in hex (2 on an SR176, 4 on the others)")->required();

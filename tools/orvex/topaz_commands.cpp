@@ -360,6 +360,7 @@ void AddTopazCommands(CLI::App& app, Context& ctx) {
   ctx.Register(r, [&ctx] { ReadAllCommand(ctx); });
 
   static ByteOptions rb, wb;
+  rb = ByteOptions(); wb = ByteOptions();
   auto* rbc = t->add_subcommand("read-byte", "read one byte of blocks 00 to 0F");
   rbc->add_option("ADDR", rb.address, "byte address, 0 to 127 (0x00 to 0x7F)")->required()->check(CLI::Range(0, 0x7F));
   ctx.Register(rbc, [&ctx] { ReadByteCommand(ctx, rb); });
@@ -370,6 +371,7 @@ void AddTopazCommands(CLI::App& app, Context& ctx) {
   ctx.Register(wbc, [&ctx] { WriteByteCommand(ctx, wb); });
 
   static BlockOptions rk, wk;
+  rk = BlockOptions(); wk = BlockOptions();
   auto* rkc = t->add_subcommand("read-block", "read one 8-byte block");
   rkc->add_option("BLOCK", rk.block, "block number, 0 to 63 (0x00 to 0x3F)")->required()->check(CLI::Range(0, 0x3F));
   ctx.Register(rkc, [&ctx] { ReadBlockCommand(ctx, rk); });

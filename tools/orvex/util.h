@@ -134,8 +134,8 @@ class StopSignals {
 // A progress bar on standard error, drawn only when it is a terminal.
 class Progress {
  public:
-  // -q: no progress bar at all.
-  static void Silence() { silenced_ = true; }
+  // -q: no progress bar at all (set for each run of the tool).
+  static void Silence(bool silent) { silenced_ = silent; }
   Progress(const std::string& label, int total);
   ~Progress();
   void Step(int done);

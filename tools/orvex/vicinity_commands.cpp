@@ -331,6 +331,7 @@ void AddVicinityCommands(CLI::App& app, Context& ctx) {
   v->require_subcommand(1);
 
   static ReadOptions read;
+  read = ReadOptions();
   auto* r = v->add_subcommand("read", "read blocks of the tag in the field (all of them by default)");
   r->add_option("BLOCK", read.first, "the first block to read")->check(CLI::Range(0, 255));
   r->add_option("-n,--count", read.count, "how many blocks from BLOCK (default 1)")
@@ -338,6 +339,7 @@ void AddVicinityCommands(CLI::App& app, Context& ctx) {
   ctx.Register(r, [&ctx] { Read(ctx, read); });
 
   static WriteOptions write;
+  write = WriteOptions();
   auto* w = v->add_subcommand("write", "write one block of the tag in the field");
   w->add_option("BLOCK", write.block, "the block number")->required()->check(CLI::Range(0, 255));
   w->add_option("HEX", write.data, "the block's bytes in hex (as many as a block holds)")->required();
@@ -347,18 +349,21 @@ void AddVicinityCommands(CLI::App& app, Context& ctx) {
   ctx.Register(i, [&ctx] { Info(ctx); });
 
   static ReadOptions security;
+  security = ReadOptions();
   auto* s = v->add_subcommand("security", "block security status: which blocks are locked (all blocks by default)");
   s->add_option("BLOCK", security.first, "the first block")->check(CLI::Range(0, 255));
   s->add_option("-n,--count", security.count, "how many blocks from BLOCK (default 1)")->check(CLI::Range(1, 256));
   ctx.Register(s, [&ctx] { Security(ctx, security); });
 
   static LockOptions lock;
+  lock = LockOptions();
   auto* l = v->add_subcommand("lock", "lock one block for good (irreversible; needs --yes)");
   l->add_option("BLOCK", lock.block, "the block number")->required()->check(CLI::Range(0, 255));
   l->add_flag("--yes", lock.yes, "lock it (it can never be written again)");
   ctx.Register(l, [&ctx] { Lock(ctx, lock); });
 
   static ByteOptions afi, dsfid;
+  afi = ByteOptions(); dsfid = ByteOptions();
   for (auto* o : {&afi, &dsfid}) {
     const bool is_afi = o == &afi;
     auto* c = v->add_subcommand(is_afi ? "afi" : "dsfid",
