@@ -374,6 +374,7 @@ void AddMifarePlusCommands(CLI::App& app, Context& ctx) {
   ctx.Register(write, [&ctx] { Write(ctx, write_o, write_hex); });
 
   static ValueOptions value;
+  value = ValueOptions();
   auto* v = plus->add_subcommand("value", "level 2 or 3: value blocks: get, init, inc, dec, backup");
   v->require_subcommand(1);
   struct ValueCommand {
