@@ -255,21 +255,29 @@ class MifareClassic(TypeACard):
 
     def restore_from(self, path: Any, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> None:
         """Restores a dump file in the format its name chooses (.eml, .json,
-        anything else a raw .mfd image), read as orvex mfc restore reads it,
-        with restore_image. A .eml or .json dump must know every byte, keys
-        included: nothing is written otherwise (orvex mfc restore can leave
-        what a dump does not know as it is)."""
+        anything else a .mfd image), read as orvex mfc restore reads it,
+        with restore_image. The dump must know every byte, keys included:
+        nothing is written otherwise (orvex mfc restore can leave what a
+        dump does not know as it is). A .mfd's keys are known from its key
+        record FILE.keys (orvex mfc dump writes one); without it a trailer
+        key of 000000000000 is one the dump did not find, as a hidden key
+        that no key opened is saved, and is not written over the card's.
+        A 320-byte MIFARE Mini image is written as it stands."""
         path = os.fspath(path)
         fmt = _orvex.mfc_dump_format(path)
         with open(path, "rb") as f:
             data = f.read(4097 if fmt == "mfd" else _MAX_DUMP_FILE + 1)
-        if fmt == "mfd":
+        if fmt == "mfd" and len(data) == 320:
             self.restore_image(data, keys)
             return
         if len(data) > _MAX_DUMP_FILE:
             raise ValueError(f"{path}: larger than any MIFARE Classic dump. Nothing was written")
+        record = None
+        if fmt == "mfd" and os.path.exists(path + ".keys"):
+            with open(path + ".keys", "r", encoding="ascii", errors="replace") as f:
+                record = f.read(64 * 1024)
         try:
-            dump = _orvex.mfc_parse_dump(data, fmt)
+            dump = _orvex.mfc_parse_dump(data, fmt, record)
         except ValueError as e:
             raise ValueError(f"{path}: {e}. Nothing was written") from None
         missing = [f"block {b}" for b in dump["unknown_blocks"]]

@@ -153,6 +153,25 @@ def test_restore_from_refuses_a_dump_that_does_not_know_every_byte(orvex_sim, re
     assert orvex_sim.memory(orvex_sim.cards[0]) == before
 
 
+@pytest.mark.orvex_cards("mfc1k:11223344")
+def test_a_hidden_key_b_that_no_key_opened_is_never_written_over(orvex_sim, reader, tmp_path):
+    (card,) = reader.scan()
+    card.select()
+    card.authenticate(4, KEY)
+    # Access bits 7F 07 88: key B can be neither read nor used to read.
+    card.write_block(7, KEY + bytes.fromhex("7F078869") + bytes.fromhex("010203040506"), allow_trailer=True)
+    path = tmp_path / "card.mfd"
+    image = card.dump_to(path)
+    assert image[7 * 16 + 10:7 * 16 + 16] == bytes(6)  # the hidden key B, not found: zeros
+    with Simulator(cards=["mfc1k:11223344"]) as blank, orvex.Reader(blank) as other:
+        (target,) = other.scan()
+        before = blank.memory(blank.cards[0])
+        with pytest.raises(ValueError, match=r"card.mfd: the dump does not know sector 1's key B. "
+                                             r"Nothing was written"):
+            target.restore_from(path)
+        assert blank.memory(blank.cards[0]) == before
+
+
 def test_simulator_keeps_a_card_in_every_dump_format(tmp_path):
     with Simulator(cards=["mfc4k:04112233445566"]) as sim:
         card = sim.cards[0]
