@@ -17,4 +17,13 @@ if(TARGET orvex_tool)
                         PkgConfig::CLI_TEST_LIBPNG orvexsim orvexsim_files orvex)
   add_dependencies(cli_test orvex_tool orvex-sim)
   gtest_discover_tests(cli_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+  # The hostile-reader tests run every command once for each command code it
+  # sends: several hundred runs of the tool, minutes in the sanitizer build
+  # when other tests share the processors. Their time limit is set once the
+  # tests above are discovered (this file runs after the discovery's).
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/cli_test_timeouts.cmake
+       "set_tests_properties(Hostile.EveryCommandWithAnswersStretchedToTheLongestDataField\n"
+       "  Hostile.EveryCommandWithAnswersCutToNothing Hostile.EveryCommandWithAnswersCutToOneByte\n"
+       "  PROPERTIES TIMEOUT 900)\n")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_CURRENT_BINARY_DIR}/cli_test_timeouts.cmake)
 endif()
