@@ -48,12 +48,14 @@ class SimProcess {
     unlink(out.c_str());
     int in[2];
     if (pipe(in) != 0) return;
+    // Made before the fork: a test may run threads (a fake reader), and the
+    // child may only make calls that take no lock until it execs.
+    const std::string command = std::string("exec ") + ORVEX_SIM_TOOL + " " + options + " >" + out + " 2>&1";
     pid_ = fork();
     if (pid_ == 0) {
       dup2(in[0], 0);
       close(in[1]);
-      execl("/bin/sh", "sh", "-c", (std::string("exec ") + ORVEX_SIM_TOOL + " " + options + " >" + out + " 2>&1").c_str(),
-            static_cast<char*>(nullptr));
+      execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
       _exit(127);
     }
     close(in[0]);
@@ -142,14 +144,23 @@ class Cli : public ::testing::Test {
   pid_t Spawn(const std::vector<std::string>& args, const std::string* input = nullptr) {
     std::string out = Path("stdout"), err = Path("stderr"), in = Path("stdin");
     if (input) Write(in, *input);
+    // Everything the child needs is made before the fork: a test may run
+    // threads (a fake reader), and a child that allocated could wait for
+    // ever on a lock one of them held; between fork and exec it only opens
+    // and duplicates descriptors.
+    std::vector<char*> argv;
+    argv.push_back(const_cast<char*>(ORVEX_TOOL));
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
     pid_t pid = fork();
     if (pid == 0) {
-      if (!freopen(out.c_str(), "w", stdout) || !freopen(err.c_str(), "w", stderr)) _exit(127);
-      if (input && !freopen(in.c_str(), "r", stdin)) _exit(127);
-      std::vector<char*> argv;
-      argv.push_back(const_cast<char*>(ORVEX_TOOL));
-      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-      argv.push_back(nullptr);
+      const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+      const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+      if (o < 0 || e < 0 || dup2(o, 1) < 0 || dup2(e, 2) < 0) _exit(127);
+      if (input) {
+        const int i = open(in.c_str(), O_RDONLY | O_CLOEXEC);
+        if (i < 0 || dup2(i, 0) < 0) _exit(127);
+      }
       execv(ORVEX_TOOL, argv.data());
       _exit(127);
     }
