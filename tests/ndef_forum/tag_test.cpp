@@ -190,6 +190,31 @@ TEST(NdefTag, LockControlFirstIsKeptAndTheLongLengthIsAligned) {
             B({0x01, 0x03, 0xA0, 0x30, 0x44, 0x00, 0x03, 0xFF, 0x01, 0x2C}));
 }
 
+TEST(NdefTag, ControlTlvsAreDecodedAndListedInOrder) {
+  // A Lock Control TLV (A0 30 44: page A, byte 0, of 2^4 bytes, so byte
+  // 160; 48 bits, 2^4 bytes a bit), then a Memory Control TLV (A0 08 02:
+  // page A of 2^2 bytes, byte 40, 8 bytes), then the NDEF Message TLV.
+  const Bytes area = Formatted(496, B({0x01, 0x03, 0xA0, 0x30, 0x44, 0x02, 0x03, 0xA0, 0x08, 0x02}));
+  const Layout l = ParseLayout(area, 16);
+  ASSERT_EQ(l.controls.size(), 2u);
+  EXPECT_TRUE(l.controls[0].lock);
+  EXPECT_EQ(l.controls[0].address, 160u);
+  EXPECT_EQ(l.controls[0].bits, 48u);
+  EXPECT_EQ(l.controls[0].bytes, 6u);
+  EXPECT_EQ(l.controls[0].bytes_per_bit, 16u);
+  EXPECT_FALSE(l.controls[1].lock);
+  EXPECT_EQ(l.controls[1].address, 40u);
+  EXPECT_EQ(l.controls[1].bits, 0u);
+  EXPECT_EQ(l.controls[1].bytes, 8u);
+  // The Topaz 512's own: byte 7A, 48 bits, 8 bytes a bit; 0 bits is 256.
+  const ControlTlv topaz = DecodeControlTlv(true, 0xF2, 0x30, 0x33);
+  EXPECT_EQ(topaz.address, 0x7Au);
+  EXPECT_EQ(topaz.bits, 48u);
+  EXPECT_EQ(topaz.bytes_per_bit, 8u);
+  EXPECT_EQ(DecodeControlTlv(true, 0x00, 0x00, 0x00).bits, 256u);
+  EXPECT_EQ(DecodeControlTlv(false, 0x00, 0x00, 0x00).bytes, 256u);
+}
+
 TEST(NdefTag, BytesAMemoryControlTlvReservesAreSkipped) {
   // 8 reserved bytes at tag byte 16 + 24 = area offset 24 (page 0x0A, offset 0).
   Bytes area_bytes = Formatted(144, B({0x02, 0x03, 0xA0, 0x08, 0x02}));

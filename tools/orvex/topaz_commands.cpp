@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "ndef/forum/tag.h"
 #include "topaz.h"
 
 namespace orvextool {
@@ -79,37 +80,28 @@ bool LockedBy(const Bytes& static_memory, int block) {
 // the Topaz 512 keeps them: bytes 7A to 7F of block 0F, 48 bits, each
 // locking one block.
 struct DynamicLocks {
-  int address = 0x7A;
-  int bits = 48;
-  int bytes_per_bit = 8;
+  // The Topaz 512's own Lock Control TLV value: byte 7A, 48 bits, 8 bytes
+  // a bit.
+  orvex::ndef::ControlTlv tlv = orvex::ndef::DecodeControlTlv(true, 0xF2, 0x30, 0x33);
   bool from_tlv = false;
-  int bytes() const { return (bits + 7) / 8; }
 };
 
-// The Lock Control TLV is looked for among the TLVs that precede the NDEF
-// Message TLV in the static memory (after the capability container in
-// bytes 08 to 0B).
+// The Lock Control TLV is the one the NDEF layer finds before the NDEF
+// Message TLV in the static memory's data area (bytes 0C to 67, after the
+// capability container); a tag not formatted for NDEF has the default.
 DynamicLocks DynamicLocksOf(const Bytes& static_memory) {
   DynamicLocks d;
   if (static_memory[8] != 0xE1) return d;
-  constexpr size_t kEnd = 0x68;  // the data blocks 01 to 0C
-  for (size_t i = 12; i + 1 < kEnd;) {
-    const uint8_t type = static_memory[i];
-    if (type == 0x00) {  // NULL TLV
-      ++i;
-      continue;
-    }
-    const size_t length = static_memory[i + 1];
-    if (type == 0x03 || type == 0xFE || length == 0xFF || i + 2 + length > kEnd) break;
-    if (type == 0x01 && length == 3) {
-      const uint8_t v0 = static_memory[i + 2], v1 = static_memory[i + 3], v2 = static_memory[i + 4];
-      d.address = (v0 >> 4) * (1 << (v2 & 0x0F)) + (v0 & 0x0F);
-      d.bits = v1 == 0 ? 256 : v1;
-      d.bytes_per_bit = 1 << (v2 >> 4);
-      d.from_tlv = true;
-      break;
-    }
-    i += 2 + length;
+  constexpr long kArea = 12, kEnd = 0x68;  // the data blocks 01 to 0C
+  try {
+    const auto layout = orvex::ndef::ParseLayout(Bytes(static_memory.begin() + kArea, static_memory.begin() + kEnd), kArea);
+    for (const auto& c : layout.controls)
+      if (c.lock) {
+        d.tlv = c;
+        d.from_tlv = true;
+        break;
+      }
+  } catch (const orvex::ndef::Error&) {
   }
   return d;
 }
@@ -118,8 +110,8 @@ DynamicLocks DynamicLocksOf(const Bytes& static_memory) {
 bool DynamicallyLocked(const DynamicLocks& d, const Bytes& lock, int block) {
   for (int byte = block * 8; byte < block * 8 + 8; ++byte) {
     if (byte < 0x80) return false;
-    const int bit = (byte - 0x80) / d.bytes_per_bit;
-    if (bit < d.bits && static_cast<size_t>(bit / 8) < lock.size() && ((lock[static_cast<size_t>(bit / 8)] >> (bit % 8)) & 1))
+    const size_t bit = static_cast<size_t>(byte - 0x80) / d.tlv.bytes_per_bit;
+    if (bit < d.tlv.bits && bit / 8 < lock.size() && ((lock[bit / 8] >> (bit % 8)) & 1))
       return true;
   }
   return false;
@@ -130,21 +122,23 @@ Bytes ReadBlock(Context& ctx, const TopazTag& tag, int block);
 // The dynamic lock bytes, read block by block (READ8).
 Bytes ReadDynamicLocks(Context& ctx, const TopazTag& tag, const DynamicLocks& d) {
   Bytes blocks;
-  const int first = d.address / 8, last = (d.address + d.bytes() - 1) / 8;
-  if (last >= tag.blocks())
+  const size_t first = d.tlv.address / 8, last = (d.tlv.address + d.tlv.bytes - 1) / 8;
+  if (last >= static_cast<size_t>(tag.blocks()))
     throw Failure("the Lock Control TLV of tag " + Hex(tag.uid) + " puts the dynamic lock bits at byte " +
-                  std::to_string(d.address) + ", past the tag's memory; nothing was written");
-  for (int b = first; b <= last; ++b) {
-    Bytes one = ReadBlock(ctx, tag, b);
+                  std::to_string(d.tlv.address) + ", past the tag's memory; nothing was written");
+  for (size_t b = first; b <= last; ++b) {
+    Bytes one = ReadBlock(ctx, tag, static_cast<int>(b));
     blocks.insert(blocks.end(), one.begin(), one.end());
   }
-  const auto from = blocks.begin() + (d.address - first * 8);
-  return Bytes(from, from + d.bytes());
+  const auto from = blocks.begin() + static_cast<long>(d.tlv.address - first * 8);
+  return Bytes(from, from + static_cast<long>(d.tlv.bytes));
 }
 
 // "7A-7F"
 std::string ByteRange(const DynamicLocks& d) {
-  return Hex1(static_cast<unsigned char>(d.address)) + "-" + Hex1(static_cast<unsigned char>(d.address + d.bytes() - 1));
+  char text[40];
+  std::snprintf(text, sizeof text, "%02zX-%02zX", d.tlv.address, d.tlv.address + d.tlv.bytes - 1);
+  return text;
 }
 
 // Why a write to block is refused without --force, "" when it is not.
@@ -247,8 +241,9 @@ void ReadAllCommand(Context& ctx) {
   Json blocks = Json::array(), locked = Json::array();
   const DynamicLocks dyn = DynamicLocksOf(memory);
   Bytes dyn_lock;
-  if (tag.blocks() > 16 && dyn.address + dyn.bytes() <= static_cast<int>(memory.size()))
-    dyn_lock.assign(memory.begin() + dyn.address, memory.begin() + dyn.address + dyn.bytes());
+  if (tag.blocks() > 16 && dyn.tlv.address + dyn.tlv.bytes <= memory.size())
+    dyn_lock.assign(memory.begin() + static_cast<long>(dyn.tlv.address),
+                    memory.begin() + static_cast<long>(dyn.tlv.address + dyn.tlv.bytes));
   for (int b = 0; b < tag.blocks(); ++b) {
     std::string hex = Hex(memory.data() + b * 8, 8);
     bool is_locked = LockedBy(memory, b) || DynamicallyLocked(dyn, dyn_lock, b);

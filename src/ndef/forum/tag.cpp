@@ -50,6 +50,20 @@ bool Place(const Layout& l, size_t length, size_t unit, size_t& pos, size_t& hea
 
 }  // namespace
 
+ControlTlv DecodeControlTlv(bool lock, uint8_t v0, uint8_t v1, uint8_t v2) {
+  // The position byte: page (high nibble) and byte within it; the low
+  // nibble of the third byte gives the page size as a power of two, its
+  // high nibble (Lock Control) the bytes a lock bit locks, likewise.
+  ControlTlv c;
+  c.lock = lock;
+  c.address = (v0 >> 4) * (size_t{1} << (v2 & 0x0F)) + (v0 & 0x0F);
+  const size_t size = v1 == 0 ? 256 : v1;
+  c.bits = lock ? size : 0;
+  c.bytes = lock ? (size + 7) / 8 : size;
+  c.bytes_per_bit = lock ? size_t{1} << (v2 >> 4) : 0;
+  return c;
+}
+
 Layout ParseLayout(const Bytes& area, long base) {
   Layout l;
   l.stream_size = area.size();
@@ -87,10 +101,10 @@ Layout ParseLayout(const Bytes& area, long base) {
         throw Error((tag == kLockControl ? "Lock" : "Memory") + std::string(" Control TLV at byte ") +
                         Number(s) + " has " + Number(length) + " bytes, not 3",
                     s);
-      const uint8_t v0 = at(s + header), v1 = at(s + header + 1), v2 = at(s + header + 2);
-      const size_t bytes_per_page = size_t{1} << (v2 & 0x0F);
-      const size_t address = (v0 >> 4) * bytes_per_page + (v0 & 0x0F);
-      const size_t bytes = tag == kLockControl ? ((v1 == 0 ? 256 : v1) + 7) / 8 : (v1 == 0 ? 256 : v1);
+      const ControlTlv control =
+          DecodeControlTlv(tag == kLockControl, at(s + header), at(s + header + 1), at(s + header + 2));
+      l.controls.push_back(control);
+      const size_t address = control.address, bytes = control.bytes;
       // Bytes the tag reserves inside the area are not part of the stream.
       // Only what lies ahead can be skipped: the TLVs before are read.
       const size_t next = Physical(l, s + header + length);

@@ -38,6 +38,19 @@ class TagMemory {
   virtual void Write(size_t offset, const Bytes& data) = 0;
 };
 
+// A Lock Control or Memory Control TLV's 3-byte value, decoded: the byte
+// address on the tag it gives and the bytes it reserves there; a Lock
+// Control TLV also gives its lock bits and how many bytes of the tag each
+// of them locks.
+struct ControlTlv {
+  bool lock = false;         // Lock Control (else Memory Control)
+  size_t address = 0;        // the tag's byte address of its first byte
+  size_t bits = 0;           // Lock Control: the lock bits
+  size_t bytes = 0;          // the bytes it reserves
+  size_t bytes_per_bit = 0;  // Lock Control: the tag's bytes one lock bit locks
+};
+ControlTlv DecodeControlTlv(bool lock, uint8_t v0, uint8_t v1, uint8_t v2);
+
 // Where things are in a TLV area.
 struct Layout {
   bool ndef_found = false;  // an NDEF Message TLV is there
@@ -49,6 +62,8 @@ struct Layout {
   // are area offsets of reserved bytes, sorted.
   std::vector<std::pair<size_t, size_t>> reserved;  // [first, last)
   size_t stream_size = 0;   // bytes of the area that are not reserved
+  // The Lock and Memory Control TLVs before the NDEF Message TLV, in order.
+  std::vector<ControlTlv> controls;
 };
 
 // The layout of area (the whole area's bytes); base as TagMemory::base.
