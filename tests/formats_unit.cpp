@@ -2,12 +2,17 @@
 // MIFARE Classic access conditions (decoding, encoding, validation and the
 // self-locking check) and dumps (the .mfd, .eml and .json files, the hex
 // listing, value blocks).
+#include <dirent.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <fstream>
 #include <sstream>
 
+#include "atomic_file.h"
 #include "mifare_access.h"
 #include "mifare_dump.h"
 
@@ -289,3 +294,73 @@ TEST(MifareDump, ValueBlocks) {
 }
 
 }  // namespace
+
+// ---- files written whole ------------------------------------------------------
+
+namespace {
+
+std::string TempDir() {
+  char dir[] = "/tmp/orvex-atomic.XXXXXX";
+  return mkdtemp(dir) ? dir : "";
+}
+
+std::string Contents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+std::vector<std::string> Names(const std::string& dir) {
+  std::vector<std::string> names;
+  if (DIR* d = opendir(dir.c_str())) {
+    while (dirent* e = readdir(d))
+      if (e->d_name[0] != '.') names.emplace_back(e->d_name);
+    closedir(d);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace
+
+TEST(AtomicFile, ReplacesTheFileWholeWithItsModeAndLeavesNoTemporaryFile) {
+  const std::string dir = TempDir(), path = dir + "/card.mfd";
+  ASSERT_FALSE(dir.empty());
+  { std::ofstream(path) << "old"; }
+  const uint8_t data[] = {'n', 'e', 'w', 0, 1};
+  {
+    orvexformats::AtomicFile f(path, 0600);
+    ASSERT_TRUE(f.ok()) << f.error();
+    EXPECT_EQ(Contents(path), "old");  // nothing changes before Commit
+    EXPECT_EQ(Names(dir).size(), 2u);  // the file and the temporary one beside it
+    ASSERT_TRUE(f.Commit(data, sizeof data)) << f.error();
+    EXPECT_FALSE(f.Commit(data, sizeof data));  // once only
+    EXPECT_EQ(f.error(), "cannot write it (already written)");
+  }
+  EXPECT_EQ(Contents(path), std::string("new\0\1", 5));
+  struct stat st;
+  ASSERT_EQ(stat(path.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u);
+  EXPECT_EQ(Names(dir), std::vector<std::string>{"card.mfd"});
+  unlink(path.c_str());
+  rmdir(dir.c_str());
+}
+
+TEST(AtomicFile, NotCommittedLeavesThePreviousFileAndNoTemporaryFile) {
+  const std::string dir = TempDir(), path = dir + "/card.mfd";
+  ASSERT_FALSE(dir.empty());
+  { std::ofstream(path) << "old"; }
+  { orvexformats::AtomicFile f(path, 0600); ASSERT_TRUE(f.ok()); }
+  EXPECT_EQ(Contents(path), "old");
+  EXPECT_EQ(Names(dir), std::vector<std::string>{"card.mfd"});
+
+  orvexformats::AtomicFile none(dir + "/no/such/dir/card.mfd", 0600);
+  EXPECT_FALSE(none.ok());
+  EXPECT_EQ(none.error(), "cannot be written (No such file or directory)");
+  const uint8_t byte = 0;
+  EXPECT_FALSE(none.Commit(&byte, 1));
+  EXPECT_EQ(none.error(), "cannot be written (No such file or directory)");
+  unlink(path.c_str());
+  rmdir(dir.c_str());
+}

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "classic_files.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <vector>
+
+#include "atomic_file.h"
 
 namespace orvexsim {
 
@@ -83,29 +81,9 @@ std::shared_ptr<MifareClassic> LoadClassic(const std::string& path, orvexformats
 bool SaveClassic(const MifareClassic& card, const std::string& path, orvexformats::DumpFormat f,
                  std::string& error) {
   const Bytes data = ClassicDumpFile(card, f);
-  std::vector<char> temp(path.begin(), path.end());
-  const std::string suffix = ".XXXXXX";
-  temp.insert(temp.end(), suffix.begin(), suffix.end());
-  temp.push_back('\0');
-  const int fd = mkostemp(temp.data(), O_CLOEXEC);
-  if (fd < 0) {
-    error = std::string("cannot be written (") + std::strerror(errno) + ")";
-    return false;
-  }
-  fchmod(fd, 0600);
-  int why = 0;
-  for (size_t done = 0; why == 0 && done < data.size();) {
-    const ssize_t w = write(fd, data.data() + done, data.size() - done);
-    if (w < 0 && errno == EINTR) continue;
-    if (w <= 0) why = w < 0 ? errno : EIO;
-    else done += static_cast<size_t>(w);
-  }
-  if (why == 0 && fsync(fd) != 0) why = errno;
-  if (close(fd) != 0 && why == 0) why = errno;
-  if (why == 0 && std::rename(temp.data(), path.c_str()) != 0) why = errno;
-  if (why == 0) return true;
-  unlink(temp.data());
-  error = std::string("cannot write it (") + std::strerror(why) + "); the previous file, if any, is unchanged";
+  orvexformats::AtomicFile file(path, 0600);
+  if (file.ok() && file.Commit(data.data(), data.size())) return true;
+  error = file.error();
   return false;
 }
 

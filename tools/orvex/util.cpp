@@ -142,19 +142,11 @@ OutputFile::OutputFile(const std::string& path, const std::string& what, unsigne
   struct stat st;
   if (stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
     throw Failure(what + " " + path + ": is a directory", 2);
-  temp_ = path + ".XXXXXX";
-  std::vector<char> name(temp_.begin(), temp_.end());
-  name.push_back('\0');
-  fd_ = mkostemp(name.data(), O_CLOEXEC);
-  if (fd_ < 0) throw Failure(what + " " + path + ": cannot be written (" + std::strerror(errno) + ")", 2);
-  temp_ = name.data();
-  fchmod(fd_, static_cast<mode_t>(mode));
+  file_ = std::make_unique<orvexformats::AtomicFile>(path, mode);
+  if (!file_->ok()) throw Failure(what + " " + path + ": " + file_->error(), 2);
 }
 
-OutputFile::~OutputFile() {
-  if (fd_ >= 0) close(fd_);
-  if (!temp_.empty()) unlink(temp_.c_str());
-}
+OutputFile::~OutputFile() = default;
 
 void OutputFile::Commit(const Bytes& data) {
   if (path_ == "-") {
@@ -162,23 +154,7 @@ void OutputFile::Commit(const Bytes& data) {
       throw Failure(what_ + ": cannot write to standard output");
     return;
   }
-  size_t done = 0;
-  while (done < data.size()) {
-    ssize_t n = write(fd_, data.data() + done, data.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) throw Failure(what_ + " " + path_ + ": cannot write it (" + std::strerror(errno) +
-                              "); the previous file, if any, is unchanged");
-    done += static_cast<size_t>(n);
-  }
-  if (fsync(fd_) != 0 || close(fd_) != 0) {
-    fd_ = -1;
-    throw Failure(what_ + " " + path_ + ": cannot write it (" + std::strerror(errno) +
-                  "); the previous file, if any, is unchanged");
-  }
-  fd_ = -1;
-  if (rename(temp_.c_str(), path_.c_str()) != 0)
-    throw Failure(what_ + " " + path_ + ": cannot put it in place (" + std::strerror(errno) + ")");
-  temp_.clear();
+  if (!file_->Commit(data.data(), data.size())) throw Failure(what_ + " " + path_ + ": " + file_->error());
 }
 
 void Output::Field(const std::string& key, const std::string& label, const Json& value,

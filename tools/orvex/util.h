@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "atomic_file.h"
 #include "device.h"
 
 namespace orvextool {
@@ -80,8 +82,8 @@ class OutputFile {
   const std::string& path() const { return path_; }
 
  private:
-  std::string path_, what_, temp_;
-  int fd_ = -1;
+  std::string path_, what_;
+  std::unique_ptr<orvexformats::AtomicFile> file_;  // none for standard output
 };
 
 // Card commands, as CheckReader: -1 a failed exchange (the link's words) or
