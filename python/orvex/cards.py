@@ -3,32 +3,11 @@
 ISO 14443-4 (CPU) card with its FMCOS purse, SAM slots and the display
 reader's LCD."""
 import os
-import tempfile
 from typing import Any, Dict, Iterable, List, Tuple
 
 from . import _orvex
 from .errors import OrvexError, ReaderRefused
 from .reader import TypeACard, Card, KEY_A, KEY_B, TRANSPORT_KEY, WUPA, _check_bytes, _check_int
-
-
-def _write_file(path, data):
-    """Writes data to path through a temporary file renamed into place, so
-    that a failure never leaves a half-written file under that name."""
-    path = os.fspath(path)
-    folder = os.path.dirname(os.path.abspath(path))
-    fd, tmp = tempfile.mkstemp(prefix=".orvex-", dir=folder)
-    try:
-        with os.fdopen(fd, "wb") as f:
-            f.write(data)
-            f.flush()
-            os.fsync(f.fileno())
-        os.replace(tmp, path)
-    except BaseException:
-        try:
-            os.unlink(tmp)
-        except FileNotFoundError:
-            pass
-        raise
 
 
 # ---- MIFARE Classic -----------------------------------------------------------
@@ -209,8 +188,7 @@ class MifareClassic(TypeACard):
         renamed, readable by its owner only. Returns the .mfd image."""
         image = self.dump(keys)
         fmt = _orvex.mfc_dump_format(os.fspath(path))
-        _write_file(path, image if fmt == "mfd" else _orvex.mfc_write_dump(image, fmt))
-        os.chmod(path, 0o600)
+        _orvex.write_file_whole(os.fspath(path), image if fmt == "mfd" else _orvex.mfc_write_dump(image, fmt), 0o600)
         return image
 
     def restore_image(self, image: bytes, keys: Iterable[bytes] = (TRANSPORT_KEY,)) -> None:

@@ -6,6 +6,7 @@
 #include <pybind11/functional.h>
 #include <pybind11/stl.h>
 
+#include "atomic_file.h"
 #include "bindings.h"
 #include "mifare_access.h"
 #include "mifare_dump.h"
@@ -263,6 +264,14 @@ void BindLayers(py::module_& m) {
      "A MIFARE Classic dump file read: its blocks, data (zeros where not known), one known flag a byte, "
      "the blocks not known, per sector whether keys A and B are known, and the UID, ATQA and SAK when the "
      "file holds them. ValueError for a file that is not such a dump.");
+  m.def("write_file_whole", [](const std::string& path, const py::bytes& data, unsigned mode) {
+    const std::string bytes = data;
+    fm::AtomicFile file(path, mode);
+    if (!file.ok() || !file.Commit(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()))
+      throw py::value_error(path + ": " + file.error());
+  }, py::arg("path"), py::arg("data"), py::arg("mode") = 0600,
+     "Writes data to path whole or not at all (a temporary file beside it, flushed, renamed into place), "
+     "with the permissions mode. ValueError, the previous file unchanged, when it cannot.");
   m.def("mfc_write_dump", [](const py::bytes& image, const std::string& format) {
     std::string s = image;
     const fm::DumpFormat f = DumpFormatOf(format);

@@ -172,6 +172,19 @@ def test_a_hidden_key_b_that_no_key_opened_is_never_written_over(orvex_sim, read
         assert blank.memory(blank.cards[0]) == before
 
 
+@pytest.mark.orvex_cards("mfc1k:11223344")
+def test_dump_to_writes_the_file_whole_or_not_at_all(orvex_sim, reader, tmp_path):
+    (card,) = reader.scan()
+    path = tmp_path / "card.mfd"
+    path.write_bytes(b"previous")
+    with pytest.raises(ValueError, match=r"no/card.mfd: cannot be written \(No such file or directory\)"):
+        card.dump_to(tmp_path / "no" / "card.mfd")
+    image = card.dump_to(path)
+    assert path.read_bytes() == image and len(image) == 1024
+    assert os.stat(path).st_mode & 0o777 == 0o600
+    assert [p.name for p in tmp_path.iterdir()] == ["card.mfd"]
+
+
 def test_simulator_keeps_a_card_in_every_dump_format(tmp_path):
     with Simulator(cards=["mfc4k:04112233445566"]) as sim:
         card = sim.cards[0]
