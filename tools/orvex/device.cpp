@@ -61,15 +61,16 @@ std::string Joined(const std::vector<std::string>& v, const char* sep) {
 // NTAG or Ultralight EV1 kind may be named so).
 std::shared_ptr<orvexsim::Card> LoadImage(const std::string& text, std::string& error) {
   using Model = orvexsim::Ntag::Model;
-  const std::map<std::string, Model> kinds = {
-      {"ntag210", Model::k210}, {"ntag212", Model::k212},         {"ntag213", Model::k213},
-      {"ntag215", Model::k215}, {"ntag216", Model::k216},         {"ulev1-48", Model::kUltralight48},
-      {"ulev1-128", Model::kUltralight128}};
-  std::string path = text;
-  auto named = kinds.end();
-  if (text.find(':') != std::string::npos) {
-    named = kinds.find(text.substr(0, text.find(':')));
-    if (named != kinds.end()) path = text.substr(text.find(':') + 1);
+  std::string path = text, kind;
+  std::shared_ptr<orvexsim::Ntag> ntag;  // the kind the image is of, when it is an NTAG's
+  const size_t colon = text.find(':');
+  if (colon != std::string::npos) {
+    std::string unused;
+    ntag = std::dynamic_pointer_cast<orvexsim::Ntag>(orvexsim::MakeCard(text.substr(0, colon), 0, unused));
+    if (ntag) {
+      kind = text.substr(0, colon);
+      path = text.substr(colon + 1);
+    }
   }
   std::ifstream in(path, std::ios::binary);
   if (!in) {
@@ -78,26 +79,25 @@ std::shared_ptr<orvexsim::Card> LoadImage(const std::string& text, std::string& 
   }
   orvexsim::Bytes image((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   const orvexformats::DumpFormat format = orvexformats::FormatOfName(path);
-  if (named != kinds.end()) {
-    auto card = std::make_shared<orvexsim::Ntag>(named->second, orvexsim::Bytes{4, 0, 0, 0, 0, 0, 0});
-    if (image.size() != card->memory().size()) {
-      error = "the memory of an " + named->first + " has " + std::to_string(card->memory().size()) + " bytes; " + path +
-              " holds " + std::to_string(image.size());
+  if (!ntag) {
+    if (format == orvexformats::DumpFormat::kMfd && (image.size() == 80 || image.size() == 164)) {
+      error = "an image of " + std::to_string(image.size()) + " bytes is an " +
+              (image.size() == 80 ? "NTAG210 or an Ultralight EV1 (48 bytes)" : "NTAG212 or an Ultralight EV1 (128 bytes)") +
+              ": name the kind, e.g. " + (image.size() == 80 ? "ntag210:" : "ulev1-128:") + path;
       return nullptr;
     }
-  }
-  const std::map<size_t, Model> ntags = {{180, Model::k213}, {540, Model::k215}, {924, Model::k216}};
-  auto ntag = ntags.find(image.size());
-  if (named == kinds.end() && format == orvexformats::DumpFormat::kMfd && (image.size() == 80 || image.size() == 164)) {
-    error = "an image of " + std::to_string(image.size()) + " bytes is an " +
-            (image.size() == 80 ? "NTAG210 or an Ultralight EV1 (48 bytes)" : "NTAG212 or an Ultralight EV1 (128 bytes)") +
-            ": name the kind, e.g. " + (image.size() == 80 ? "ntag210:" : "ulev1-128:") + path;
+    const std::map<size_t, Model> ntags = {{180, Model::k213}, {540, Model::k215}, {924, Model::k216}};
+    auto size = ntags.find(image.size());
+    if (format != orvexformats::DumpFormat::kMfd || size == ntags.end())
+      return orvexsim::ClassicFromDump(image, format, error);
+    ntag = std::make_shared<orvexsim::Ntag>(size->second, orvexsim::Bytes{4, 0, 0, 0, 0, 0, 0});
+  } else if (image.size() != ntag->memory().size()) {
+    error = "the memory of an " + kind + " has " + std::to_string(ntag->memory().size()) + " bytes; " + path +
+            " holds " + std::to_string(image.size());
     return nullptr;
   }
-  if (named == kinds.end() && (format != orvexformats::DumpFormat::kMfd || ntag == ntags.end()))
-    return orvexsim::ClassicFromDump(image, format, error);
   orvexsim::Bytes uid{image[0], image[1], image[2], image[4], image[5], image[6], image[7]};
-  auto card = std::make_shared<orvexsim::Ntag>(named != kinds.end() ? named->second : ntag->second, uid);
+  auto card = std::make_shared<orvexsim::Ntag>(ntag->model(), uid);
   card->memory() = image;
   return card;
 }
