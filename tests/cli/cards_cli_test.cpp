@@ -224,12 +224,15 @@ class SimServer : public Cli {
  protected:
   void Start(const std::vector<std::string>& args) {
     std::string out = Path("sim.out");
+    // Made before the fork: the child only opens and duplicates
+    // descriptors before it execs.
+    std::vector<char*> argv = {const_cast<char*>(ORVEX_SIM_TOOL)};
+    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
     pid_ = fork();
     if (pid_ == 0) {
-      if (!freopen("/dev/null", "r", stdin) || !freopen(out.c_str(), "w", stdout)) _exit(127);
-      std::vector<char*> argv = {const_cast<char*>(ORVEX_SIM_TOOL)};
-      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-      argv.push_back(nullptr);
+      const int in = open("/dev/null", O_RDONLY), o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      if (in < 0 || o < 0 || dup2(in, 0) < 0 || dup2(o, 1) < 0) _exit(127);
       execv(ORVEX_SIM_TOOL, argv.data());
       _exit(127);
     }

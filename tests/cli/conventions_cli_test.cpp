@@ -111,20 +111,30 @@ std::string StderrOnATerminal(const std::vector<std::string>& args, const std::v
   if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) return "no pseudo-terminal";
   const std::string slave_path = ptsname(master);
   int slave = open(slave_path.c_str(), O_RDWR | O_NOCTTY);
+  // The child's environment and arguments are made before the fork: the
+  // child only duplicates descriptors before it execs.
+  std::vector<std::string> environment;
+  auto changed = [&env](const std::string& v) {
+    for (const auto& c : env)
+      if (v.rfind(c.substr(0, c.find('=')) + "=", 0) == 0) return true;
+    return false;
+  };
+  for (char** e = environ; *e; ++e)
+    if (!changed(*e)) environment.push_back(*e);
+  for (const auto& c : env)
+    if (c.find('=') != std::string::npos) environment.push_back(c);
+  std::vector<char*> envp;
+  for (auto& v : environment) envp.push_back(&v[0]);
+  envp.push_back(nullptr);
+  std::vector<char*> argv{const_cast<char*>(ORVEX_TOOL)};
+  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
   pid_t pid = fork();
   if (pid == 0) {
-    for (const auto& e : env) {
-      size_t eq = e.find('=');
-      if (eq == std::string::npos) unsetenv(e.c_str());
-      else setenv(e.substr(0, eq).c_str(), e.substr(eq + 1).c_str(), 1);
-    }
     dup2(slave, 2);
     int null = open("/dev/null", O_WRONLY);
     dup2(null, 1);
-    std::vector<char*> argv{const_cast<char*>(ORVEX_TOOL)};
-    for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    execv(ORVEX_TOOL, argv.data());
+    execve(ORVEX_TOOL, argv.data(), envp.data());
     _exit(127);
   }
   waitpid(pid, nullptr, 0);

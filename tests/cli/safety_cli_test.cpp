@@ -163,7 +163,8 @@ TEST_F(Cli, AFailedWriteLeavesThePreviousFile) {
     rlimit lim = {512, 512};
     setrlimit(RLIMIT_FSIZE, &lim);
     signal(SIGXFSZ, SIG_IGN);
-    if (!freopen(err.c_str(), "w", stderr) || !freopen("/dev/null", "w", stdout)) _exit(127);
+    const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), null = open("/dev/null", O_WRONLY);
+    if (e < 0 || null < 0 || dup2(e, 2) < 0 || dup2(null, 1) < 0) _exit(127);
     execl(ORVEX_TOOL, ORVEX_TOOL, "--device", "sim", "mfc", "dump", path.c_str(), static_cast<char*>(nullptr));
     _exit(127);
   }
