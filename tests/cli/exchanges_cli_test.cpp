@@ -2,6 +2,7 @@
 // How much the tool asks of the line: the exchanges a MIFARE Classic dump
 // and an NTAG dump make, and scan --wait telling of a card before its scan
 // is over.
+#include <algorithm>
 #include <map>
 #include <vector>
 
@@ -169,6 +170,49 @@ TEST_F(Cli, NtagDumpSelectsOnceAndLooksForOtherCardsWhenItHasReadTheTag) {
             std::string::npos)
       << r.err;
   EXPECT_EQ(Slurp(Path("u.bin")), dump);
+}
+
+TEST_F(Cli, WithQuietNoCommandAsksTheFieldForOtherCards) {
+  // The look for other cards only feeds a note; -q silences notes, so the
+  // dump makes neither the halt nor the request, and the write does not
+  // halt, ask and select again.
+  Result r = Run({"--sim-card", "ntag216:04112233445566", "--sim-card", "mfc1k:11223344", "-q", "--trace", "ntag",
+                  "dump", Path("t.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::vector<std::string> dump = {"RequestAntiAndSelect", "NTag GET_VERSION", "NTag FAST_READ",
+                                         "NTag FAST_READ",       "NTag FAST_READ",   "NTag FAST_READ",
+                                         "NTag FAST_READ",       "NTag FAST_READ"};
+  EXPECT_EQ(SentInOrder(r.err), dump) << r.err;
+  EXPECT_EQ(r.err.find("orvex:"), std::string::npos) << r.err;
+  EXPECT_EQ(r.out, "dumped 231 pages of NTAG216 04112233445566 to " + Path("t.bin") + " (simulated reader)\n");
+  EXPECT_EQ(Slurp(Path("t.bin")).size(), 924u);
+  // Without -q the same field gets the halt and the request, and the note.
+  r = Run({"--sim-card", "ntag216:04112233445566", "--sim-card", "mfc1k:11223344", "--trace", "ntag", "dump",
+           Path("u.bin")});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::vector<std::string> checked = dump;
+  checked.push_back("CardHalt");
+  checked.push_back("RequestCard");
+  EXPECT_EQ(SentInOrder(r.err), checked) << r.err;
+  EXPECT_NE(r.err.find("orvex: several cards in the field"), std::string::npos) << r.err;
+  EXPECT_EQ(Slurp(Path("u.bin")), Slurp(Path("t.bin")));
+  // A write selects once, with -q, and checks only without it.
+  r = Run({"--sim-card", "ntag216:04112233445566", "--sim-card", "mfc1k:11223344", "-q", "--trace", "ntag", "write",
+           "4", "01020304"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::vector<std::string> sent = SentInOrder(r.err);
+  ASSERT_FALSE(sent.empty()) << r.err;
+  EXPECT_EQ(sent.front(), "RequestAntiAndSelect");
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "RequestAntiAndSelect"), 1) << r.err;
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "CardHalt"), 0) << r.err;
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "RequestCard"), 0) << r.err;
+  r = Run({"--sim-card", "ntag216:04112233445566", "--sim-card", "mfc1k:11223344", "--trace", "ntag", "write", "4",
+           "01020304"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  sent = SentInOrder(r.err);
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "RequestAntiAndSelect"), 2) << r.err;
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "CardHalt"), 1) << r.err;
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), "RequestCard"), 1) << r.err;
 }
 
 TEST_F(Cli, NtagDumpReadsAgainInShorterReadsWhenEscapedBytesCutAnAnswerOff) {

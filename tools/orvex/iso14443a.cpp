@@ -76,7 +76,7 @@ bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card, bool check_others) {
     return true;
   }
   if (!SelectTypeA(ctx, 0x52, card)) return false;
-  if (!check_others) return true;
+  if (!check_others || ctx.quiet) return true;
   const auto several = AnotherTypeACard(ctx);
   const Bytes chosen = card.uid;
   if (!SelectTypeAByUid(ctx, chosen, card)) return false;
@@ -85,7 +85,7 @@ bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card, bool check_others) {
 }
 
 void NoteOtherTypeACards(Context& ctx, const TypeACardInfo& card) {
-  if (!ctx.uid().empty()) return;
+  if (!ctx.uid().empty() || ctx.quiet) return;
   if (AnotherTypeACard(ctx).value_or(false)) NoteSeveral(ctx, card);
 }
 

@@ -38,11 +38,14 @@ bool SelectTypeAByUid(Context& ctx, const Bytes& uid, TypeACardInfo& card);
 // leave that to its end instead (check_others false): it then calls
 // NoteOtherTypeACards when it is done with the card, which spares the
 // selection again.
+//
+// The check's only product is that note: with -q, where nobody is told,
+// the field is not asked (a halt, a request and a selection fewer).
 bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card, bool check_others = true);
 
 // After a command that selected with check_others false is done with the
 // card: halts it and, when another card answers, says so as
-// SelectChosenTypeA would have. Nothing to do with --uid.
+// SelectChosenTypeA would have. Nothing to do with --uid or -q.
 void NoteOtherTypeACards(Context& ctx, const TypeACardInfo& card);
 
 }  // namespace orvextool
