@@ -13,12 +13,44 @@
 #include <sstream>
 
 #include "atomic_file.h"
+#include "hex_text.h"
 #include "mifare_access.h"
 #include "mifare_dump.h"
 
 namespace {
 
 using namespace orvexformats;
+
+TEST(HexText, TypedHexReadsWithOrWithoutSeparators) {
+  std::vector<uint8_t> out;
+  ASSERT_TRUE(ParseHexBytes("04:a1:B2", out));
+  EXPECT_EQ(out, (std::vector<uint8_t>{0x04, 0xA1, 0xB2}));
+  ASSERT_TRUE(ParseHexBytes("00 A4\t04-00\r", out));
+  EXPECT_EQ(out, (std::vector<uint8_t>{0x00, 0xA4, 0x04, 0x00}));
+  ASSERT_TRUE(ParseHexBytes("0 4", out));  // a separator may fall between a byte's digits
+  EXPECT_EQ(out, std::vector<uint8_t>{0x04});
+  ASSERT_TRUE(ParseHexBytes("", out));
+  EXPECT_TRUE(out.empty());
+}
+
+TEST(HexText, WhatIsNotTypedHexIsRefusedAndNamedOnOneLine) {
+  std::vector<uint8_t> out{0x55};
+  std::string why;
+  EXPECT_FALSE(ParseHexBytes("00G4", out, &why));
+  EXPECT_EQ(why, "'G' is not a hex digit");
+  EXPECT_FALSE(ParseHexBytes("00A4\n04", out, &why));
+  EXPECT_EQ(why, "'\\n' is not a hex digit");
+  EXPECT_FALSE(ParseHexBytes(std::string("0\x01", 2), out, &why));
+  EXPECT_EQ(why, "'\\x01' is not a hex digit");
+  EXPECT_FALSE(ParseHexBytes("\xE9", out, &why));
+  EXPECT_EQ(why, "'\\xE9' is not a hex digit");
+  EXPECT_FALSE(ParseHexBytes("ABC", out, &why));
+  EXPECT_EQ(why, "odd number of hex digits");
+  EXPECT_FALSE(ParseHexBytes("0x12", out));
+  // Refused: the output is as it was.
+  EXPECT_EQ(out, std::vector<uint8_t>{0x55});
+  EXPECT_EQ(HexText(out.data(), out.size()), "55");
+}
 
 TEST(MifareAccess, TransportConfiguration) {
   const uint8_t b[3] = {0xFF, 0x07, 0x80};

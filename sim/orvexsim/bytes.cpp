@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "orvexsim/bytes.h"
 
-#include <cctype>
 #include <cstdio>
+
+#include "hex_text.h"
 
 namespace orvexsim {
 
@@ -21,25 +22,7 @@ std::string Hex(const Bytes& b, size_t max) {
   return s;
 }
 
-bool ParseHex(const std::string& text, Bytes& out) {
-  Bytes b;
-  int high = -1;
-  for (char c : text) {
-    if (c == ' ' || c == ':' || c == '-') continue;
-    if (!std::isxdigit(static_cast<unsigned char>(c))) return false;
-    int v = std::isdigit(static_cast<unsigned char>(c)) ? c - '0'
-                                                         : std::tolower(static_cast<unsigned char>(c)) - 'a' + 10;
-    if (high < 0) {
-      high = v;
-    } else {
-      b.push_back(static_cast<uint8_t>(high << 4 | v));
-      high = -1;
-    }
-  }
-  if (high >= 0) return false;
-  out = std::move(b);
-  return true;
-}
+bool ParseHex(const std::string& text, Bytes& out) { return orvexformats::ParseHexBytes(text, out); }
 
 Bytes Slice(const Bytes& b, size_t offset, size_t count) {
   if (offset >= b.size()) return {};

@@ -13,7 +13,8 @@ using Bytes = std::vector<uint8_t>;
 
 // "01 02 A0" (at most max bytes, then "...").
 std::string Hex(const Bytes& b, size_t max = SIZE_MAX);
-// Hex digits, optionally separated by spaces, colons or dashes. False (and
+// Hex digits, optionally separated by spaces, tabs, colons or dashes (the
+// SDK's one reading of typed hex, orvexformats::ParseHexBytes). False (and
 // out untouched) on an odd digit count or a non-hex character.
 bool ParseHex(const std::string& text, Bytes& out);
 

@@ -123,6 +123,8 @@ TEST_F(Apdu, MalformedLinesAreRefusedBeforeAnythingIsSent) {
            Usage{{}, one_of},
            Usage{{"00A4040000=9X"},
                  "orvex: apdu: \"00A4040000=9X\": the expected status word \"9X\" is not 4 hex digits\n"},
+           // What a person typed stays on the message's one line.
+           Usage{{"00A4\n0400"}, "orvex: apdu: \"00A4\\n0400\": '\\n' is not a hex digit\n"},
        }) {
     std::vector<std::string> args = {"--sim-card", "cpu", "apdu"};
     args.insert(args.end(), u.args.begin(), u.args.end());

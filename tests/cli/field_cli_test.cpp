@@ -223,6 +223,9 @@ TEST_F(Cli, UidOfACardNotInTheField) {
   r = Run({"--uid", "11x2", "scan"});
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.err, "orvex: --uid: \"11x2\" is not hexadecimal\n");
+  r = Run({"--uid", "11\t22\n33", "scan"});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: --uid: \"11\\t22\\n33\" is not hexadecimal\n");
 }
 
 TEST_F(Cli, UidChoosesAnIso15693TagAndAnNdefTag) {

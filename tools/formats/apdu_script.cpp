@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "apdu_script.h"
 
+#include "hex_text.h"
+
 #include <cctype>
 #include <stdexcept>
 
@@ -15,23 +17,10 @@ int Digit(char c) {
   return -1;
 }
 
-bool Separator(char c) { return c == ' ' || c == '\t' || c == '\r' || c == ':' || c == '-'; }
-
 std::vector<uint8_t> CommandBytes(const std::string& text) {
   std::vector<uint8_t> out;
-  int high = -1;
-  for (char c : text) {
-    if (Separator(c)) continue;
-    int d = Digit(c);
-    if (d < 0) throw std::invalid_argument(std::string("'") + c + "' is not a hex digit");
-    if (high < 0) {
-      high = d;
-    } else {
-      out.push_back(static_cast<uint8_t>(high << 4 | d));
-      high = -1;
-    }
-  }
-  if (high >= 0) throw std::invalid_argument("odd number of hex digits");
+  std::string why;
+  if (!ParseHexBytes(text, out, &why)) throw std::invalid_argument(why);
   return out;
 }
 

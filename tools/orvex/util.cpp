@@ -20,21 +20,18 @@ namespace orvextool {
 
 Bytes ParseHex(const std::string& text, const std::string& what) {
   Bytes out;
-  int hi = -1;
-  for (char c : text) {
-    if (c == ' ' || c == ':' || c == '-' || c == '\t') continue;
-    if (!std::isxdigit(static_cast<unsigned char>(c)))
-      throw Failure(what + ": \"" + text + "\" is not hexadecimal", 2);
-    int v = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (std::tolower(c) - 'a' + 10);
-    if (hi < 0) {
-      hi = v;
-    } else {
-      out.push_back(static_cast<uint8_t>(hi << 4 | v));
-      hi = -1;
-    }
-  }
-  if (hi >= 0) throw Failure(what + ": \"" + text + "\" has an odd number of hex digits", 2);
+  std::string why;
+  if (!orvexformats::ParseHexBytes(text, out, &why))
+    throw Failure(what + ": \"" + PrintableText(text) + "\" " +
+                      (why.rfind("odd", 0) == 0 ? "has an odd number of hex digits" : "is not hexadecimal"),
+                  2);
   return out;
+}
+
+std::string PrintableText(const std::string& text) {
+  std::string s;
+  for (char c : text) s += orvexformats::Printable(c);
+  return s;
 }
 
 Bytes ParseHexArgs(const std::vector<std::string>& args, const std::string& what) {
