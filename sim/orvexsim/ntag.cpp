@@ -8,7 +8,8 @@ namespace orvexsim {
 namespace {
 constexpr uint8_t kProt = 0x80;       // ACCESS: reads are protected too
 constexpr uint8_t kCfgLock = 0x40;    // ACCESS: configuration locked
-constexpr uint8_t kCounterOn = 0x10;  // ACCESS: NFC counter enabled (NTAG213/215/216)
+constexpr uint8_t kCounterOn = 0x10;   // ACCESS: NFC counter enabled (NTAG213/215/216)
+constexpr uint8_t kCounterPwd = 0x08;  // ACCESS: reading the NFC counter needs PWD_AUTH
 
 // What tells the models apart: GET_VERSION's product type (04 NTAG, 03
 // Ultralight EV1), subtype and storage size byte, the pages, the data area
@@ -229,10 +230,12 @@ std::optional<Bytes> Ntag::PwdAuth(const Bytes& pwd) {
   return Slice(mem_, static_cast<size_t>(pack_page()) * 4, 2);
 }
 
-// The NFC counter answers only while ACCESS enables it; the Ultralight
-// EV1's one-way counters always do.
+// The NFC counter answers only while ACCESS enables it, and with its
+// password bit set only after PWD_AUTH; the Ultralight EV1's one-way
+// counters always do.
 std::optional<Bytes> Ntag::ReadCounter(int n) {
   if (!ultralight() && !(Access() & kCounterOn)) return std::nullopt;
+  if (!ultralight() && (Access() & kCounterPwd) && !authenticated_) return std::nullopt;
   const uint32_t c = counters_[ultralight() ? n : 0];
   return Bytes{static_cast<uint8_t>(c), static_cast<uint8_t>(c >> 8), static_cast<uint8_t>(c >> 16)};
 }

@@ -129,6 +129,34 @@ TEST_F(Ntag, InfoOfAPasswordProtectedTag) {
   EXPECT_NE(r.out.find("PACK:           ABCD (the answer to the password)\n"), std::string::npos) << r.out;
 }
 
+TEST_F(Ntag, ACounterBehindThePasswordIsReadOnlyWithIt) {
+  // Nothing behind AUTH0 (FF), but ACCESS 18: the NFC counter on, its
+  // reading behind the password.
+  std::string image = NewImage();
+  SetPage(image, kCfg1, std::string("\x18\x05\x00\x00", 4));
+  SetPage(image, kPwd, "\x11\x22\x33\x44");
+  SetPage(image, kPack, std::string("\xAB\xCD\x00\x00", 4));
+  Write(Path("cnt.bin"), image);
+  Write(Path("pwd.txt"), "11223344\n");
+  Result r = Run({"--sim-load", Path("cnt.bin"), "--trace", "ntag", "info", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto j = r.Json();
+  EXPECT_EQ(j["access"], "18");
+  EXPECT_EQ(j["counter_state"], "password");
+  EXPECT_TRUE(j["counter"].is_null());
+  // The tag was not asked for a counter it would refuse.
+  EXPECT_EQ(r.err.find("READ_CNT"), std::string::npos) << r.err;
+  r = Run({"--sim-load", Path("cnt.bin"), "ntag", "info"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("NFC counter:    enabled, its reads need the password (give --password)\n"), std::string::npos)
+      << r.out;
+  r = Run({"--sim-load", Path("cnt.bin"), "ntag", "info", "--password", "@" + Path("pwd.txt"), "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  j = r.Json();
+  EXPECT_EQ(j["counter_state"], "enabled");
+  EXPECT_EQ(j["counter"], 1);  // this run's first read counted
+}
+
 TEST_F(Ntag, WrongPasswordOrPackIsItsOwnError) {
   std::string tag = Protected(true);
   Write(Path("wrong.txt"), "11223345\n");

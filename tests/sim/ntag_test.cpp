@@ -144,6 +144,22 @@ TEST(SimNtag, NfcCounterCountsTheFirstReadOfEachPowerUp) {
   EXPECT_EQ((Bytes{2, 0, 0}), t->Transceive({0x39, 0x02}).value());
 }
 
+TEST(SimNtag, NfcCounterWithItsPasswordBitAnswersOnlyAfterPwdAuth) {
+  auto t = Active();
+  // PWD 11 22 33 44, PACK AB CD, AUTH0 FF (no page guarded), ACCESS: the
+  // NFC counter on, its reading behind the password.
+  ASSERT_TRUE(t->Transceive({0xA2, 133, 0x11, 0x22, 0x33, 0x44}).has_value());
+  ASSERT_TRUE(t->Transceive({0xA2, 134, 0xAB, 0xCD, 0, 0}).has_value());
+  ASSERT_TRUE(t->Transceive({0xA2, 132, 0x18, 0x05, 0, 0}).has_value());
+  EXPECT_FALSE(t->Transceive({0x39, 0x02}).has_value());
+  EXPECT_EQ((Bytes{0xAB, 0xCD}), t->Transceive({0x1B, 0x11, 0x22, 0x33, 0x44}).value());
+  EXPECT_EQ((Bytes{0, 0, 0}), t->Transceive({0x39, 0x02}).value());
+  // A new selection ends the authentication.
+  t->set_state(TypeACard::State::kIdle);
+  t->set_state(TypeACard::State::kActive);
+  EXPECT_FALSE(t->Transceive({0x39, 0x02}).has_value());
+}
+
 TEST(SimNtag, SmallerNtagsAndUltralightEv1) {
   struct Row {
     Ntag::Model m;
