@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The orvex tool's file parsers on hostile files: MIFARE Classic dumps in
-// each format (.mfd with and without its key record, .eml, .json) and APDU
-// scripts. Beyond memory safety, what a parser accepts must hold together:
+// each format (.mfd with and without its key record, .eml, .json), APDU
+// scripts and MIFARE Classic key lists. Beyond memory safety, what a parser accepts must hold together:
 // a dump has 64 or 256 blocks with a flag a byte, and written again as
 // .eml or .json it reads back the same; every APDU of a script has its
 // 4-byte header and no more bytes than allowed, and the command that follows
-// up 61XX or 6CXX is a well-formed APDU with the same header.
+// up 61XX or 6CXX is a well-formed APDU with the same header; a key list
+// gives each key once, and its keys written out as a list read back the
+// same.
 //
-// Input: one byte choosing the parser (modulo 6), then the file. For a .mfd
+// Input: one byte choosing the parser (modulo 7), then the file. For a .mfd
 // with its key record, the bytes up to the first zero byte are the record
 // and the rest the dump.
 #include <algorithm>
@@ -17,6 +19,8 @@
 #include <vector>
 
 #include "apdu_script.h"
+#include "hex_text.h"
+#include "key_list.h"
 #include "mifare_dump.h"
 
 using namespace orvexformats;
@@ -72,13 +76,31 @@ void Script(const std::string& text, size_t max) {
   }
 }
 
+void Keys(const std::string& text) {
+  std::vector<ClassicKey> keys{ClassicKey{}};  // one key held before: never added again
+  int lines = 0;
+  try {
+    lines = ParseKeyList(text, keys);
+  } catch (const KeyListError& e) {
+    Check(e.line >= 1 && keys.size() == 1);  // a refused list adds nothing
+    return;
+  }
+  Check(keys.size() <= static_cast<size_t>(lines) + 1);
+  for (size_t i = 0; i < keys.size(); ++i)
+    for (size_t j = i + 1; j < keys.size(); ++j) Check(keys[i] != keys[j]);
+  std::string again;
+  for (size_t i = 1; i < keys.size(); ++i) again += HexText(keys[i].data(), 6) + "\n";
+  std::vector<ClassicKey> reread{ClassicKey{}};
+  Check(ParseKeyList(again, reread) == static_cast<int>(keys.size()) - 1 && reread == keys);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const uint8_t* p = data + 1;
   const size_t n = size - 1;
-  switch (data[0] % 6) {
+  switch (data[0] % 7) {
     case 0:
       Dump(std::vector<uint8_t>(p, p + n), DumpFormat::kMfd, nullptr);
       break;
@@ -99,8 +121,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     case 4:
       Script(std::string(reinterpret_cast<const char*>(p), n), 261);
       break;
-    default:
+    case 5:
       Script(std::string(reinterpret_cast<const char*>(p), n), 100);
+      break;
+    default:
+      Keys(std::string(reinterpret_cast<const char*>(p), n));
       break;
   }
   return 0;

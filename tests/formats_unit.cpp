@@ -14,6 +14,7 @@
 
 #include "atomic_file.h"
 #include "hex_text.h"
+#include "key_list.h"
 #include "mifare_access.h"
 #include "mifare_dump.h"
 
@@ -50,6 +51,54 @@ TEST(HexText, WhatIsNotTypedHexIsRefusedAndNamedOnOneLine) {
   // Refused: the output is as it was.
   EXPECT_EQ(out, std::vector<uint8_t>{0x55});
   EXPECT_EQ(HexText(out.data(), out.size()), "55");
+}
+
+TEST(KeyList, KeysInOrderEachOnceCommentsAndBlankLinesSkipped) {
+  std::vector<ClassicKey> keys{ClassicKey{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};
+  const int lines = ParseKeyList("# mine\r\nA0A1A2A3A4A5\r\n\n  d3:f7:d3:f7:d3:f7 # another\n"
+                                 "ffffffffffff\nA0 A1 A2 A3 A4 A5",
+                                 keys);
+  EXPECT_EQ(lines, 4);
+  ASSERT_EQ(keys.size(), 3u);
+  EXPECT_EQ(keys[1], (ClassicKey{0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5}));
+  EXPECT_EQ(keys[2], (ClassicKey{0xD3, 0xF7, 0xD3, 0xF7, 0xD3, 0xF7}));
+  std::vector<ClassicKey> none;
+  EXPECT_EQ(ParseKeyList("# nothing\n\n", none), 0);
+  EXPECT_TRUE(none.empty());
+}
+
+TEST(KeyList, KeyLinesAreTheLinesThatHoldSomething) {
+  const auto lines = KeyLines("# head\n\n  \t\r\n112233 # psc\r\nAABB\n#\nCC");
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0].number, 4);
+  EXPECT_EQ(lines[0].text, "112233 ");
+  EXPECT_EQ(lines[1].number, 5);
+  EXPECT_EQ(lines[1].text, "AABB");
+  EXPECT_EQ(lines[2].number, 7);
+  EXPECT_EQ(lines[2].text, "CC");
+  EXPECT_TRUE(KeyLines("").empty());
+}
+
+TEST(KeyList, ALineThatIsNotAKeyIsNamedAndNothingIsAdded) {
+  std::vector<ClassicKey> keys;
+  struct Case {
+    std::string text;
+    int line;
+    std::string why;
+  };
+  for (const Case& c : {Case{"A0A1A2A3A4A5\nA0A1A2A3A4\n", 2, "a key has 12 hex digits"},
+                        Case{"\n\nA0A1A2A3A4A5A6\n", 3, "a key has 12 hex digits"},
+                        Case{"A0A1A2A3A4A5\nzzA1A2A3A4A5\n", 2, "\"zzA1A2A3A4A5\" is not hexadecimal"},
+                        Case{"A0A1A2\tA3A4A\x01\n", 1, "\"A0A1A2\\tA3A4A\\x01\" is not hexadecimal"}}) {
+    try {
+      ParseKeyList(c.text, keys);
+      ADD_FAILURE() << c.text;
+    } catch (const KeyListError& e) {
+      EXPECT_EQ(e.line, c.line) << c.text;
+      EXPECT_EQ(std::string(e.what()), c.why) << c.text;
+    }
+    EXPECT_TRUE(keys.empty()) << c.text;
+  }
 }
 
 TEST(MifareAccess, TransportConfiguration) {

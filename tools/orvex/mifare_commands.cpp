@@ -12,6 +12,7 @@
 
 #include "commands.h"
 #include "iso14443a.h"
+#include "key_list.h"
 #include "mifare_access.h"
 #include "mifare_classic.h"
 #include "mifare_dump.h"
@@ -33,27 +34,22 @@ std::string ValueText(const orvexformats::ValueBlock& v) {
 
 namespace {
 
-// Adds the keys of a key list file (one 12-hex-digit key a line, "#" starts
-// a comment) that the list does not hold yet.
+// Adds the keys of a key list file (orvexformats::ParseKeyList) that the
+// list does not hold yet.
 void ReadKeyFile(const std::string& path, std::vector<Key>& keys) {
-  std::ifstream f(path);
+  constexpr size_t kMaxKeyFileBytes = 1 << 20;
+  std::ifstream f(path, std::ios::binary);
   if (!f) throw Failure("cannot read the key file " + path, 2);
-  std::string line;
-  int n = 0, found = 0;
-  while (std::getline(f, line)) {
-    ++n;
-    size_t hash = line.find('#');
-    if (hash != std::string::npos) line.erase(hash);
-    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-    Bytes b = ParseHex(line, path + ":" + std::to_string(n));
-    if (b.size() != 6)
-      throw Failure(path + ":" + std::to_string(n) + ": a key has 12 hex digits", 2);
-    Key k;
-    std::copy(b.begin(), b.end(), k.begin());
-    ++found;
-    if (std::find(keys.begin(), keys.end(), k) == keys.end()) keys.push_back(k);
+  std::string text(kMaxKeyFileBytes + 1, '\0');
+  f.read(&text[0], static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<size_t>(f.gcount()));
+  if (text.size() > kMaxKeyFileBytes)
+    throw Failure("the key file " + path + " is over 1 MiB: not a key list", 2);
+  try {
+    if (orvexformats::ParseKeyList(text, keys) == 0) throw Failure("the key file " + path + " holds no key", 2);
+  } catch (const orvexformats::KeyListError& e) {
+    throw Failure(path + ":" + std::to_string(e.line) + ": " + e.what(), 2);
   }
-  if (found == 0) throw Failure("the key file " + path + " holds no key", 2);
 }
 
 // The keys to try, in order: the key file given, then the key files of the

@@ -3,6 +3,7 @@
 
 #include "device.h"
 #include "hex_text.h"
+#include "key_list.h"
 
 #include <errno.h>
 #include <signal.h>
@@ -71,17 +72,9 @@ Bytes KeyFromOption(const std::string& given, const std::string& what) {
   const std::string path = given == "-" ? "-" : given.substr(1);
   constexpr size_t kMaxKeyFile = 64 * 1024;
   Bytes text = ReadInput(path, what + " key file", kMaxKeyFile);
-  std::string all(text.begin(), text.end());
-  size_t start = 0;
-  while (start < all.size()) {
-    size_t end = all.find('\n', start);
-    if (end == std::string::npos) end = all.size();
-    std::string line = all.substr(start, end - start);
-    start = end + 1;
-    line.erase(std::min(line.size(), line.find('#')));
-    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-    return ParseHex(line, what + " (" + (path == "-" ? std::string("standard input") : path) + ")");
-  }
+  const auto lines = orvexformats::KeyLines(std::string(text.begin(), text.end()));
+  if (!lines.empty())
+    return ParseHex(lines.front().text, what + " (" + (path == "-" ? std::string("standard input") : path) + ")");
   throw Failure(what + ": " + (path == "-" ? std::string("standard input") : path) + " holds no key", 2);
 }
 
