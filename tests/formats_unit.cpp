@@ -15,6 +15,7 @@
 #include "atomic_file.h"
 #include "hex_text.h"
 #include "key_list.h"
+#include "text_lines.h"
 #include "mifare_access.h"
 #include "mifare_dump.h"
 
@@ -67,8 +68,8 @@ TEST(KeyList, KeysInOrderEachOnceCommentsAndBlankLinesSkipped) {
   EXPECT_TRUE(none.empty());
 }
 
-TEST(KeyList, KeyLinesAreTheLinesThatHoldSomething) {
-  const auto lines = KeyLines("# head\n\n  \t\r\n112233 # psc\r\nAABB\n#\nCC");
+TEST(TextLines, ContentLinesAreTheLinesThatHoldSomething) {
+  const auto lines = ContentLines("# head\n\n  \t\r\n112233 # psc\r\nAABB\n#\nCC");
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[0].number, 4);
   EXPECT_EQ(lines[0].text, "112233 ");
@@ -76,7 +77,7 @@ TEST(KeyList, KeyLinesAreTheLinesThatHoldSomething) {
   EXPECT_EQ(lines[1].text, "AABB");
   EXPECT_EQ(lines[2].number, 7);
   EXPECT_EQ(lines[2].text, "CC");
-  EXPECT_TRUE(KeyLines("").empty());
+  EXPECT_TRUE(ContentLines("").empty());
 }
 
 TEST(KeyList, ALineThatIsNotAKeyIsNamedAndNothingIsAdded) {

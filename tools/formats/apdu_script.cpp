@@ -2,6 +2,7 @@
 #include "apdu_script.h"
 
 #include "hex_text.h"
+#include "text_lines.h"
 
 #include <cctype>
 #include <stdexcept>
@@ -69,22 +70,16 @@ bool ParseApduLine(const std::string& text, size_t max_bytes, ApduLine& out) {
 
 std::vector<ApduLine> ParseApduScript(const std::string& text, size_t max_bytes) {
   std::vector<ApduLine> lines;
-  size_t start = 0;
-  int n = 0;
-  while (start < text.size()) {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    ++n;
+  for (const ContentLine& c : ContentLines(text)) {
     ApduLine l;
     try {
-      if (ParseApduLine(text.substr(start, end - start), max_bytes, l)) {
-        l.line = n;
+      if (ParseApduLine(c.text, max_bytes, l)) {
+        l.line = c.number;
         lines.push_back(l);
       }
     } catch (const std::invalid_argument& e) {
-      throw std::invalid_argument("line " + std::to_string(n) + ": " + e.what());
+      throw std::invalid_argument("line " + std::to_string(c.number) + ": " + e.what());
     }
-    start = end + 1;
   }
   return lines;
 }

@@ -4,29 +4,14 @@
 #include <algorithm>
 
 #include "hex_text.h"
+#include "text_lines.h"
 
 namespace orvexformats {
 
-std::vector<KeyLine> KeyLines(const std::string& text) {
-  std::vector<KeyLine> out;
-  int number = 0;
-  size_t at = 0;
-  while (at < text.size()) {
-    size_t end = text.find('\n', at);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(at, end - at);
-    at = end + 1;
-    ++number;
-    line.erase(std::min(line.find('#'), line.size()));
-    if (line.find_first_not_of(" \t\r") != std::string::npos) out.push_back({number, line});
-  }
-  return out;
-}
-
 int ParseKeyList(const std::string& text, std::vector<ClassicKey>& keys) {
   std::vector<ClassicKey> found;
-  const std::vector<KeyLine> lines = KeyLines(text);
-  for (const KeyLine& line : lines) {
+  const std::vector<ContentLine> lines = ContentLines(text);
+  for (const ContentLine& line : lines) {
     std::vector<uint8_t> b;
     if (!ParseHexBytes(line.text, b)) {
       std::string shown;

@@ -2,8 +2,8 @@
 // MIFARE Classic key lists: the files of keys a person keeps (orvex's
 // --keys FILE and the `keys` of its configuration file). One key a line as
 // typed hex (12 digits; spaces, colons or hyphens may separate them), "#"
-// starts a comment, blank lines are skipped. Pure code, shared by every
-// program that reads key lists.
+// starts a comment, blank lines are skipped (text_lines.h). Pure code,
+// shared by every program that reads key lists.
 #pragma once
 
 #include <array>
@@ -15,16 +15,6 @@
 namespace orvexformats {
 
 using ClassicKey = std::array<uint8_t, 6>;
-
-// The lines of a key file that hold something, each with its number (from
-// 1): "#" to the end of a line is a comment, blank lines are skipped. Every
-// key file of the SDK is read so, a key list as one key a line, a file
-// holding one key (a password, a PSC, a DES key) as its first such line.
-struct KeyLine {
-  int number;
-  std::string text;
-};
-std::vector<KeyLine> KeyLines(const std::string& text);
 
 // A line of a key list that is not a key: its number (from 1) and why, in
 // words ("\"12zz\" is not hexadecimal", "a key has 12 hex digits").

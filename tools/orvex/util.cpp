@@ -3,7 +3,7 @@
 
 #include "device.h"
 #include "hex_text.h"
-#include "key_list.h"
+#include "text_lines.h"
 
 #include <errno.h>
 #include <signal.h>
@@ -72,7 +72,7 @@ Bytes KeyFromOption(const std::string& given, const std::string& what) {
   const std::string path = given == "-" ? "-" : given.substr(1);
   constexpr size_t kMaxKeyFile = 64 * 1024;
   Bytes text = ReadInput(path, what + " key file", kMaxKeyFile);
-  const auto lines = orvexformats::KeyLines(std::string(text.begin(), text.end()));
+  const auto lines = orvexformats::ContentLines(std::string(text.begin(), text.end()));
   if (!lines.empty())
     return ParseHex(lines.front().text, what + " (" + (path == "-" ? std::string("standard input") : path) + ")");
   throw Failure(what + ": " + (path == "-" ? std::string("standard input") : path) + " holds no key", 2);
