@@ -91,8 +91,6 @@ class Context {
 // The exit status of a command that did part of its work (a partial dump).
 constexpr int kPartialExit = 3;
 
-// Answer deadlines, in milliseconds, of the command groups the tool uses.
-
 // Each Add...Commands binds its subcommands' options to static variables and
 // sets them to their defaults every time it runs: each run of the tool starts
 // from the defaults, also when one process runs the tool many times (the fuzz
