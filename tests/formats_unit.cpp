@@ -46,8 +46,13 @@ TEST(HexText, WhatIsNotTypedHexIsRefusedAndNamedOnOneLine) {
   EXPECT_EQ(why, "'\\x01' is not a hex digit");
   EXPECT_FALSE(ParseHexBytes("\xE9", out, &why));
   EXPECT_EQ(why, "'\\xE9' is not a hex digit");
-  EXPECT_FALSE(ParseHexBytes("ABC", out, &why));
+  HexRefusal refusal = HexRefusal::kNone;
+  EXPECT_FALSE(ParseHexBytes("ABC", out, &why, &refusal));
   EXPECT_EQ(why, "odd number of hex digits");
+  EXPECT_EQ(refusal, HexRefusal::kOddDigits);
+  EXPECT_FALSE(ParseHexBytes("AB-C!", out, nullptr, &refusal));
+  EXPECT_EQ(refusal, HexRefusal::kNotADigit);
+  EXPECT_EQ(Printable(std::string("a\tb\n\x7F\"")), "a\\tb\\n\\x7F\"");
   EXPECT_FALSE(ParseHexBytes("0x12", out));
   // Refused: the output is as it was.
   EXPECT_EQ(out, std::vector<uint8_t>{0x55});

@@ -417,6 +417,14 @@ TEST_F(Cli, MfcErrorsInWords) {
   r = Run({"mfc", "dump", Path("x.mfd"), "-k", Path("keys")});
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find(Path("keys") + ":1: a key has 12 hex digits"), std::string::npos) << r.err;
+  // A key list from standard input, and the line that is not a key named.
+  r = Run({"mfc", "dump", Path("x.mfd"), "-k", "-"}, "# mine\nA0A1A2A3A4A5\nA0A1A2\n");
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "orvex: standard input:3: a key has 12 hex digits\n");
+  EXPECT_EQ(r.out, "");
+  r = Run({"mfc", "keys", "-k", "-", "--no-default-keys", "--json"}, "FFFFFFFFFFFF\n");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.Json()["sectors"][0]["key_a"], "FFFFFFFFFFFF") << r.out;
   Write(Path("short.mfd"), std::string(100, '\0'));
   r = Run({"mfc", "restore", Path("short.mfd")});
   EXPECT_EQ(r.status, 2);

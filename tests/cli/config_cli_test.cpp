@@ -83,7 +83,7 @@ TEST_F(Cli, ConfigurationMistakesAreUsageErrors) {
       {"\ndevice = 5\n", file + ":2: device is a string, such as \"/dev/ttyUSB0\""},
       {"speed = 9600\n", file + ":1: unknown setting \"speed\" (known: device, baud, keys)"},
       {"keys = \"k.txt\"\n", file + ":1: keys is a list of key files, such as [\"keys.txt\"]"},
-      {"keys = [\"no-such.keys\"]\n", "cannot read the key file " + Path("orvex/no-such.keys")},
+      {"keys = [\"no-such.keys\"]\n", "key file " + Path("orvex/no-such.keys") + ": No such file or directory"},
   };
   for (const Case& c : cases) {
     Configure(c.toml);

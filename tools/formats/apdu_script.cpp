@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "apdu_script.h"
 
-#include "hex_text.h"
-#include "text_lines.h"
-
 #include <cctype>
 #include <stdexcept>
+
+#include "hex_text.h"
+#include "text_lines.h"
 
 namespace orvexformats {
 

@@ -25,7 +25,13 @@ std::string Printable(char c) {
   return "\\x" + HexText(&u, 1);
 }
 
-bool ParseHexBytes(const std::string& text, std::vector<uint8_t>& out, std::string* why) {
+std::string Printable(const std::string& text) {
+  std::string s;
+  for (char c : text) s += Printable(c);
+  return s;
+}
+
+bool ParseHexBytes(const std::string& text, std::vector<uint8_t>& out, std::string* why, HexRefusal* refusal) {
   std::vector<uint8_t> bytes;
   bytes.reserve(text.size() / 2);
   int high = -1;
@@ -37,6 +43,7 @@ bool ParseHexBytes(const std::string& text, std::vector<uint8_t>& out, std::stri
     else if (c >= 'A' && c <= 'F') d = c - 'A' + 10;
     if (d < 0) {
       if (why) *why = "'" + Printable(c) + "' is not a hex digit";
+      if (refusal) *refusal = HexRefusal::kNotADigit;
       return false;
     }
     if (high < 0) {
@@ -48,6 +55,7 @@ bool ParseHexBytes(const std::string& text, std::vector<uint8_t>& out, std::stri
   }
   if (high >= 0) {
     if (why) *why = "odd number of hex digits";
+    if (refusal) *refusal = HexRefusal::kOddDigits;
     return false;
   }
   out = std::move(bytes);

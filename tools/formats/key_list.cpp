@@ -13,11 +13,7 @@ int ParseKeyList(const std::string& text, std::vector<ClassicKey>& keys) {
   const std::vector<ContentLine> lines = ContentLines(text);
   for (const ContentLine& line : lines) {
     std::vector<uint8_t> b;
-    if (!ParseHexBytes(line.text, b)) {
-      std::string shown;
-      for (char c : line.text) shown += Printable(c);
-      throw KeyListError(line.number, "\"" + shown + "\" is not hexadecimal");
-    }
+    if (!ParseHexBytes(line.text, b)) throw KeyListError(line.number, "\"" + Printable(line.text) + "\" is not hexadecimal");
     if (b.size() != 6) throw KeyListError(line.number, "a key has 12 hex digits");
     ClassicKey k;
     std::copy(b.begin(), b.end(), k.begin());

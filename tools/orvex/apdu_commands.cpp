@@ -6,6 +6,7 @@
 
 #include "apdu_script.h"
 #include "commands.h"
+#include "hex_text.h"
 
 namespace orvextool {
 
@@ -47,7 +48,7 @@ std::vector<orvexformats::ApduLine> ReadApdus(const ApduInput& in, const std::st
     try {
       if (!orvexformats::ParseApduLine(in.args[i], max, l)) throw std::invalid_argument("no command");
     } catch (const std::invalid_argument& e) {
-      throw Failure(what + ": \"" + PrintableText(in.args[i]) + "\": " + e.what(), 2);
+      throw Failure(what + ": \"" + orvexformats::Printable(in.args[i]) + "\": " + e.what(), 2);
     }
     l.line = static_cast<int>(i + 1);
     lines.push_back(l);

@@ -6,7 +6,6 @@
 #include <array>
 #include <climits>
 #include <cstdint>
-#include <fstream>
 #include <iterator>
 #include <sstream>
 
@@ -38,17 +37,13 @@ namespace {
 // list does not hold yet.
 void ReadKeyFile(const std::string& path, std::vector<Key>& keys) {
   constexpr size_t kMaxKeyFileBytes = 1 << 20;
-  std::ifstream f(path, std::ios::binary);
-  if (!f) throw Failure("cannot read the key file " + path, 2);
-  std::string text(kMaxKeyFileBytes + 1, '\0');
-  f.read(&text[0], static_cast<std::streamsize>(text.size()));
-  text.resize(static_cast<size_t>(f.gcount()));
-  if (text.size() > kMaxKeyFileBytes)
-    throw Failure("the key file " + path + " is over 1 MiB: not a key list", 2);
+  const Bytes text = ReadInput(path, "key file", kMaxKeyFileBytes);
+  const std::string name = path == "-" ? "standard input" : path;
   try {
-    if (orvexformats::ParseKeyList(text, keys) == 0) throw Failure("the key file " + path + " holds no key", 2);
+    if (orvexformats::ParseKeyList(std::string(text.begin(), text.end()), keys) == 0)
+      throw Failure("the key file " + name + " holds no key", 2);
   } catch (const orvexformats::KeyListError& e) {
-    throw Failure(path + ":" + std::to_string(e.line) + ": " + e.what(), 2);
+    throw Failure(name + ":" + std::to_string(e.line) + ": " + e.what(), 2);
   }
 }
 

@@ -21,18 +21,13 @@ namespace orvextool {
 
 Bytes ParseHex(const std::string& text, const std::string& what) {
   Bytes out;
-  std::string why;
-  if (!orvexformats::ParseHexBytes(text, out, &why))
-    throw Failure(what + ": \"" + PrintableText(text) + "\" " +
-                      (why.rfind("odd", 0) == 0 ? "has an odd number of hex digits" : "is not hexadecimal"),
+  orvexformats::HexRefusal refusal = orvexformats::HexRefusal::kNone;
+  if (!orvexformats::ParseHexBytes(text, out, nullptr, &refusal))
+    throw Failure(what + ": \"" + orvexformats::Printable(text) + "\" " +
+                      (refusal == orvexformats::HexRefusal::kOddDigits ? "has an odd number of hex digits"
+                                                                       : "is not hexadecimal"),
                   2);
   return out;
-}
-
-std::string PrintableText(const std::string& text) {
-  std::string s;
-  for (char c : text) s += orvexformats::Printable(c);
-  return s;
 }
 
 Bytes ParseHexArgs(const std::vector<std::string>& args, const std::string& what) {

@@ -21,9 +21,6 @@ using Json = nlohmann::ordered_json;
 // "00A4 04:00" -> bytes; separators (space, colon, dash) are skipped. Throws
 // a usage Failure naming `what` for anything else or an odd digit count.
 Bytes ParseHex(const std::string& text, const std::string& what);
-// Text a person typed, for a message: control characters written as \n,
-// \t or \xNN, so that the message stays on one line.
-std::string PrintableText(const std::string& text);
 Bytes ParseHexArgs(const std::vector<std::string>& args, const std::string& what);
 std::string Hex(const uint8_t* p, size_t n);
 inline std::string Hex(const Bytes& b) { return Hex(b.data(), b.size()); }
