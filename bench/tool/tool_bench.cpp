@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The orvex program as a user runs it, against orvex-sim on its pseudo-
-// terminal: whole commands timed from the start of the process to its exit.
+// terminal: whole commands, as typed (no -q), timed from the start of the
+// process to its exit.
 //
 //  * `orvex mfc dump` of a blank MIFARE Classic 1K and `orvex ntag dump` of
 //    an NTAG216, the simulator paced at the line speed, each divided by the
@@ -334,7 +335,7 @@ void BM_ToolMfcDump(benchmark::State& state) {
     return;
   }
   close(fd);
-  TimeToolCommand(state, "mfc1k", {"-q", "mfc", "dump", out}, bytes, frames);
+  TimeToolCommand(state, "mfc1k", {"mfc", "dump", out}, bytes, frames);
   unlink(out);
   unlink((std::string(out) + ".keys").c_str());
 }
@@ -346,7 +347,7 @@ void BM_ToolNtagDump(benchmark::State& state) {
   const int baud = static_cast<int>(state.range(0));
   size_t bytes = Ntag216WireBytes(false, baud, &frames);
   size_t all = Ntag216WireBytes(true, baud, &all_frames);
-  TimeToolCommand(state, "ntag216", {"-q", "ntag", "dump"}, bytes, frames);
+  TimeToolCommand(state, "ntag216", {"ntag", "dump"}, bytes, frames);
   // Beside the reads alone: the least exchanges of the whole command.
   if (all == 0 || !state.counters.count("tool_ms")) return;
   const double wire = static_cast<double>(all) * 10.0 / static_cast<double>(state.range(0));

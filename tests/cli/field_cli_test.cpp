@@ -200,16 +200,22 @@ TEST_F(Cli, UidChoosesTheCardAndSaysSo) {
 }
 
 TEST_F(Cli, WithoutUidACommandSaysWhichOfSeveralCardsItTook) {
-  Result r = Run({"--sim-card", "ntag215:04112233445566", "--sim-card", "mfc1k:11223344", "ntag", "dump", "--json"});
+  Result r = Run({"--sim-card", "ntag215:04112233445566", "--sim-card", "mfc1k:11223344", "ntag", "read", "4",
+                  "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err,
             "orvex: several cards in the field; acting on 04112233445566 (Type 2 tag (Ultralight, NTAG)): --uid "
             "chooses another (orvex scan lists them)\n");
   EXPECT_EQ(r.Json()["uid"], "04112233445566");
   // One card alone: nothing to say.
-  r = Run({"--sim-card", "ntag215:04112233445566", "ntag", "dump", "--json"});
+  r = Run({"--sim-card", "ntag215:04112233445566", "ntag", "read", "4", "--json"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "");
+  // A dump's result names the card it read (here its JSON): no note.
+  r = Run({"--sim-card", "ntag215:04112233445566", "--sim-card", "mfc1k:11223344", "ntag", "dump", "--json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.Json()["uid"], "04112233445566");
 }
 
 TEST_F(Cli, UidOfACardNotInTheField) {

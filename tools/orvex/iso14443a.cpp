@@ -84,9 +84,4 @@ bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card, bool check_others) {
   return true;
 }
 
-void NoteOtherTypeACards(Context& ctx, const TypeACardInfo& card) {
-  if (!ctx.uid().empty() || ctx.quiet) return;
-  if (AnotherTypeACard(ctx).value_or(false)) NoteSeveral(ctx, card);
-}
-
 }  // namespace orvextool

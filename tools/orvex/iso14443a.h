@@ -34,18 +34,13 @@ bool SelectTypeAByUid(Context& ctx, const Bytes& uid, TypeACardInfo& card);
 // no such card answers; a link failure throws.
 //
 // Whether several cards answered is found by halting the chosen card,
-// asking the others and selecting it again. A command that only reads may
-// leave that to its end instead (check_others false): it then calls
-// NoteOtherTypeACards when it is done with the card, which spares the
-// selection again.
+// asking the others and selecting it again: a halt, a request and a
+// selection. A command whose own result names the card it read (a dump:
+// its summary, its listing's first line, its JSON) passes check_others
+// false, and the field is not asked.
 //
 // The check's only product is that note: with -q, where nobody is told,
-// the field is not asked (a halt, a request and a selection fewer).
+// the field is not asked either.
 bool SelectChosenTypeA(Context& ctx, TypeACardInfo& card, bool check_others = true);
-
-// After a command that selected with check_others false is done with the
-// card: halts it and, when another card answers, says so as
-// SelectChosenTypeA would have. Nothing to do with --uid or -q.
-void NoteOtherTypeACards(Context& ctx, const TypeACardInfo& card);
 
 }  // namespace orvextool

@@ -69,9 +69,9 @@ int Blocks(const TypeACardInfo& card, const std::string& size) {
 }
 
 
-TypeACardInfo SelectOrFail(Context& ctx) {
+TypeACardInfo SelectOrFail(Context& ctx, bool check_others = true) {
   TypeACardInfo card;
-  if (!SelectChosenTypeA(ctx, card)) throw Failure(ctx.NoCard());
+  if (!SelectChosenTypeA(ctx, card, check_others)) throw Failure(ctx.NoCard());
   return card;
 }
 
@@ -117,7 +117,9 @@ void Dump(Context& ctx, const DumpOptions& o) {
   if (!to_stdout && format == DumpFormat::kMfd)
     record = std::make_unique<OutputFile>(o.file + ".keys", "key record", 0600);
   ctx.Open();
-  TypeACardInfo card = SelectOrFail(ctx);
+  // The dump names its card (the summary, the listing's first line, the
+  // JSON): the field is not asked for others.
+  TypeACardInfo card = SelectOrFail(ctx, false);
   if (!card.IsClassic()) throw Failure("the card " + Hex(card.uid) + " is not a MIFARE Classic (SAK " +
                                        Hex(&card.sak, 1) + ")");
   const int blocks = Blocks(card, o.size);

@@ -71,8 +71,8 @@ void AddPasswordOptions(CLI::App* sub, PasswordOptions& o) {
 //
 // A command that reads the whole tag (whole true) gets the configuration
 // pages with the last Span() pages of the tag, in one read that its dump
-// then needs not make again (tail(), from page tail_from()); it also leaves
-// the check for other cards in the field to its end (Done()).
+// then needs not make again (tail(), from page tail_from()). Its result
+// names the tag, so it does not ask the field for other cards.
 class Tag {
  public:
   Tag(Context& ctx, const PasswordOptions& pw, bool whole = false) : ctx_(ctx), reader_(ctx), whole_(whole) {
@@ -108,12 +108,6 @@ class Tag {
       }
     }
     if (auto cfg = Read(model.cfg0(), model.cfg1())) SetConfiguration(*cfg);
-  }
-
-  // For a whole-tag command, once it is done with the tag: says whether
-  // other cards were in the field (the selection left that to now).
-  void Done() {
-    if (whole_) NoteOtherTypeACards(ctx_, card);
   }
 
   // The last pages of the tag as a whole-tag command read them with the
@@ -552,7 +546,6 @@ void Dump(Context& ctx, const DumpOptions& o) {
     page = last + 1;
   }
   memory.insert(memory.end(), tag.tail().begin(), tag.tail().end());
-  tag.Done();
   Json& d = ctx.out().doc();
   d["uid"] = Hex(tag.card.uid);
   d["type"] = m.name;
@@ -563,6 +556,8 @@ void Dump(Context& ctx, const DumpOptions& o) {
     ctx.Done("dumped " + std::to_string(m.pages) + " pages of " + tag.Name() + " to " + o.file);
     return;
   }
+  // The listing names the tag first, as the summary of a dump to a file does.
+  ctx.out().Line(tag.Name() + ", " + std::to_string(m.pages) + " pages");
   Json pages = Json::array();
   for (int p = 0; p < m.pages; ++p) {
     std::string hex = Hex(&memory[static_cast<size_t>(p) * 4], 4);
