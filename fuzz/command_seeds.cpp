@@ -90,7 +90,7 @@ void Prelude(int which, Orvex& o) {
 constexpr int kPreludes = 6;
 
 const char* const kCards[] = {"", "display", "mfc1k", "ntag215", "cpu", "topaz", "iso15693", "sle4442",
-                              "mfplus", "typeb", "idcard", "sr176", "srix4k", "at88rf020", "felica", "lf"};
+                              "mfplus", "typeb", "idcard", "sr176", "srix4k", "at88rf020", "felica", "lf", "ulev1-48"};
 
 std::vector<Recorded> Run(const fuzzmethods::Method& m, const std::string& card, int prelude, int& result) {
   orvexsim::Simulator sim(card == "display" ? orvexsim::ReaderModel::kDisplayReader

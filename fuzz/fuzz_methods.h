@@ -532,6 +532,10 @@ inline std::vector<Method> All() {
          return OV_FM_Select(1, a.n(0), 2, a.b(0), a.n(0), a.b(1), a.b(2),
                              reinterpret_cast<unsigned short*>(a.b(3)));
        }});
+  // The library's extension beside the methods: any counter of an
+  // Ultralight EV1 (3, which no tag has, is refused before it is sent).
+  add({"OrvexNTagReadCounter", {{"Counter", 4, kOutput, -1, 0, false}}, kPositiveIsSuccess, -1,
+       [](Orvex&, Args& a) { return OrvexNTagReadCounter(1, a.n(0) % 4, reinterpret_cast<int*>(a.b(0))); }});
   return m;
 }
 

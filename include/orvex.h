@@ -2022,4 +2022,22 @@ class ORVEX_API OrvexReaderList {
  *  (at most size bytes, NUL-terminated; message may be null). */
 ORVEX_API int OrvexCheckConnection(const char* connection, char* message, int size);
 
+/* ====================================================================== */
+/* Library extension: the three counters of an Ultralight EV1              */
+/* ====================================================================== */
+
+/** READ_CNT of counter CounterNo (0 to 2) through the reader's channel for
+ *  Type 2 tag commands (command C0, sub-function 10: the tag's command 39
+ *  and the counter number). An Ultralight EV1 has three one-way counters;
+ *  an NTAG213/215/216 answers for counter 2 only, its NFC counter, which
+ *  OV_NTag_ReadCounter reads through the reader's own sub-function 16.
+ *  Uses the link current on the calling thread, as the Orvex methods do.
+ *  1 and Counter the counter's 24-bit value (low byte first on the wire);
+ *  -1 link failure; -3 the reader or the tag refused, the answer did not
+ *  echo the sub-function or did not hold exactly the counter's 3 bytes, or
+ *  CounterNo is not 0 to 2 (nothing is sent then). Counter is untouched on
+ *  every failure.
+ *  Outputs: Counter 1 int. */
+ORVEX_API int OrvexNTagReadCounter(int ReaderID, int CounterNo, int* Counter);
+
 #endif /* ORVEX_H */

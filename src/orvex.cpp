@@ -562,6 +562,9 @@ int Orvex::OV_NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char
 int Orvex::OV_NTag_ReadSignature(int ReaderID, unsigned char* Signature) {
   return NTag_ReadSignature(ReaderID, Signature);
 }
+int OrvexNTagReadCounter(int ReaderID, int CounterNo, int* Counter) {
+  return NTag_ReadCounterOf(ReaderID, CounterNo, Counter);
+}
 
 // ---- ORVEX-GROUP: SLE4442 ----
 int Orvex::OV_SLE_Reset(int ReaderID, unsigned char* pResetInfo) { return SLE_Reset(ReaderID, pResetInfo); }

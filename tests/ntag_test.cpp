@@ -187,6 +187,38 @@ TEST_F(NTagTest, ReadCounterIsTwentyFourBitsLowByteFirst) {
   ExpectDeadline(1, {0x16, 1, 2, 3}, 1, [&] { return ov.OV_NTag_ReadCounter(1, &counter); });
 }
 
+// The library's own reading of any of the three counters: READ_CNT with the
+// counter number through the Type 2 channel.
+TEST_F(NTagTest, ReadCounterOfAnyCounterGoesThroughTheTypeTwoChannel) {
+  int counter = 0;
+  reader.Ok({0x10, 0x01, 0x02, 0x03});
+  EXPECT_EQ(1, OrvexNTagReadCounter(1, 0, &counter));
+  ExpectSent(0xC0, {0x10, 0x05, 0x39, 0x00});
+  EXPECT_EQ(0x030201, counter);
+  reader.Ok({0x10, 0xFF, 0xFF, 0xFF});
+  EXPECT_EQ(1, OrvexNTagReadCounter(1, 2, &counter));
+  ExpectSent(0xC0, {0x10, 0x05, 0x39, 0x02});
+  EXPECT_EQ(0xFFFFFF, counter);
+
+  // An answer that is not the counter's three bytes is not a counter.
+  counter = 0x5A5A;
+  for (const Bytes& answer : {Bytes{0x10, 0x01, 0x02}, Bytes{0x10, 0x01, 0x02, 0x03, 0x04}, Bytes{0x10}}) {
+    reader.Ok(answer);
+    EXPECT_EQ(-3, OrvexNTagReadCounter(1, 1, &counter)) << answer.size();
+    EXPECT_EQ(0x5A5A, counter);
+  }
+  ExpectCarrierFailures({0x10, 1, 2, 3}, [&] { return OrvexNTagReadCounter(1, 1, &counter); });
+  EXPECT_EQ(0x5A5A, counter);
+
+  // No tag has a counter 3: refused before anything goes out.
+  reader.ClearRecord();
+  EXPECT_EQ(-3, OrvexNTagReadCounter(1, 3, &counter));
+  EXPECT_EQ(-3, OrvexNTagReadCounter(1, -1, &counter));
+  EXPECT_EQ(0x5A5A, counter);
+  EXPECT_TRUE(reader.commands().empty());
+  ExpectDeadline(1, {0x10, 1, 2, 3}, 1, [&] { return OrvexNTagReadCounter(1, 0, &counter); });
+}
+
 TEST_F(NTagTest, PasswordAuthSucceedsOnlyWithPackZero) {
   unsigned char pwd[4] = {0xFF, 0xFF, 0xFF, 0xFF};
   unsigned char pack[3] = {0xEE, 0xEE, 0xEE};

@@ -299,6 +299,14 @@ class Ntag(TypeACard):
             raise ValueError(f"page {page} holds the UID, lock bytes or capability container: not written")
         self.reader.raw.OV_NTag_Write(self.reader.reader_id, page, data)
 
+    def counter(self, number: int = 2) -> int:
+        """One of the tag's 24-bit counters: an Ultralight EV1 has three
+        one-way counters (0, 1, 2); an NTAG213/215/216 has its NFC counter,
+        number 2, which it answers for only while it is enabled."""
+        _check_int("number", number, 0, 2)
+        self.select()
+        return self.reader.raw.ntag_read_counter(self.reader.reader_id, number)
+
     def dump(self) -> bytes:
         """Every page of the tag, as bytes."""
         _, pages = self.model

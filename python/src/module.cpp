@@ -348,6 +348,20 @@ PYBIND11_MODULE(_orvex, m) {
       .def_property_readonly("last_failure", [](Link& l) { return l.IsOpen() ? l.link().LastFailure() : 1; })
       .def_property_readonly("last_failure_text", &Link::FailureText)
       .def_property_readonly("last_answer_length", &Link::AnswerLength);
+  // The library's extension beside the Orvex methods: any of an Ultralight
+  // EV1's three counters.
+  cls.def("ntag_read_counter", [](Link& self, int reader_id, int counter_no) {
+    int counter = 0;
+    long long r = self.Call(true, false, [&] {
+      return static_cast<long long>(OrvexNTagReadCounter(reader_id, counter_no, &counter));
+    });
+    static const Meaning kMeanings[] = {
+        {-3, "the reader or the tag refused, or there is no such counter (0 to 2)"}, {-1, "link failure"}, {1, "done"}};
+    CheckResult(self, "OrvexNTagReadCounter", r, Rule::negative, "OrvexError", kMeanings,
+                sizeof kMeanings / sizeof kMeanings[0]);
+    return counter;
+  }, py::arg("reader_id"), py::arg("counter_no"),
+  "READ_CNT of counter counter_no (0 to 2; an NTAG213/215/216 has counter 2 only) of the selected tag.");
   BindMethods(cls);
   BindLayers(m);
 

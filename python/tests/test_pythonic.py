@@ -237,6 +237,28 @@ def test_ntag_pages_and_dump(reader):
         tag.write_page(10, b"\x00" * 3)
 
 
+@pytest.mark.orvex_cards("ntag215")
+def test_ntag_counter(reader):
+    (tag,) = reader.scan()
+    with pytest.raises(orvex.ReaderRefused):
+        tag.counter()  # the NFC counter is off on a new tag: it does not answer
+    tag.select()
+    tag.write_page(132, b"\x10\x05\x00\x00")  # ACCESS: the NFC counter on
+    tag.read_pages(4)  # the first read since the tag powered up counts
+    assert tag.counter() == 1
+    with pytest.raises(orvex.ReaderRefused):
+        tag.counter(0)  # an NTAG has counter 2 only
+    with pytest.raises(ValueError):
+        tag.counter(3)
+
+
+@pytest.mark.orvex_cards("ulev1-48")
+def test_ultralight_ev1_counters(reader):
+    (tag,) = reader.scan()
+    assert isinstance(tag, orvex.Ntag)
+    assert [tag.counter(n) for n in range(3)] == [0, 0, 0]
+
+
 def _user_pages(reader):
     (tag,) = [c for c in reader.scan() if isinstance(c, orvex.Ntag)]
     return tag.dump()

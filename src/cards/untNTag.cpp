@@ -42,6 +42,7 @@ static constexpr unsigned char kFastRead = 0x3A;
 static constexpr unsigned char kWrite = 0xA2;
 static constexpr unsigned char kPwdAuth = 0x1B;
 static constexpr unsigned char kReadSig = 0x3C;
+static constexpr unsigned char kReadCnt = 0x39;
 static constexpr unsigned char kTagTimeOut = 5;
 static constexpr unsigned char kWriteTimeOut = 15;
 // The reader's own sub-functions.
@@ -87,6 +88,20 @@ int NTag_ReadCounter(int ReaderID, int* Counter) {
   unsigned char ret[kMaxAnswerData] = {};
   int rt = NTag_Common2_(ReaderID, kReadCounter, kTagTimeOut, 0, nullptr, &len, ret, deadline::kNtag);
   if (rt != 1) return rt;
+  *Counter = ret[0] | ret[1] << 8 | ret[2] << 16;  // 24 bits, low byte first
+  return 1;
+}
+
+int NTag_ReadCounterOf(int ReaderID, int CounterNo, int* Counter) {
+  // An Ultralight EV1 has counters 0 to 2; a number the tag has no counter
+  // for is not worth an exchange.
+  if (CounterNo < 0 || CounterNo > 2) return -3;
+  unsigned char number = static_cast<unsigned char>(CounterNo);
+  int len = 0;
+  unsigned char ret[kMaxAnswerData] = {};
+  int rt = NTag_Common_(ReaderID, kReadCnt, kTagTimeOut, 1, &number, &len, ret, deadline::kNtag);
+  if (rt != 1) return rt;
+  if (len != 3) return -3;  // the tag's answer is the counter's three bytes, nothing else
   *Counter = ret[0] | ret[1] << 8 | ret[2] << 16;  // 24 bits, low byte first
   return 1;
 }

@@ -21,6 +21,7 @@ int NTag_FastRead(int ReaderID, int StartPage, int EndPage, int* DataLen, unsign
 int NTag_Write(int ReaderID, int PageIndex, unsigned char* pData);
 int NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData);
 int NTag_ReadCounter(int ReaderID, int* Counter);
+int NTag_ReadCounterOf(int ReaderID, int CounterNo, int* Counter);
 int NTag_Password_Auth(int ReaderID, unsigned char* PWD, unsigned char* AuthResult);
 int NTag_ReadSignature(int ReaderID, unsigned char* Signature);
 

@@ -113,3 +113,56 @@ TEST_F(NtagTest, CounterAndSignature) {
   auto lock = sim.Lock();
   EXPECT_EQ(*tag->Transceive({0x3C, 0x00}), Bytes(sig, sig + 32));
 }
+
+namespace {
+
+class Ev1Test : public SimTest {
+ protected:
+  void SetUp() override {
+    ev1 = std::make_shared<Ntag>(Ntag::Model::kUltralight48, Bytes{0x04, 0x61, 0x62, 0x63, 0x64, 0x65, 0x66});
+    sim.Place(ev1);
+    SimTest::SetUp();
+  }
+  std::shared_ptr<Ntag> ev1;
+};
+
+}  // namespace
+
+// An Ultralight EV1's three one-way counters, each read on its own.
+TEST_F(Ev1Test, EveryCounterReadOnItsOwn) {
+  unsigned short type = 0;
+  unsigned char sak = 0, len = 0, uid[ORVEX_MAX_ANSWER];
+  ASSERT_EQ(1, ov.OV_RequestAntiandSelect(1, 0x52, 0, &type, &sak, &len, uid));
+  {
+    // The selected tag counts, as a terminal of its own would make it.
+    auto lock = sim.Lock();
+    ASSERT_TRUE(ev1->Transceive({0xA5, 0x00, 0x05, 0x00, 0x00, 0x00}));  // counter 0 up by 5
+    ASSERT_TRUE(ev1->Transceive({0xA5, 0x01, 0x00, 0x01, 0x00, 0x00}));  // counter 1 up by 256
+    ASSERT_TRUE(ev1->Transceive({0xA5, 0x02, 0x00, 0x00, 0x01, 0x00}));  // counter 2 up by 65536
+  }
+  int c[3] = {-1, -1, -1};
+  for (int n = 0; n < 3; ++n) ASSERT_EQ(1, OrvexNTagReadCounter(1, n, &c[n])) << n;
+  EXPECT_EQ(5, c[0]);
+  EXPECT_EQ(256, c[1]);
+  EXPECT_EQ(65536, c[2]);
+  // The reader's own counter read gives counter 2.
+  int two = -1;
+  ASSERT_EQ(1, ov.OV_NTag_ReadCounter(1, &two));
+  EXPECT_EQ(65536, two);
+}
+
+// An NTAG has one counter, 2: asked for another it refuses, and the output
+// stays as it was.
+TEST_F(NtagTest, OnlyCounterTwoOfAnNtag) {
+  unsigned char access[4] = {0x10, 0x05, 0x00, 0x00};  // the NFC counter on
+  ASSERT_EQ(1, ov.OV_NTag_Write(1, 132, access));
+  int len = 0;
+  unsigned char r[ORVEX_MAX_ANSWER];
+  ASSERT_EQ(1, ov.OV_NTag_Read(1, 4, &len, r));
+  int counter = -1;
+  ASSERT_EQ(1, OrvexNTagReadCounter(1, 2, &counter));
+  EXPECT_EQ(1, counter);
+  counter = -7;
+  EXPECT_EQ(-3, OrvexNTagReadCounter(1, 0, &counter));
+  EXPECT_EQ(-7, counter);
+}
