@@ -57,10 +57,12 @@ TEST_F(NtagModels, InfoTellsEachByItsVersion) {
     else
       EXPECT_FALSE(j.contains("dynamic_lock"));
     EXPECT_EQ(j["locked_pages"], nlohmann::json::array());
-    // NTAG210/212: no NFC counter; Ultralight EV1: its one-way counter 2.
+    // NTAG210/212: no NFC counter; Ultralight EV1: its three one-way
+    // counters, counter 2 as the counter.
     const bool ev1 = std::string(m.kind).rfind("ulev1", 0) == 0;
     EXPECT_EQ(j["counter_state"], ev1 ? "enabled" : "absent");
     EXPECT_EQ(j["counter"], ev1 ? nlohmann::json(0) : nlohmann::json(nullptr));
+    EXPECT_EQ(j["counters"], ev1 ? nlohmann::json({0, 0, 0}) : nlohmann::json(nullptr));
     EXPECT_EQ(j["signature"].get<std::string>().size(), 64u);
   }
   Result r = Run({"--sim-card", Card(kModels[3]), "ntag", "info"});
@@ -71,7 +73,14 @@ TEST_F(NtagModels, InfoTellsEachByItsVersion) {
             std::string::npos)
       << r.out;
   EXPECT_NE(r.out.find("dynamic lock:   000000 (page 36)\n"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("counter 2:      0 (one-way; counters 0 and 1 are not read)\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("counters:       0, 0, 0 (one-way counters 0, 1 and 2)\n"), std::string::npos) << r.out;
+  // Each counter is read on its own: READ_CNT 0, 1 and 2 through the reader's
+  // Type 2 channel.
+  r = Run({"--sim-card", Card(kModels[3]), "--trace", "ntag", "info"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  for (const char* read : {"C0 NTag READ_CNT  10 05 39 00\n", "C0 NTag READ_CNT  10 05 39 01\n",
+                           "C0 NTag READ_CNT  10 05 39 02\n"})
+    EXPECT_NE(r.err.find(read), std::string::npos) << read << r.err;
   r = Run({"--sim-card", Card(kModels[0]), "ntag", "info"});
   EXPECT_NE(r.out.find("user memory:    48 bytes, pages 4-15\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("NFC counter:    none on this tag\n"), std::string::npos) << r.out;

@@ -321,17 +321,24 @@ void Info(Context& ctx, const PasswordOptions& pw) {
     out.Field("locked_pages", "locked pages", locked, PageList(locked));
   }
 
-  // NFC counter; of the Ultralight EV1's three one-way counters, counter 2:
-  // the reader reads that one (READ_CNT 02), which needs no password.
-  Json counter = nullptr;
+  // The NFC counter of an NTAG213/215/216; the three one-way counters of an
+  // Ultralight EV1, which need no password.
+  Json counter = nullptr, counters = nullptr;
   std::string state = "absent", text = "none on this tag";
   const bool one_way = m.counter == NtagModel::Counter::kOneWay;
   if (one_way) {
-    int n = 0;
-    CheckCard(ctx.ov.OV_NTag_ReadCounter(ctx.reader_id, &n), "reading counter 2", "the tag refused");
+    counters = Json::array();
+    std::string list;
+    for (int i = 0; i < 3; ++i) {
+      int n = 0;
+      CheckCard(OrvexNTagReadCounter(ctx.reader_id, i, &n), "reading counter " + std::to_string(i),
+                "the tag refused");
+      counters.push_back(n);
+      list += (i ? ", " : "") + std::to_string(n);
+    }
     state = "enabled";
-    counter = n;
-    text = std::to_string(n) + " (one-way; counters 0 and 1 are not read)";
+    counter = counters[2];
+    text = list + " (one-way counters 0, 1 and 2)";
   } else if (m.counter == NtagModel::Counter::kNfc) {
     if (!cfg) {
       state = "unknown";
@@ -351,8 +358,9 @@ void Info(Context& ctx, const PasswordOptions& pw) {
       text = std::to_string(n);
     }
   }
-  out.Field("counter_state", one_way ? "counter 2" : "NFC counter", state, text);
+  out.Field("counter_state", one_way ? "counters" : "NFC counter", state, text);
   out.doc()["counter"] = counter;
+  out.doc()["counters"] = counters;
 
   // Originality signature.
   unsigned char sig[ORVEX_MAX_ANSWER] = {};
