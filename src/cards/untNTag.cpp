@@ -83,12 +83,15 @@ int NTag_CompatibleWrite(int ReaderID, int PageIndex, unsigned char* pData) {
   return NTag_Common2_(ReaderID, kCompatibleWrite, kTagTimeOut, 17, param, &len, ret, deadline::kNtag);
 }
 
+// A counter as the tag sends it: 24 bits, low byte first.
+static int Counter24(const unsigned char* b) { return b[0] | b[1] << 8 | b[2] << 16; }
+
 int NTag_ReadCounter(int ReaderID, int* Counter) {
   int len = 0;
   unsigned char ret[kMaxAnswerData] = {};
   int rt = NTag_Common2_(ReaderID, kReadCounter, kTagTimeOut, 0, nullptr, &len, ret, deadline::kNtag);
   if (rt != 1) return rt;
-  *Counter = ret[0] | ret[1] << 8 | ret[2] << 16;  // 24 bits, low byte first
+  *Counter = Counter24(ret);
   return 1;
 }
 
@@ -102,7 +105,7 @@ int NTag_ReadCounterOf(int ReaderID, int CounterNo, int* Counter) {
   int rt = NTag_Common_(ReaderID, kReadCnt, kTagTimeOut, 1, &number, &len, ret, deadline::kNtag);
   if (rt != 1) return rt;
   if (len != 3) return -3;  // the tag's answer is the counter's three bytes, nothing else
-  *Counter = ret[0] | ret[1] << 8 | ret[2] << 16;  // 24 bits, low byte first
+  *Counter = Counter24(ret);
   return 1;
 }
 

@@ -107,6 +107,30 @@ TEST_F(Cli, MfcDumpRecordsAShownKeyBAsReadWithoutSearchingForIt) {
   EXPECT_EQ(Slurp(Path("d.mfd")), Card1K());
 }
 
+// A dump beside another card, with a wrong key tried first in every sector:
+// no halt and no request before it starts, one selection again (by UID) for
+// each wrong key, and the file is the chosen card's memory block for block.
+// (The simulated field always lets the first card it holds answer first, so
+// this does not show that the UID is checked; Cli.UidChoosesTheCardAndSaysSo
+// and the --uid tests do.)
+TEST_F(Cli, MfcDumpBesideAnotherCardWithWrongKeysDumpsTheCardItChose) {
+  std::string card = Card1K();
+  for (int b = 4; b < 64; ++b)
+    if (b % 4 != 3) card[static_cast<size_t>(b) * 16] = static_cast<char>(b);  // a mark in every data block
+  Write(Path("card.mfd"), card);
+  Write(Path("keys"), "112233445566\nFFFFFFFFFFFF\n");  // the first opens no sector
+  Result r = Run({"--sim-load", Path("card.mfd"), "--sim-card", "mfc1k:55667788", "--trace", "mfc", "dump",
+                  Path("d.mfd"), "-k", Path("keys"), "--no-default-keys"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.out.find("dumped 64 blocks of MIFARE Classic 1K 11223344 to "), std::string::npos) << r.out;
+  // Each sector: the wrong key, a selection again, the right key.
+  EXPECT_EQ(Sent(r.err)["KeyAuthorization"], 32) << r.err;
+  EXPECT_EQ(Sent(r.err)["RequestAntiAndSelect"], 1 + 16) << r.err;
+  EXPECT_EQ(Sent(r.err).count("CardHalt"), 0u) << r.err;
+  EXPECT_EQ(Sent(r.err).count("RequestCard"), 0u) << r.err;
+  EXPECT_EQ(Slurp(Path("d.mfd")), card);
+}
+
 TEST_F(Cli, ScanWaitTellsOfACardBeforeItHasLookedForTheOtherFamilies) {
   // At 4800 bit/s the families after ISO 14443-A take most of a second.
   SimProcess sim("--empty --baud 4800", Path("sim.out"));
