@@ -10,6 +10,11 @@ if(TARGET orvexsim)
   add_executable(command_seeds ${PROJECT_SOURCE_DIR}/fuzz/command_seeds.cpp)
   target_include_directories(command_seeds PRIVATE ${PROJECT_SOURCE_DIR}/fuzz)
   target_link_libraries(command_seeds PRIVATE orvex_internal orvexsim)
+  add_test(NAME fuzz_commands_seeds_current
+    COMMAND ${CMAKE_COMMAND} -DSEEDS=$<TARGET_FILE:command_seeds>
+            -DCORPUS=${PROJECT_SOURCE_DIR}/fuzz/corpus/commands
+            -DWORK=${CMAKE_CURRENT_BINARY_DIR}/command_seeds_now
+            -P ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check_command_seeds.cmake)
 endif()
 add_executable(fuzz_commands_replay ${PROJECT_SOURCE_DIR}/fuzz/fuzz_commands.cpp
                                     ${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp)
