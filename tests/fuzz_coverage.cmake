@@ -13,3 +13,6 @@ if(Python3_FOUND)
             -DTABLE=${PROJECT_SOURCE_DIR}/fuzz/fuzz_methods.h
             -P ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check_method_table.cmake)
 endif()
+# The campaign script's arguments, checked before it builds anything.
+add_test(NAME fuzz_campaign_arguments
+  COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check_campaign_args.sh ${PROJECT_SOURCE_DIR}/fuzz/campaign)
