@@ -34,7 +34,7 @@ refuses "$secs_msg" 0
 refuses "$secs_msg" 10s sim
 refuses "$secs_msg" --jobs 2 ""
 refuses "$secs_msg" --jobs 2 sim
-# --totals only reads the ledger.
+# --totals prints the ledger's table, with cmake never called.
 totals=$("$campaign" --totals)
 rc=$?
 if [[ $rc -ne 0 || "$(head -n 1 <<<"$totals")" != "target"*"executions"* ]]; then
